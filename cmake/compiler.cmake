@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: Apache-2.0
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_program(QOR_CCACHE ccache)
+if(QOR_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QOR_CCACHE})
+endif()
+
+# Everything of this repository is compiled with these; headers of dependencies are system headers.
+add_library(qor_options INTERFACE)
+target_include_directories(qor_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+target_compile_options(qor_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+                                             -Wconversion -Wno-sign-conversion)
+option(QOR_WERROR "Warnings are errors" ON)
+if(QOR_WERROR)
+  target_compile_options(qor_options INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  target_compile_options(qor_options INTERFACE -Wthread-safety)
+endif()
+if(QOR_SANITIZE)
+  add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QOR_SANITIZE})
+endif()

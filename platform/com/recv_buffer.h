@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_COM_RECV_BUFFER_H
+#define QOR_COM_RECV_BUFFER_H
+
+#include <cstdint>
+#include <functional>
+#include <span>
+
+#include "platform/dp/mbuf.h"
+
+namespace qor::com {
+
+/// One received sample. All views end with the handler call: copy what must stay.
+struct RecvBuffer {
+  std::span<const std::uint8_t> payload;      ///< the payload alone: no encapsulation header, no message header
+  std::span<const std::uint8_t> privateData;  ///< mbuf events: what precedes the chain
+  std::span<const OutMbufData> mbufs;         ///< mbuf events: the chain; empty otherwise
+  std::uint64_t sequenceNumber = 0;           ///< the writer's, from 1; 0: the wire has none
+  std::int64_t sourceTimestampNs = 0;         ///< the writer's realtime clock; 0: the wire has none
+  std::uint16_t encapsulation = 0;            ///< RTPS encapsulation identifier; 0 where the wire has none
+};
+
+/// Called on the transport's receive threads, for one subscriber by one thread at a time. Must not block.
+using RecvHandler = std::function<void(const RecvBuffer&)>;
+
+}  // namespace qor::com
+
+#endif

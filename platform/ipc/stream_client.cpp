@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/ipc/stream_client.h"
+
+#include <array>
+#include <deque>
+#include <map>
+#include <utility>
+
+#include <asio/local/stream_protocol.hpp>
+#include <asio/post.hpp>
+#include <asio/write.hpp>
+
+#include "platform/ipc/io_thread.h"
+#include "platform/ipc/stream_framer.h"
+#include "platform/someip/message.h"
+
+namespace qor::ipc {
+namespace {
+
+/// The answer to "everything" of the largest system we can think of is a few megabytes.
+constexpr std::size_t kMaxResponsePayload = 256U << 20U;
+constexpr std::size_t kReadSize = 64U << 10U;
+
+}  // namespace
+
+/// Lives on the io thread: all members are touched there only.
+class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
+ public:
+  explicit Impl(ClosedHandler onClosed)
+      : socket_(IoThread()), framer_(kMaxResponsePayload), onClosed_(std::move(onClosed)) {}
+
+  void Connect(const std::string& path) {
+    asio::error_code error;
+    asio::local::stream_protocol::endpoint endpoint;
+    try {
+      endpoint = asio::local::stream_protocol::endpoint(path);
+    } catch (const std::exception& tooLong) {
+      Fail(kConnectFailed, "socket path '" + path + "': " + tooLong.what());
+      return;
+    }
+    socket_.async_connect(endpoint, [self = shared_from_this(), path](const asio::error_code& result) {
+      if (result) {
+        self->Fail(kConnectFailed, "cannot connect to '" + path + "': " + result.message());
+        return;
+      }
+      self->isConnected_ = true;
+      self->WriteNext();
+      self->ReadNext();
+    });
+  }
+
+  void Send(std::uint16_t serviceId, std::uint16_t methodId, const Payload& payload, ResponseHandler onResponse) {
+    if (isClosed_) {
+      onResponse(ara::core::ErrorCode(kConnectionLost, "the connection is closed"));
+      return;
+    }
+    const std::uint32_t request = NextRequest();
+    someip::MessageHeader header;
+    header.serviceId = serviceId;
+    header.methodId = methodId;
+    header.length = someip::kLengthOverhead + static_cast<std::uint32_t>(payload.size());
+    header.clientId = static_cast<std::uint16_t>(request >> 16U);
+    header.sessionId = static_cast<std::uint16_t>(request);
+    const auto headerBytes = someip::EncodeHeader(header);
+    Payload message(headerBytes.begin(), headerBytes.end());
+    message.insert(message.end(), payload.begin(), payload.end());
+    pending_.emplace(request, std::move(onResponse));
+    outgoing_.push_back(std::move(message));
+    if (isConnected_ && outgoing_.size() == 1) {
+      WriteNext();
+    }
+  }
+
+  /// The owner is gone: no closed handler any more.
+  void Abandon() {
+    onClosed_ = nullptr;
+    Fail(kConnectionLost, "the connection was closed");
+  }
+
+ private:
+  /// Request ids grow over client and session id together; session 0 is left out.
+  std::uint32_t NextRequest() {
+    do {
+      ++lastRequest_;
+    } while (static_cast<std::uint16_t>(lastRequest_) == 0 || pending_.contains(lastRequest_));
+    return lastRequest_;
+  }
+
+  void WriteNext() {
+    if (outgoing_.empty() || isClosed_) {
+      return;
+    }
+    asio::async_write(socket_, asio::buffer(outgoing_.front()),
+                      [self = shared_from_this()](const asio::error_code& error, std::size_t) {
+                        if (error) {
+                          self->Fail(kConnectionLost, "the connection was lost: " + error.message());
+                          return;
+                        }
+                        self->outgoing_.pop_front();
+                        self->WriteNext();
+                      });
+  }
+
+  void ReadNext() {
+    socket_.async_read_some(
+        asio::buffer(readBuffer_),
+        [self = shared_from_this()](const asio::error_code& error, std::size_t size) { self->OnRead(error, size); });
+  }
+
+  void OnRead(const asio::error_code& error, std::size_t size) {
+    if (error) {
+      Fail(kConnectionLost, "the connection was lost: " + error.message());
+      return;
+    }
+    const bool isSound = framer_.Feed(
+        std::span(readBuffer_).first(size),
+        [this](const someip::MessageHeader& header, std::span<const std::uint8_t> body) { OnMessage(header, body); });
+    if (!isSound) {
+      Fail(kConnectionLost, "the peer sent what is no SOME/IP message");
+    } else if (!isClosed_) {
+      ReadNext();
+    }
+  }
+
+  void OnMessage(const someip::MessageHeader& header, std::span<const std::uint8_t> body) {
+    const auto found = pending_.find(static_cast<std::uint32_t>(header.clientId) << 16U | header.sessionId);
+    if (found == pending_.end()) {
+      return;
+    }
+    const ResponseHandler onResponse = std::move(found->second);
+    pending_.erase(found);
+    if (header.type == someip::MessageType::kResponse && header.returnCode == someip::ReturnCode::kOk) {
+      onResponse(Payload(body.begin(), body.end()));
+    } else {
+      onResponse(
+          ara::core::ErrorCode(static_cast<std::int32_t>(header.returnCode), std::string(body.begin(), body.end())));
+    }
+  }
+
+  void Fail(std::int32_t code, const std::string& message) {
+    if (isClosed_) {
+      return;
+    }
+    isClosed_ = true;
+    asio::error_code ignored;
+    socket_.close(ignored);
+    for (auto& [request, onResponse] : std::exchange(pending_, {})) {
+      onResponse(ara::core::ErrorCode(code, message));
+    }
+    if (const ClosedHandler onClosed = std::exchange(onClosed_, nullptr)) {
+      onClosed();
+    }
+  }
+
+  asio::local::stream_protocol::socket socket_;
+  StreamFramer framer_;
+  ClosedHandler onClosed_;
+  std::array<std::uint8_t, kReadSize> readBuffer_{};
+  std::deque<Payload> outgoing_;  // the front is being written
+  std::map<std::uint32_t, ResponseHandler> pending_;
+  std::uint32_t lastRequest_ = 0;
+  bool isConnected_ = false;
+  bool isClosed_ = false;
+};
+
+StreamClient::StreamClient(std::string socketPath, ClosedHandler onClosed)
+    : impl_(std::make_shared<Impl>(std::move(onClosed))) {
+  asio::post(IoThread(), [impl = impl_, path = std::move(socketPath)] { impl->Connect(path); });
+}
+
+StreamClient::~StreamClient() {
+  asio::post(IoThread(), [impl = std::move(impl_)] { impl->Abandon(); });
+}
+
+void StreamClient::Request(std::uint16_t serviceId, std::uint16_t methodId, const Payload& payload,
+                           ResponseHandler onResponse) {
+  asio::post(IoThread(), [impl = impl_, serviceId, methodId, payload, onResponse = std::move(onResponse)]() mutable {
+    impl->Send(serviceId, methodId, payload, std::move(onResponse));
+  });
+}
+
+}  // namespace qor::ipc

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_IPC_STREAM_FRAMER_H
+#define QOR_IPC_STREAM_FRAMER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "platform/someip/message.h"
+
+namespace qor::ipc {
+
+/// Cuts a byte stream into SOME/IP messages. Not synchronised; one per connection.
+class StreamFramer {
+ public:
+  using Handler = std::function<void(const someip::MessageHeader&, std::span<const std::uint8_t> payload)>;
+
+  /// A message whose payload is larger than this is a fault of the peer.
+  explicit StreamFramer(std::size_t maxPayload) : maxPayload_(maxPayload) {}
+
+  /// Takes the next bytes of the stream and calls the handler for each message that is now whole. False when the stream
+  /// cannot be a SOME/IP stream (wrong protocol version, impossible or oversized length); it is of no use afterwards.
+  [[nodiscard]] bool Feed(std::span<const std::uint8_t> bytes, const Handler& onMessage);
+
+  /// True while a message has begun and is not whole.
+  bool IsInMessage() const { return !buffer_.empty(); }
+
+ private:
+  std::vector<std::uint8_t> buffer_;
+  std::size_t maxPayload_;
+};
+
+}  // namespace qor::ipc
+
+#endif

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_MAINTAIND_SERVICE_NODE_SERVICE_H
+#define QOR_MAINTAIND_SERVICE_NODE_SERVICE_H
+
+#include <cstdint>
+
+#include "platform/maintaind/service/tools_service.h"
+#include "src/common/records/registration.h"
+
+namespace qor::maintaind {
+
+/// The service through which an application registers with its daemon, on the same socket as the tools service and in
+/// the same form. What a connection registered goes offline when the connection closes; after a reconnection the
+/// application registers everything again. A refused registration is answered with an error whose payload is the
+/// reason.
+struct NodeService {
+  static constexpr std::uint16_t ServiceIdentifier = 0xF0A2;
+};
+
+namespace node_operation {
+
+/// Must come first; the daemon refuses another protocol version.
+using Hello = ToolsOperation<0x0001, ApplicationHello, DaemonHello>;
+/// A node of the application, by name.
+using RegisterNode = ToolsOperation<0x0002, std::string, NoArgument>;
+using UnregisterNode = ToolsOperation<0x0003, std::string, NoArgument>;
+using RegisterParticipant = ToolsOperation<0x0004, ParticipantRegistration, NoArgument>;
+using RegisterEvent = ToolsOperation<0x0005, EventRegistration, NoArgument>;
+using RegisterMethod = ToolsOperation<0x0006, MethodRegistration, NoArgument>;
+using RegisterField = ToolsOperation<0x0007, FieldRegistration, NoArgument>;
+using RegisterService = ToolsOperation<0x0008, ServiceRegistration, NoArgument>;
+/// By the id of the registration.
+using UnregisterEntity = ToolsOperation<0x0009, std::uint32_t, NoArgument>;
+
+}  // namespace node_operation
+
+}  // namespace qor::maintaind
+
+#endif

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_MAINTAIND_SERVICE_TOOLS_SERVICE_PROXY_H
+#define QOR_MAINTAIND_SERVICE_TOOLS_SERVICE_PROXY_H
+
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/ara/com/find_service.h"
+#include "platform/ara/core/future.h"
+#include "platform/maintaind/service/tools_service.h"
+
+namespace qor::ipc {
+class StreamClient;
+}
+
+namespace qor::maintaind::proxy {
+
+/// The client side of one daemon's tools service. Any thread. Every call returns at once; wait for its future as long
+/// as you like. The error of a future is the daemon's reason, or that the connection is lost.
+class QORMaintaindToolsServiceProxy {
+ public:
+  /// One daemon that find-service has seen: ordered by instance number, then by socket.
+  class HandleType {
+   public:
+    HandleType(std::uint16_t instance, std::string socketPath)
+        : instance_(instance), socketPath_(std::move(socketPath)) {}
+
+    std::uint16_t GetInstanceId() const { return instance_; }
+    const std::string& GetSocketPath() const { return socketPath_; }
+    auto operator<=>(const HandleType&) const = default;
+
+   private:
+    std::uint16_t instance_;
+    std::string socketPath_;
+  };
+
+  /// Watches for daemons of this host (their sockets in the runtime directory) until StopFindService. The handler gets
+  /// the complete list, first as soon as the sockets that exist were tried, then on every change, always on the io
+  /// thread.
+  static ara::com::FindServiceHandle StartFindService(ara::com::FindServiceHandler<HandleType> handler,
+                                                      const ara::com::InstanceIdentifier& instance);
+  /// After the return the handler is not called any more, unless StopFindService was called from the handler itself.
+  static void StopFindService(ara::com::FindServiceHandle handle);
+
+  explicit QORMaintaindToolsServiceProxy(HandleType handle);
+  ~QORMaintaindToolsServiceProxy();
+  QORMaintaindToolsServiceProxy(const QORMaintaindToolsServiceProxy&) = delete;
+  QORMaintaindToolsServiceProxy& operator=(const QORMaintaindToolsServiceProxy&) = delete;
+
+  const HandleType& GetHandle() const { return handle_; }
+
+  template <class Operation>
+  using Answer = ara::core::Future<typename Operation::Response>;
+
+  Answer<operation::QueryEventInfo> QueryEventInfo(const std::string& name);
+  Answer<operation::QueryEventShow> QueryEventShow(const QueryDataTypeIndex& index);
+  Answer<operation::QuerySubNodeEventInfo> QuerySubNodeEventInfo(const QuerySubEventInfoIndex& index);
+  Answer<operation::QueryMethodInfo> QueryMethodInfo(const std::string& name);
+  Answer<operation::QueryMethodType> QueryMethodType(const QueryDataTypeIndex& index);
+  Answer<operation::QueryFieldInfo> QueryFieldInfo(const std::string& name);
+  Answer<operation::QueryServiceInfo> QueryServiceInfo(const std::string& name);
+  Answer<operation::QueryNodeInfo> QueryNodeInfo(const std::string& name);
+  Answer<operation::QueryAllDataType> QueryAllDataType();
+  Answer<operation::QueryDataType> QueryDataType(const std::string& name);
+  Answer<operation::QueryDataTypeRefList> QueryDataTypeRefList();
+  Answer<operation::QueryLatencyStatus> QueryLatencyStatus(const LatencyIndex& index);
+  Answer<operation::QueryLatencyResult> QueryLatencyResult(const LatencyQueryInfo& query);
+  Answer<operation::SwitchLatencyMode> SwitchLatencyMode(const LatencySwitch& change);
+
+ private:
+  template <class Operation>
+  Answer<Operation> Call(const typename Operation::Request& request);
+
+  HandleType handle_;
+  std::unique_ptr<ipc::StreamClient> client_;
+};
+
+}  // namespace qor::maintaind::proxy
+
+#endif
