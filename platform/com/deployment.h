@@ -38,7 +38,7 @@ struct Deployment {
 /// the rest still loads; a name that is defined twice keeps its first definition.
 Deployment LoadDeployment(const std::string& directory);
 
-/// The line for a person: "<file>:<line>: <key>: <message>".
+/// The line for a person: "<file>:<line>: <key>: <message>", without the line or the key when the fault has none.
 std::string FaultText(const DeploymentFault& fault);
 
 /// QOR_DEPLOYMENT_DIR, else /etc/qor/deployment when it exists, else empty: no deployment.

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "platform/ara/core/future.h"
+
+namespace ara::core {
+namespace {
+
+using std::chrono_literals::operator""ms;
+
+TEST(FutureTest, WaitEndsWithTheResultOfAnotherThread) {
+  Promise<std::string> promise;
+  Future<std::string> future = promise.get_future();
+  EXPECT_EQ(future.wait_for(0ms), FutureStatus::kTimeout);
+  std::thread other([&promise] { promise.SetResult(std::string("done")); });
+  ASSERT_EQ(future.wait_for(10'000ms), FutureStatus::kReady);
+  other.join();
+  EXPECT_EQ(future.GetResult().Value(), "done");
+  EXPECT_FALSE(future.valid());
+}
+
+TEST(FutureTest, FirstResultWins) {
+  Promise<int> promise;
+  Future<int> future = promise.get_future();
+  promise.SetResult(1);
+  promise.SetError(ErrorCode(5, "late"));
+  EXPECT_EQ(future.GetResult().Value(), 1);
+}
+
+TEST(FutureTest, AbandonedPromiseAnswersWithAnError) {
+  Future<int> dropped;
+  Future<int> replaced;
+  {
+    Promise<int> promise;
+    dropped = promise.get_future();
+  }
+  Promise<int> promise;
+  replaced = promise.get_future();
+  promise = Promise<int>();
+  for (Future<int>* future : {&dropped, &replaced}) {
+    ASSERT_EQ(future->wait_for(0ms), FutureStatus::kReady);
+    EXPECT_EQ(future->GetResult().Error().Value(), Promise<int>::kBrokenPromise);
+  }
+}
+
+}  // namespace
+}  // namespace ara::core

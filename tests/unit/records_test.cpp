@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/maintaind/service/tools_service.h"
+#include "src/common/records/codec.h"
+#include "src/common/records/registration.h"
+#include "src/common/records/to_json.h"
+#include "tests/support/fill_record.h"
+
+namespace qor::maintaind {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+template <class T>
+class EveryRecord : public testing::Test {};
+
+using RecordTypes =
+    testing::Types<EventInfoWithPubSub, MethodInfoWithPubSub, FieldInfoWithPubSub, ServiceInfoWithPubSub,
+                   NodeInfoWithAppName, QueryDataTypeIndex, QuerySubEventInfoIndex, SubNodeEventInfo, EventShowTexts,
+                   MethodTypeTexts, DataTypeInfo, DataTypeRef, LatencySwitch, LatencyQueryInfo, LatencyStatus,
+                   LatencyResult, ApplicationHello, DaemonHello, ParticipantRegistration, EventRegistration,
+                   MethodRegistration, FieldRegistration, ServiceRegistration>;
+TYPED_TEST_SUITE(EveryRecord, RecordTypes);
+
+TYPED_TEST(EveryRecord, ComesBackFromTheWireAsItWas) {
+  const auto record = test::FilledRecord<TypeParam>();
+  const Bytes bytes = Encode(record);
+  TypeParam decoded;
+  ASSERT_TRUE(Decode(bytes, decoded));
+  EXPECT_TRUE(decoded == record);
+  EXPECT_EQ(Encode(decoded), bytes);
+  EXPECT_EQ(ToJson(decoded), ToJson(record));
+}
+
+TYPED_TEST(EveryRecord, CutAtAnyLengthOrExtendedIsRefused) {
+  const Bytes bytes = Encode(test::FilledRecord<TypeParam>());
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    TypeParam decoded;
+    ASSERT_FALSE(Decode(std::span(bytes).first(length), decoded)) << "cut at " << length << " of " << bytes.size();
+  }
+  Bytes extended = bytes;
+  extended.push_back(0);
+  TypeParam decoded;
+  EXPECT_FALSE(Decode(extended, decoded));
+}
+
+TEST(RecordCodec, WritesSomeipSerialization) {
+  PeerUnicast peer;
+  peer.address = "ab";
+  peer.port = 0x1234;
+  peer.isReliable = true;
+  EXPECT_THAT(Encode(peer), testing::ElementsAre(0, 0, 0, 6, 0xEF, 0xBB, 0xBF, 'a', 'b', 0, 0x12, 0x34, 1));
+
+  const std::vector<std::uint16_t> list{1, 0x0203};
+  EXPECT_THAT(Encode(list), testing::ElementsAre(0, 0, 0, 4, 0, 1, 2, 3));
+
+  const std::map<DriverType, HistoryQos> map{{DriverType::kSomeip, {HistoryKind::kKeepAll, 5}}};
+  EXPECT_THAT(Encode(map), testing::ElementsAre(0, 0, 0, 9, 0, 0, 0, 1, 1, 0, 0, 0, 5));
+}
+
+TEST(RecordCodec, RefusesLengthsThatClaimMoreThanThereIs) {
+  const Bytes listOfFourGigabytes{0xFF, 0xFF, 0xFF, 0xFF, 0, 1};
+  std::vector<EventInfoWithPubSub> list;
+  EXPECT_FALSE(Decode(listOfFourGigabytes, list));
+
+  // The inner list claims bytes that belong to what follows the outer one.
+  const Bytes innerLongerThanOuter{0, 0, 0, 5, 0, 0, 0, 9, 1, 2, 3, 4, 5, 6, 7, 8};
+  std::vector<Bytes> lists;
+  EXPECT_FALSE(Decode(innerLongerThanOuter, lists));
+}
+
+TEST(RecordCodec, RefusesTextsWithoutMarkOrTerminatorAndFlagsThatAreNeither) {
+  std::string text;
+  EXPECT_FALSE(Decode(Bytes{0, 0, 0, 4, 0xEF, 0xBB, 0xBF, 'a'}, text));
+  EXPECT_FALSE(Decode(Bytes{0, 0, 0, 2, 'a', 0}, text));
+  EXPECT_FALSE(Decode(Bytes{0, 0, 0, 0}, text));
+  bool flag = false;
+  EXPECT_FALSE(Decode(Bytes{2}, flag));
+}
+
+TEST(RecordCodec, TellsWhereReadingStopped) {
+  const Bytes bytes{0, 1, 0, 0, 0, 9};
+  RecordReader reader(bytes);
+  std::uint16_t number = 0;
+  std::string text;
+  reader.Read(number);
+  reader.Read(text);
+  EXPECT_FALSE(reader.Ok());
+  EXPECT_EQ(reader.Position(), 6U);
+}
+
+TEST(RecordEquality, SeesADifferenceInAnInheritedAndInANestedField) {
+  const auto record = test::FilledRecord<EventInfoWithPubSub>();
+  auto other = record;
+  EXPECT_TRUE(other == record);
+  other.hostDomainName += "x";
+  EXPECT_FALSE(other == record);
+  other = record;
+  other.bindings[DriverType::kDds].dds.qos.history.depth++;
+  EXPECT_FALSE(other == record);
+}
+
+TEST(RecordJson, KeepsDeclaredOrderAndPrintsTransportsAsText) {
+  DDSEventInfo info;
+  info.transports = {TransportQos::kDshmMbuf, static_cast<TransportQos>(99)};
+  const auto json = ToJson(info);
+  EXPECT_EQ(json.begin().key(), "serviceId");
+  EXPECT_EQ(json["transports"], nlohmann::ordered_json({"DSHM(MBUF)", "UNKNOWN"}));
+}
+
+TEST(TransportQosText, NamesEveryTransport) {
+  const std::vector<std::string_view> texts{"UDP", "ICC", "DSHM", "SHM", "DSHM(MBUF)", "FSHM", "PCIE", "UNKNOWN"};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    EXPECT_EQ(TransportQosText(static_cast<TransportQos>(i)), texts[i]);
+  }
+}
+
+}  // namespace
+}  // namespace qor::maintaind
