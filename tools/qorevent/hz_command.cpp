@@ -53,6 +53,7 @@ void AddHzCommand(CLI::App& app, Task& task) {
   command->footer(kExamples);
   command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
       ->required()
+      ->check(EventName())
       ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
   command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
       ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))

@@ -59,10 +59,9 @@ bool HzRun::Init() {
   if (options_.isMessages) {
     return hz_.Init(options_.names, options_.hz, [this](const std::string& name) { samples_.Push(name); });
   }
-  return hz_.Init(options_.names, options_.windowSize, options_.hz,
-                  [this](const qorevent::EventHzList& events, qorevent::QoreventHzType /*type*/) {
-                    printer_.PrintReport(events);
-                  });
+  return hz_.Init(
+      options_.names, options_.windowSize, options_.hz,
+      [this](const qorevent::EventHzList& events, qorevent::QoreventHzType /*type*/) { printer_.PrintReport(events); });
 }
 
 std::optional<ExitCode> HzRun::WaitForEvents() {
