@@ -2,16 +2,19 @@
 #include "platform/ipc/stream_client.h"
 
 #include <array>
+#include <chrono>
 #include <deque>
 #include <map>
 #include <utility>
 
 #include <asio/local/stream_protocol.hpp>
 #include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
 
 #include "platform/ipc/io_thread.h"
 #include "platform/ipc/stream_framer.h"
+#include "platform/ipc/unix_connect.h"
 #include "platform/someip/message.h"
 
 namespace qor::ipc {
@@ -20,6 +23,8 @@ namespace {
 /// The answer to "everything" of the largest system we can think of is a few megabytes.
 constexpr std::size_t kMaxResponsePayload = 256U << 20U;
 constexpr std::size_t kReadSize = 64U << 10U;
+/// Between two attempts to connect to a peer that is behind with accepting.
+constexpr std::chrono::milliseconds kBusyRetry{20};
 
 }  // namespace
 
@@ -27,26 +32,31 @@ constexpr std::size_t kReadSize = 64U << 10U;
 class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
  public:
   explicit Impl(ClosedHandler onClosed)
-      : socket_(IoThread()), framer_(kMaxResponsePayload), onClosed_(std::move(onClosed)) {}
+      : socket_(IoThread()), retryTimer_(IoThread()), framer_(kMaxResponsePayload), onClosed_(std::move(onClosed)) {}
 
   void Connect(const std::string& path) {
-    asio::error_code error;
-    asio::local::stream_protocol::endpoint endpoint;
-    try {
-      endpoint = asio::local::stream_protocol::endpoint(path);
-    } catch (const std::exception& tooLong) {
-      Fail(kConnectFailed, "socket path '" + path + "': " + tooLong.what());
+    if (isClosed_) {
       return;
     }
-    socket_.async_connect(endpoint, [self = shared_from_this(), path](const asio::error_code& result) {
-      if (result) {
-        self->Fail(kConnectFailed, "cannot connect to '" + path + "': " + result.message());
-        return;
-      }
-      self->isConnected_ = true;
-      self->WriteNext();
-      self->ReadNext();
-    });
+    ConnectAttempt attempt = ConnectUnix(path);
+    if (attempt.IsBusy()) {
+      retryTimer_.expires_after(kBusyRetry);
+      retryTimer_.async_wait([self = shared_from_this(), path](const asio::error_code&) { self->Connect(path); });
+      return;
+    }
+    asio::error_code error;
+    if (attempt.IsConnected()) {
+      socket_.assign(asio::local::stream_protocol(), attempt.socket.Release(), error);
+    } else {
+      error = asio::error_code(attempt.error, asio::system_category());
+    }
+    if (error) {
+      Fail(kConnectFailed, "cannot connect to '" + path + "': " + error.message());
+      return;
+    }
+    isConnected_ = true;
+    WriteNext();
+    ReadNext();
   }
 
   void Send(std::uint16_t serviceId, std::uint16_t methodId, const Payload& payload, ResponseHandler onResponse) {
@@ -144,6 +154,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     isClosed_ = true;
     asio::error_code ignored;
     socket_.close(ignored);
+    retryTimer_.cancel();
     for (auto& [request, onResponse] : std::exchange(pending_, {})) {
       onResponse(ara::core::ErrorCode(code, message));
     }
@@ -153,6 +164,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   asio::local::stream_protocol::socket socket_;
+  asio::steady_timer retryTimer_;
   StreamFramer framer_;
   ClosedHandler onClosed_;
   std::array<std::uint8_t, kReadSize> readBuffer_{};

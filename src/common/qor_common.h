@@ -10,17 +10,18 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/com/node_handle.h"
 #include "platform/log/qor_log.h"
 #include "src/common/filters.h"
+#include "src/common/qor_event_info.h"
 #include "src/common/records/event_info.h"
 #include "src/common/records/field_info.h"
 #include "src/common/records/method_info.h"
 #include "src/common/records/service_info.h"
 #include "src/common/tools_common_client_manager.h"
-#include "src/common/qor_event_info.h"
 
 namespace qor {
 
@@ -54,25 +55,39 @@ class QorCommon {
   /// answers of the others are in `result` all the same.
   int QueryAll(const qorevent::EventFilter& filter, const qortools::common::ProxyList& proxies,
                EventEntries& result) const;
-  /// The same without list entries: the merged records as they are.
+  /// The same without list entries: all merged records as they are.
   int QueryAllRecords(const qortools::common::ProxyList& proxies, EventList& result) const;
   /// One event by name (pure, or with its uuid in square brackets), merged and filtered. 0, or -1 when the name is
   /// refused or a daemon did not answer in time.
   int Query(const CommonFilter& filter, const std::string& name, EventList& result) const;
-  /// Asks every daemon for one name and appends the answers. 0, or -1 when a daemon did not answer in time.
+  /// Asks every daemon for one name and appends the answers, unmerged. 0, or -1 when a daemon did not answer in time.
   int GetInfoResult(const std::string& name, EventList& result) const;
 
   // --- Merging: one record per event and publisher, in the order described at each step in merge.h ---
 
+  /// All steps for one family.
   void MergeEventInfo(EventList& list) const;
-  void MergeNoPubEventInfo(EventList& list) const;
   void MergeMethodInfo(MethodList& list) const;
-  void MergeNoPubMethodInfo(MethodList& list) const;
   void MergeFieldInfo(FieldList& list) const;
   void MergeServiceInfo(ServiceList& list) const;
+
+  /// Single steps over the whole list; those with an index, for one record.
+  void MergePubEventInfoSubs(EventList& list) const;
+  void MergeOffPubEventInfoSubs(EventList& list) const;
+  void MergeNoneNetworkEventInfoSubs(EventList& list) const;
+  void MergeNoPubEventInfo(EventList& list) const;
+  void MergeNoPubEventInfoSubs(std::size_t index, EventList& list) const;
+  void MergePubMethodInfoSubs(MethodList& list) const;
+  void MergeOffPubMethodInfoSubs(MethodList& list) const;
+  void MergeNoneNetworkMethodInfoSubs(MethodList& list) const;
+  void MergeNoPubMethodInfo(MethodList& list) const;
+  void MergeNoPubMethodInfoSubs(std::size_t index, MethodList& list) const;
+  void MergeNoneNetworkEntityInfoSubs(FieldList& list) const;
+
+  /// Drops the methods that cannot be called now: no server of theirs is online.
   void RemoveOfflineMethods(MethodList& list) const;
 
-  /// Sets `equal` when the record describes the same event as the bindings; never clears it.
+  /// Sets `equal` when the record describes the same entity as the bindings; never clears it.
   void CompareEventInfo(bool& equal, const maintaind::EventInfoWithPubSub& record, const EventBindings& bindings) const;
   void CompareMethodInfo(bool& equal, const maintaind::MethodInfoWithPubSub& record,
                          const MethodBindings& bindings) const;
@@ -149,7 +164,8 @@ class QorCommon {
 
   std::string Uid2Name(uid_t uid) const;
   std::string Gid2Name(gid_t gid) const;
-  /// The account under which files and resources are made: "user:group".
+  /// The account under which files and resources are made, as "user:group": the caller's own, for root the configured
+  /// file owner. Empty for root when none is configured.
   std::string GetUserInfo() const;
 
  private:

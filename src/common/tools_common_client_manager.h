@@ -27,10 +27,13 @@ class ToolsCommonClientManager {
   static std::shared_ptr<ToolsCommonClientManager> GetInstance();
 
   ToolsCommonClientManager() = default;
+  /// Stops the search.
+  ~ToolsCommonClientManager();
   ToolsCommonClientManager(const ToolsCommonClientManager&) = delete;
   ToolsCommonClientManager& operator=(const ToolsCommonClientManager&) = delete;
 
-  /// Starts the search on the first call and then waits 200 ms for the first reports; later calls return at once.
+  /// Starts the search on the first call and then waits 200 ms for the first reports; later calls return at once. A
+  /// search that was stopped does not start again.
   void FindMaintaindService();
   void StopFindMaintaindService();
 
@@ -41,6 +44,7 @@ class ToolsCommonClientManager {
   void UpdateAndCreateProxyList();
   /// The proxies of the daemons that are online now, ordered by handle.
   ProxyList GetCurrentProxyList();
+  /// How many these are.
   std::size_t GetProxyListSize();
 
   void PrintOnlineMaintaindService();
@@ -49,7 +53,8 @@ class ToolsCommonClientManager {
   QorLog log_{"ToolsCommonClientManager"};
   std::once_flag searchOnce_;
   std::mutex mutex_;
-  std::set<ToolsServiceHandle> handles_;                                      // guarded by mutex_
+  std::set<ToolsServiceHandle> handles_;   // guarded by mutex_
+  std::set<ToolsServiceHandle> departed_;  // went offline since the last update, even if back by now; guarded by mutex_
   std::map<ToolsServiceHandle, std::shared_ptr<ToolsServiceProxy>> proxies_;  // guarded by mutex_
   ara::com::FindServiceHandle search_;                                        // guarded by mutex_
   bool isSearchStarted_ = false;                                              // guarded by mutex_

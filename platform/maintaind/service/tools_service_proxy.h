@@ -5,20 +5,18 @@
 #include <compare>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/ara/com/find_service.h"
 #include "platform/ara/core/future.h"
 #include "platform/maintaind/service/tools_service.h"
 
-namespace qor::ipc {
-class StreamClient;
-}
-
 namespace qor::maintaind::proxy {
 
 /// The client side of one daemon's tools service. Any thread. Every call returns at once; wait for its future as long
-/// as you like. The error of a future is the daemon's reason, or that the connection is lost.
+/// as you like. The error of a future is the daemon's reason, or that the connection is lost; the next call then
+/// connects anew.
 class QORMaintaindToolsServiceProxy {
  public:
   /// One daemon that find-service has seen: ordered by instance number, then by socket.
@@ -42,6 +40,7 @@ class QORMaintaindToolsServiceProxy {
   static ara::com::FindServiceHandle StartFindService(ara::com::FindServiceHandler<HandleType> handler,
                                                       const ara::com::InstanceIdentifier& instance);
   /// After the return the handler is not called any more, unless StopFindService was called from the handler itself.
+  /// Waits for a handler that is running, so the caller must hold no lock that the handler takes.
   static void StopFindService(ara::com::FindServiceHandle handle);
 
   explicit QORMaintaindToolsServiceProxy(HandleType handle);
@@ -73,8 +72,12 @@ class QORMaintaindToolsServiceProxy {
   template <class Operation>
   Answer<Operation> Call(const typename Operation::Request& request);
 
-  HandleType handle_;
-  std::unique_ptr<ipc::StreamClient> client_;
+  class Connection;
+  std::shared_ptr<Connection> Connect();
+
+  const HandleType handle_;
+  std::mutex mutex_;
+  std::shared_ptr<Connection> connection_;  // guarded by mutex_; shared with the calls that use it just now
 };
 
 }  // namespace qor::maintaind::proxy

@@ -89,7 +89,9 @@ std::span<const std::uint8_t> RecordReader::Take(std::size_t length) {
 std::span<const std::uint8_t> RecordReader::BeginLength() {
   const auto body = Take(static_cast<std::size_t>(ReadUnsigned(kLengthWidth)));
   const auto after = rest_;
-  rest_ = body;
+  if (isOk_) {
+    rest_ = body;
+  }
   return after;
 }
 

@@ -74,13 +74,13 @@ class RecordWriter {
 /// false; what is allocated never exceeds a constant times the size of the input.
 class RecordReader {
  public:
-  explicit RecordReader(std::span<const std::uint8_t> bytes) : rest_(bytes), size_(bytes.size()) {}
+  explicit RecordReader(std::span<const std::uint8_t> bytes) : rest_(bytes), start_(bytes.data()) {}
 
   bool Ok() const { return isOk_; }
   /// True when everything was read and all of it was used.
   bool IsComplete() const { return isOk_ && rest_.empty(); }
   /// Where reading stands, in bytes from the start; after a fault, where it was.
-  std::size_t Position() const { return size_ - rest_.size(); }
+  std::size_t Position() const { return static_cast<std::size_t>(rest_.data() - start_); }
 
   template <class T>
   void operator()(const char* /*name*/, T& value) {
@@ -130,7 +130,7 @@ class RecordReader {
   void EndLength(std::span<const std::uint8_t> after);
 
   std::span<const std::uint8_t> rest_;
-  std::size_t size_;
+  const std::uint8_t* start_;
   bool isOk_ = true;
 };
 

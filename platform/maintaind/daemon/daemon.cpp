@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/maintaind/daemon/daemon.h"
+
+#include <pthread.h>
+
+#include <thread>
+#include <utility>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+
+#include "platform/com/deployment.h"
+#include "platform/com/host_domain.h"
+#include "platform/ipc/runtime_dir.h"
+#include "platform/log/qor_log.h"
+#include "platform/maintaind/daemon/tools_service_impl.h"
+
+namespace qor::maintaind {
+namespace {
+
+constexpr QorLog kLog("maintaind");
+constexpr std::uint16_t kAnyInstance = 65535;
+
+com::Deployment ReadDeployment(const std::string& directory) {
+  if (directory.empty()) {
+    return {};
+  }
+  com::Deployment deployment = com::LoadDeployment(directory);
+  for (const com::DeploymentFault& fault : deployment.faults) {
+    kLog.Warn() << com::FaultText(fault);
+  }
+  return deployment;
+}
+
+}  // namespace
+
+/// The parts, each made from those before it.
+class Daemon::Impl {
+ public:
+  explicit Impl(DaemonOptions options)
+      : options_(std::move(options)),
+        socketPath_(options_.socketPath.empty() ? ipc::DaemonSocketPath(options_.instance) : options_.socketPath),
+        deployment_(ReadDeployment(options_.deploymentDir)),
+        registry_({.instance = options_.instance,
+                   .hostDomainName = com::HostDomainName(),
+                   .maxOffline = options_.maxOffline}),
+        monitor_(loop_, registry_, options_.dds, options_.domainWatchFactory),
+        nodeService_(registry_, options_.instance),
+        toolsImpl_(registry_, deployment_),
+        toolsService_(toolsImpl_),
+        router_(registry_, nodeService_, toolsService_, options_.answerFilter),
+        server_(loop_, options_.limits, router_) {
+    registry_.SetDeployment(deployment_);
+    registry_.SetListener(&monitor_);
+  }
+
+  ~Impl() { Stop(); }
+
+  ara::core::Result<void> Start() {
+    if (options_.instance == kAnyInstance) {
+      return ara::core::ErrorCode(ListeningSocket::kFailed, "the instance number must be below 65535");
+    }
+    if (const auto started = server_.Start(socketPath_); !started) {
+      return Explain(started.Error());
+    }
+    monitor_.Start();
+    thread_ = std::thread([this] {
+      pthread_setname_np(pthread_self(), "maintaind");
+      loop_.run();
+    });
+    kLog.Info() << "maintaind instance " << options_.instance << " listens on '" << socketPath_ << "'.";
+    return {};
+  }
+
+  void Stop() {
+    if (!thread_.joinable()) {
+      return;
+    }
+    asio::post(loop_, [this] {
+      server_.Stop();
+      loop_.stop();
+    });
+    thread_.join();
+    monitor_.Stop();
+  }
+
+  const std::string& SocketPath() const { return socketPath_; }
+
+ private:
+  ara::core::ErrorCode Explain(const ara::core::ErrorCode& error) const {
+    const std::string who = "maintaind instance " + std::to_string(options_.instance);
+    if (error.Value() == ListeningSocket::kInUse) {
+      return {error.Value(), who + " is running already: " + error.Message()};
+    }
+    return {error.Value(), who + " cannot start: " + error.Message()};
+  }
+
+  const DaemonOptions options_;
+  const std::string socketPath_;
+  const com::Deployment deployment_;
+  asio::io_context loop_{1};
+  const asio::executor_work_guard<asio::io_context::executor_type> guard_ = asio::make_work_guard(loop_);
+  Registry registry_;
+  DdsMonitor monitor_;
+  NodeServiceSkeleton nodeService_;
+  ToolsServiceImpl toolsImpl_;
+  ToolsServiceSkeleton toolsService_;
+  RequestRouter router_;
+  StreamServer server_;
+  std::thread thread_;
+};
+
+Daemon::Daemon(DaemonOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+
+Daemon::~Daemon() = default;
+
+ara::core::Result<void> Daemon::Start() { return impl_->Start(); }
+
+void Daemon::Stop() { impl_->Stop(); }
+
+const std::string& Daemon::SocketPath() const { return impl_->SocketPath(); }
+
+}  // namespace qor::maintaind

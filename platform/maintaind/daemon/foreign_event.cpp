@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/maintaind/daemon/foreign_event.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace qor::maintaind {
+namespace {
+
+constexpr std::size_t kMaxParticipantName = 256;
+constexpr std::size_t kGuidTail = 8;
+
+}  // namespace
+
+std::string EventNameOfTopic(const std::string& topicName) {
+  std::string name = topicName;
+  std::replace_if(
+      name.begin(), name.end(),
+      [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_' && c != '/'; }, '_');
+  return name.starts_with('/') ? name : "/" + name;
+}
+
+std::string ForeignNodeName(const dds::DiscoveredEndpoint& endpoint) {
+  std::string name = endpoint.participantName.substr(0, kMaxParticipantName);
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; }, '_');
+  const std::string& guid = endpoint.participantGuid;
+  return "dds:" + (name.empty() ? "unnamed" : name) + ":" + guid.substr(guid.size() - std::min(guid.size(), kGuidTail));
+}
+
+EventRegisterInfo ForeignEvent(const dds::DiscoveredEndpoint& endpoint) {
+  EventRegisterInfo event;
+  event.eventName = EventNameOfTopic(endpoint.topicName);
+  event.applicationName = "dds";
+  DDSEventInfo& dds = event.bindings[DriverType::kDds].dds;
+  dds.networkIp = endpoint.address;
+  dds.domainId = endpoint.domainId;
+  dds.topicName = endpoint.topicName;
+  dds.transports = endpoint.transports;
+  dds.typeName = endpoint.typeName;
+  dds.qos = endpoint.qos;
+  dds.isKeyed = endpoint.isKeyed;
+  dds.isForeign = true;
+  dds.partition = endpoint.partition;
+  dds.participantGuid = endpoint.participantGuid;
+  return event;
+}
+
+}  // namespace qor::maintaind

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/maintaind/daemon/node_service_skeleton.h"
+
+#include <string>
+#include <utility>
+
+#include "platform/maintaind/service/node_service.h"
+
+namespace qor::maintaind {
+namespace {
+
+/// Far above any real registration, and small enough that a program cannot fill the daemon's memory with a few.
+constexpr std::size_t kMaxRegistration = 64U << 10U;
+
+}  // namespace
+
+ServiceAnswer NodeServiceSkeleton::Answer(ConnectionId connection, const PeerInfo& peer, std::uint16_t methodId,
+                                          std::span<const std::uint8_t> payload) {
+  namespace op = node_operation;
+  if (payload.size() > kMaxRegistration) {
+    return ErrorAnswer(someip::ReturnCode::kNotOk, "a registration can have " + std::to_string(kMaxRegistration) +
+                                                       " bytes at most, this one has " +
+                                                       std::to_string(payload.size()));
+  }
+  switch (methodId) {
+    case op::Hello::kMethodId:
+      return Hello(connection, peer, payload);
+    case op::RegisterNode::kMethodId:
+      return AnswerRequest<op::RegisterNode>(
+          payload, [&](const std::string& name) { return registry_.RegisterNode(connection, name); });
+    case op::UnregisterNode::kMethodId:
+      return AnswerRequest<op::UnregisterNode>(
+          payload, [&](const std::string& name) { return registry_.UnregisterNode(connection, name); });
+    case op::RegisterParticipant::kMethodId:
+      return AnswerRequest<op::RegisterParticipant>(payload, [&](const ParticipantRegistration& participant) {
+        return registry_.RegisterParticipant(connection, participant);
+      });
+    case op::RegisterEvent::kMethodId:
+      return Register<op::RegisterEvent>(connection, payload);
+    case op::RegisterMethod::kMethodId:
+      return Register<op::RegisterMethod>(connection, payload);
+    case op::RegisterField::kMethodId:
+      return Register<op::RegisterField>(connection, payload);
+    case op::RegisterService::kMethodId:
+      return Register<op::RegisterService>(connection, payload);
+    case op::UnregisterEntity::kMethodId:
+      return AnswerRequest<op::UnregisterEntity>(
+          payload, [&](std::uint32_t id) { return registry_.UnregisterEntity(connection, id); });
+    default:
+      return ErrorAnswer(someip::ReturnCode::kUnknownMethod,
+                         "the node service has no method " + std::to_string(methodId));
+  }
+}
+
+ServiceAnswer NodeServiceSkeleton::Hello(ConnectionId connection, const PeerInfo& peer,
+                                         std::span<const std::uint8_t> payload) {
+  return AnswerRequest<node_operation::Hello>(
+      payload, [&](const ApplicationHello& hello) -> ara::core::Result<DaemonHello> {
+        const DaemonHello answer{.instance = instance_};
+        if (hello.protocolVersion != answer.protocolVersion) {
+          return ara::core::ErrorCode(static_cast<std::int32_t>(someip::ReturnCode::kWrongInterfaceVersion),
+                                      "the daemon speaks version " + std::to_string(answer.protocolVersion) +
+                                          " of the node service, the application " +
+                                          std::to_string(hello.protocolVersion));
+        }
+        if (const auto opened = registry_.Open(connection, peer, hello.applicationName); !opened) {
+          return opened.Error();
+        }
+        return answer;
+      });
+}
+
+template <class Operation>
+ServiceAnswer NodeServiceSkeleton::Register(ConnectionId connection, std::span<const std::uint8_t> payload) {
+  return AnswerRequest<Operation>(payload, [&](typename Operation::Request registration) {
+    return registry_.Register(connection, std::move(registration));
+  });
+}
+
+}  // namespace qor::maintaind

@@ -1,0 +1,368 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/maintaind/daemon/registry.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "platform/someip/message.h"
+
+namespace qor::maintaind {
+namespace {
+
+using VoidResult = ara::core::Result<void>;
+
+constexpr std::size_t kMaxNameLength = 5000;
+constexpr std::size_t kGuidPrefixLength = 24;
+/// Foreign endpoints stand in the tables under this connection.
+constexpr ConnectionId kForeign = 0;
+
+ara::core::ErrorCode Refuse(std::string reason) {
+  return {static_cast<std::int32_t>(someip::ReturnCode::kNotOk), std::move(reason)};
+}
+
+ara::core::ErrorCode NotReady() {
+  return {static_cast<std::int32_t>(someip::ReturnCode::kNotReady), "Hello must come first"};
+}
+
+VoidResult CheckName(std::string_view what, const std::string& name) {
+  if (name.empty() || name.size() > kMaxNameLength) {
+    return Refuse("the name of " + std::string(what) + " must have 1 to " + std::to_string(kMaxNameLength) +
+                  " characters, this one has " + std::to_string(name.size()));
+  }
+  return {};
+}
+
+/// The flag is for what discovery alone has seen.
+void ClearForeign(EventRegisterInfo& info) {
+  for (auto& [driver, binding] : info.bindings) {
+    binding.dds.isForeign = false;
+  }
+}
+
+template <class Info>
+void ClearForeign(Info& /*info*/) {}
+
+void TellDomain(RegistryListener& listener, const EventRegisterInfo& info) {
+  if (const auto binding = info.bindings.find(DriverType::kDds); binding != info.bindings.end()) {
+    listener.OnDomain(binding->second.dds.domainId);
+  }
+}
+
+template <class Info>
+void TellDomain(RegistryListener& /*listener*/, const Info& /*info*/) {}
+
+/// Appends what an entry adds to its node: one entity a binding.
+template <class Entry>
+void AppendEntities(const Entry& entry, std::vector<NodeEntityInfo>& entities) {
+  using Family = EntityFamily<std::decay_t<decltype(entry.info)>>;
+  for (const auto& [driver, binding] : entry.info.bindings) {
+    entities.push_back({Family::kKind, entry.role, entry.info.*Family::kName, driver});
+  }
+  if (entry.info.bindings.empty()) {
+    entities.push_back({Family::kKind, entry.role, entry.info.*Family::kName, DriverType::kDds});
+  }
+}
+
+/// Whether a query for the subscribers of one event means this one.
+class SubscriberMatch {
+ public:
+  explicit SubscriberMatch(const QuerySubEventInfoIndex& index) {
+    if (index.topicName != "notopic") {
+      exact_.push_back(DdsEventKey(index.ddsServiceId, index.ddsInstanceId, index.domainId, index.topicName));
+      topic_ = TopicKey(index.domainId, index.topicName);
+      isForeign_ = index.ddsServiceId == 0 && index.ddsInstanceId == 0;
+    }
+    if (index.someipServiceId != 0 || index.eventId != 0) {
+      exact_.push_back(SomeipEventKey(index.someipServiceId, index.someipInstanceId, index.eventId));
+    }
+  }
+
+  bool operator()(const EntityKeys& keys) const {
+    const bool isSameTopic = !topic_.empty() && keys.topic == topic_ && (isForeign_ || keys.isForeign);
+    return isSameTopic ||
+           std::find_first_of(keys.exact.begin(), keys.exact.end(), exact_.begin(), exact_.end()) != keys.exact.end();
+  }
+
+ private:
+  std::vector<std::string> exact_;
+  std::string topic_;
+  bool isForeign_ = false;
+};
+
+}  // namespace
+
+Registry::Registry(RegistryOptions options)
+    : options_(std::move(options)),
+      tables_(EntityTable<EventRegisterInfo>(options_.maxOffline), EntityTable<MethodRegisterInfo>(options_.maxOffline),
+              EntityTable<FieldRegisterInfo>(options_.maxOffline),
+              EntityTable<ServiceRegisterInfo>(options_.maxOffline)) {}
+
+void Registry::SetDeployment(const com::Deployment& deployment) {
+  const auto here = [this](auto infos) {
+    for (auto& info : infos) {
+      info.maintaindInstance = options_.instance;
+      info.hostDomainName = options_.hostDomainName;
+    }
+    return infos;
+  };
+  Table<MethodRegisterInfo>().SetDeployed(here(deployment.methods));
+  Table<FieldRegisterInfo>().SetDeployed(here(deployment.fields));
+  Table<ServiceRegisterInfo>().SetDeployed(here(deployment.services));
+  deployedByTopic_.clear();
+  for (const EventRegisterInfo& event : deployment.events) {
+    if (const EntityKeys keys = KeysOf(event); !keys.topic.empty()) {
+      deployedByTopic_.emplace(keys.topic, event);
+    }
+  }
+  ++revision_;
+}
+
+VoidResult Registry::Open(ConnectionId connection, const PeerInfo& peer, const std::string& applicationName) {
+  if (VoidResult named = CheckName("an application", applicationName); !named) {
+    return named;
+  }
+  const auto [application, isNew] = applications_.try_emplace(connection);
+  if (!isNew) {
+    return Refuse("the application has said Hello already");
+  }
+  application->second.peer = peer;
+  application->second.name = applicationName;
+  return {};
+}
+
+void Registry::Close(ConnectionId connection) {
+  if (applications_.erase(connection) == 0) {
+    return;
+  }
+  std::erase_if(nodes_, [connection](const OnlineNode& node) { return node.connection == connection; });
+  ForEachTable([connection](auto& table) { table.Close(connection); });
+  ++revision_;
+}
+
+VoidResult Registry::RegisterNode(ConnectionId connection, const std::string& name) {
+  const auto application = applications_.find(connection);
+  if (application == applications_.end()) {
+    return NotReady();
+  }
+  if (VoidResult named = CheckName("a node", name); !named) {
+    return named;
+  }
+  auto& nodes = application->second.nodes;
+  if (nodes.contains(name)) {
+    return Refuse("the application has a node '" + name + "' already");
+  }
+  if (nodes.size() >= options_.maxNodes) {
+    return Refuse("an application can have " + std::to_string(options_.maxNodes) + " nodes at most");
+  }
+  NodeInfoWithAppName info;
+  info.nodeName = name;
+  info.processId = application->second.peer.processId;
+  info.identity = application->second.peer.identity;
+  info.selinuxLabel = application->second.peer.selinuxLabel;
+  info.maintaindInstance = options_.instance;
+  info.applicationName = application->second.name;
+  const auto node = std::make_shared<const NodeInfoWithAppName>(std::move(info));
+  nodes.emplace(name, node);
+  nodes_.push_back({connection, node});
+  ++revision_;
+  return {};
+}
+
+VoidResult Registry::UnregisterNode(ConnectionId connection, const std::string& name) {
+  const auto application = applications_.find(connection);
+  if (application == applications_.end()) {
+    return NotReady();
+  }
+  if (application->second.nodes.erase(name) == 0) {
+    return Refuse("the application has no node '" + name + "'");
+  }
+  std::erase_if(application->second.entities, [&](const auto& entity) {
+    if (entity.second != name) {
+      return false;
+    }
+    Remove(connection, entity.first);
+    return true;
+  });
+  std::erase_if(nodes_, [&](const OnlineNode& online) {
+    return online.connection == connection && online.node->nodeName == name;
+  });
+  ++revision_;
+  return {};
+}
+
+VoidResult Registry::RegisterParticipant(ConnectionId connection, const ParticipantRegistration& participant) {
+  if (!IsOpen(connection)) {
+    return NotReady();
+  }
+  const bool isHexadecimal = participant.guidPrefix.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+  if (participant.guidPrefix.size() != kGuidPrefixLength || !isHexadecimal) {
+    return Refuse("the GUID prefix of a participant must be 24 hexadecimal digits, not '" + participant.guidPrefix +
+                  "'");
+  }
+  if (listener_ != nullptr) {
+    listener_->OnDomain(participant.domainId);
+    listener_->OnParticipant(participant.guidPrefix, participant.domainId);
+  }
+  return {};
+}
+
+template <class Info>
+VoidResult Registry::Register(ConnectionId connection, EntityRegistration<Info> registration) {
+  using Family = EntityFamily<Info>;
+  const auto application = applications_.find(connection);
+  if (application == applications_.end()) {
+    return NotReady();
+  }
+  Info& info = registration.info;
+  if (VoidResult named = CheckName(std::string("a ") + Family::kText, info.*Family::kName); !named) {
+    return named;
+  }
+  const auto node = application->second.nodes.find(info.nodeName);
+  if (node == application->second.nodes.end()) {
+    return Refuse(std::string("the node '") + info.nodeName + "' of the " + Family::kText + " '" + info.*Family::kName +
+                  "' is not registered");
+  }
+  if (registration.role > EntityRole::kConsumer) {
+    return Refuse("the role must be 0 or 1, not " + std::to_string(static_cast<unsigned>(registration.role)));
+  }
+  if (application->second.entities.size() >= options_.maxEntities) {
+    return Refuse("an application can register " + std::to_string(options_.maxEntities) + " entities at most");
+  }
+  if (!application->second.entities.emplace(registration.id, info.nodeName).second) {
+    return Refuse("the id " + std::to_string(registration.id) + " is in use already");
+  }
+  info.applicationName = application->second.name;
+  info.maintaindInstance = options_.instance;
+  if (info.hostDomainName.empty()) {
+    info.hostDomainName = options_.hostDomainName;
+  }
+  ClearForeign(info);
+  if (listener_ != nullptr) {
+    TellDomain(*listener_, info);
+  }
+  Table<Info>().Add(connection, registration.id, registration.role, node->second, std::move(info));
+  ++revision_;
+  return {};
+}
+
+VoidResult Registry::UnregisterEntity(ConnectionId connection, std::uint32_t id) {
+  const auto application = applications_.find(connection);
+  if (application == applications_.end()) {
+    return NotReady();
+  }
+  if (application->second.entities.erase(id) == 0) {
+    return Refuse("nothing is registered under the id " + std::to_string(id));
+  }
+  Remove(connection, id);
+  ++revision_;
+  return {};
+}
+
+void Registry::Remove(ConnectionId connection, std::uint32_t id) {
+  ForEachTable([&](auto& table) { table.Remove(connection, id); });
+}
+
+void Registry::SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName,
+                          EventRegisterInfo info) {
+  RemoveForeign(guid);
+  NodeInfoWithAppName node;
+  node.nodeName = nodeName;
+  node.applicationName = info.applicationName;
+  node.maintaindInstance = options_.instance;
+  info.nodeName = nodeName;
+  info.maintaindInstance = options_.instance;
+  info.hostDomainName = options_.hostDomainName;
+  if (const auto deployed = deployedByTopic_.find(KeysOf(info).topic); deployed != deployedByTopic_.end()) {
+    info.dataTypeName = deployed->second.dataTypeName;
+    info.serializeConfig = deployed->second.serializeConfig;
+  }
+  foreignIds_[guid] = ++lastForeignId_;
+  Table<EventRegisterInfo>().Add(kForeign, lastForeignId_, role,
+                                 std::make_shared<const NodeInfoWithAppName>(std::move(node)), std::move(info));
+  ++revision_;
+}
+
+void Registry::RemoveForeign(const std::string& guid) {
+  if (const auto found = foreignIds_.find(guid); found != foreignIds_.end()) {
+    Remove(kForeign, found->second);
+    foreignIds_.erase(found);
+    ++revision_;
+  }
+}
+
+std::vector<NodeInfoWithAppName> Registry::Nodes(const std::string& name) const {
+  std::vector<NodeInfoWithAppName> nodes = OnlineNodes();
+  std::set<std::string> online;
+  for (const NodeInfoWithAppName& node : nodes) {
+    online.insert(node.nodeName);
+  }
+  for (NodeInfoWithAppName& node : OfflineNodes()) {
+    if (!online.contains(node.nodeName)) {
+      nodes.push_back(std::move(node));
+    }
+  }
+  if (name != "ALL") {
+    std::erase_if(nodes, [&name](const NodeInfoWithAppName& node) { return node.nodeName != name; });
+  }
+  return nodes;
+}
+
+std::vector<NodeInfoWithAppName> Registry::OnlineNodes() const {
+  std::unordered_map<const NodeInfoWithAppName*, std::vector<NodeEntityInfo>> entities;
+  ForEachTable([&entities](const auto& table) {
+    for (const auto& entry : table.Online()) {
+      AppendEntities(entry, entities[entry.node.get()]);
+    }
+  });
+  std::vector<NodeInfoWithAppName> nodes;
+  for (const OnlineNode& online : nodes_) {
+    nodes.push_back(*online.node);
+    nodes.back().isOnline = true;
+    nodes.back().entities = std::move(entities[online.node.get()]);
+  }
+  return nodes;
+}
+
+/// The nodes whose providers are remembered, one for each name: the latest that had it.
+std::vector<NodeInfoWithAppName> Registry::OfflineNodes() const {
+  std::map<std::string_view, NodeInfoWithAppName> byName;
+  ForEachTable([&byName](const auto& table) {
+    for (const auto& entry : table.Offline()) {
+      NodeInfoWithAppName& node = byName[entry.node->nodeName];
+      auto entities = std::move(node.entities);
+      node = *entry.node;
+      node.entities = std::move(entities);
+      AppendEntities(entry, node.entities);
+    }
+  });
+  std::vector<NodeInfoWithAppName> nodes;
+  for (auto& [name, node] : byName) {
+    nodes.push_back(std::move(node));
+  }
+  return nodes;
+}
+
+SubNodeEventInfo Registry::SubscriberNodes(const QuerySubEventInfoIndex& index) const {
+  const SubscriberMatch isMeant(index);
+  SubNodeEventInfo result;
+  std::set<std::pair<ConnectionId, std::string_view>> seen;
+  for (const auto& entry : std::get<EntityTable<EventRegisterInfo>>(tables_).Online()) {
+    if (entry.role != EntityRole::kConsumer || !isMeant(entry.keys) ||
+        !seen.emplace(entry.connection, entry.node->nodeName).second) {
+      continue;
+    }
+    result.subscribers.push_back(*entry.node);
+    result.subscribers.back().isOnline = true;
+    AppendEntities(entry, result.subscribers.back().entities);
+  }
+  return result;
+}
+
+template VoidResult Registry::Register(ConnectionId, EventRegistration);
+template VoidResult Registry::Register(ConnectionId, MethodRegistration);
+template VoidResult Registry::Register(ConnectionId, FieldRegistration);
+template VoidResult Registry::Register(ConnectionId, ServiceRegistration);
+
+}  // namespace qor::maintaind

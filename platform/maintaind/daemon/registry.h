@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_MAINTAIND_DAEMON_REGISTRY_H
+#define QOR_MAINTAIND_DAEMON_REGISTRY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/ara/core/result.h"
+#include "platform/com/deployment.h"
+#include "platform/maintaind/daemon/entity_table.h"
+#include "platform/maintaind/daemon/peer_info.h"
+#include "src/common/records/query.h"
+#include "src/common/records/registration.h"
+
+namespace qor::maintaind {
+
+struct RegistryOptions {
+  std::uint16_t instance = 0;
+  std::string hostDomainName;
+  std::size_t maxOffline = 4096;    ///< offline providers that are remembered, in each family
+  std::size_t maxNodes = 1024;      ///< of one connection
+  std::size_t maxEntities = 16384;  ///< of one connection
+};
+
+/// What the registry tells whoever watches DDS.
+class RegistryListener {
+ public:
+  virtual ~RegistryListener() = default;
+  /// An application uses this DDS domain. Called again for each use.
+  virtual void OnDomain(std::uint16_t domainId) = 0;
+  /// The participant belongs to an application of this daemon. Called after OnDomain.
+  virtual void OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) = 0;
+};
+
+/// What the applications of this daemon registered, by connection, and what DDS discovery showed besides. One thread;
+/// no sockets, no clocks.
+///
+/// When a connection closes, its subscribers and clients are forgotten and its publishers and servers stay listed as
+/// offline, until the same one comes back or too many are remembered. What an application unregisters itself is
+/// forgotten at once. An event that is deployed and not registered is not listed: it would stand in the tools' lists as
+/// an event of nobody; methods, fields and services are, because they tell what can be called once a server runs.
+class Registry {
+ public:
+  explicit Registry(RegistryOptions options);
+
+  void SetListener(RegistryListener* listener) { listener_ = listener; }
+  void SetDeployment(const com::Deployment& deployment);
+
+  /// Changes with every change of what the lists hold.
+  std::uint64_t Revision() const { return revision_; }
+
+  // --- Applications. The errors are SOME/IP return codes with the reason. ---
+
+  ara::core::Result<void> Open(ConnectionId connection, const PeerInfo& peer, const std::string& applicationName);
+  bool IsOpen(ConnectionId connection) const { return applications_.contains(connection); }
+  /// Without effect for a connection that is not open.
+  void Close(ConnectionId connection);
+
+  ara::core::Result<void> RegisterNode(ConnectionId connection, const std::string& name);
+  /// Forgets the node and its entities.
+  ara::core::Result<void> UnregisterNode(ConnectionId connection, const std::string& name);
+  ara::core::Result<void> RegisterParticipant(ConnectionId connection, const ParticipantRegistration& participant);
+  /// The node must be registered, the id new in the connection.
+  template <class Info>
+  ara::core::Result<void> Register(ConnectionId connection, EntityRegistration<Info> registration);
+  ara::core::Result<void> UnregisterEntity(ConnectionId connection, std::uint32_t id);
+
+  // --- Foreign DDS endpoints, by GUID ---
+
+  /// A new endpoint, or one that has changed. `nodeName` stands for its program. A deployed event of the same domain
+  /// and topic lends its data type.
+  void SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName, EventRegisterInfo info);
+  void RemoveForeign(const std::string& guid);
+
+  // --- Lists for the tools: by exact name, or "ALL" ---
+
+  std::vector<EventInfoWithPubSub> Events(const std::string& name) { return Table<EventRegisterInfo>().Named(name); }
+  std::vector<MethodInfoWithPubSub> Methods(const std::string& name) { return Table<MethodRegisterInfo>().Named(name); }
+  std::vector<FieldInfoWithPubSub> Fields(const std::string& name) { return Table<FieldRegisterInfo>().Named(name); }
+  std::vector<ServiceInfoWithPubSub> Services(const std::string& name) {
+    return Table<ServiceRegisterInfo>().Named(name);
+  }
+  std::vector<NodeInfoWithAppName> Nodes(const std::string& name) const;
+  /// The nodes that subscribe to one event.
+  SubNodeEventInfo SubscriberNodes(const QuerySubEventInfoIndex& index) const;
+
+ private:
+  using Node = std::shared_ptr<const NodeInfoWithAppName>;
+
+  struct Application {
+    PeerInfo peer;
+    std::string name;
+    std::map<std::string, Node> nodes;
+    std::unordered_map<std::uint32_t, std::string> entities;  ///< id -> node name
+  };
+  struct OnlineNode {
+    ConnectionId connection;
+    Node node;
+  };
+
+  template <class Info>
+  EntityTable<Info>& Table() {
+    return std::get<EntityTable<Info>>(tables_);
+  }
+  template <class Function>
+  void ForEachTable(Function function) {
+    std::apply([&function](auto&... table) { (function(table), ...); }, tables_);
+  }
+  template <class Function>
+  void ForEachTable(Function function) const {
+    std::apply([&function](const auto&... table) { (function(table), ...); }, tables_);
+  }
+  void Remove(ConnectionId connection, std::uint32_t id);
+  std::vector<NodeInfoWithAppName> OnlineNodes() const;
+  std::vector<NodeInfoWithAppName> OfflineNodes() const;
+
+  const RegistryOptions options_;
+  RegistryListener* listener_ = nullptr;
+  std::uint64_t revision_ = 1;
+  std::unordered_map<ConnectionId, Application> applications_;
+  std::list<OnlineNode> nodes_;  ///< in the order of registration
+  std::unordered_map<std::string, EventRegisterInfo> deployedByTopic_;
+  std::unordered_map<std::string, std::uint32_t> foreignIds_;  ///< by GUID
+  std::uint32_t lastForeignId_ = 0;
+  std::tuple<EntityTable<EventRegisterInfo>, EntityTable<MethodRegisterInfo>, EntityTable<FieldRegisterInfo>,
+             EntityTable<ServiceRegisterInfo>>
+      tables_;
+};
+
+extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRegistration);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, MethodRegistration);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, FieldRegistration);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, ServiceRegistration);
+
+}  // namespace qor::maintaind
+
+#endif

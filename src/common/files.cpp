@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/common/files.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "platform/log/qor_log.h"
+
+namespace qor::common {
+namespace {
+
+constexpr QorLog kLog{"QorCommon"};
+
+}  // namespace
+
+bool CheckFreeSpace(const std::string& path, std::uint64_t bytes) {
+  kLog.Debug() << "Checking free space of '" << path << "'";
+  struct statvfs info {};
+  if (::statvfs(path.c_str(), &info) != 0 || info.f_frsize == 0) {
+    kLog.Warn() << "Failed to access filesystem info of '" << path << "'";
+    return false;
+  }
+  const std::uint64_t wholeBlocks = bytes / info.f_frsize;  // a product could overflow
+  return info.f_bavail > wholeBlocks || (info.f_bavail == wholeBlocks && bytes % info.f_frsize == 0);
+}
+
+bool IsPathExist(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+bool IsDirectory(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::string GetRealPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+  return resolved != nullptr ? resolved.get() : std::string();
+}
+
+std::string GetFolderPath(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return GetRealPath(slash == std::string::npos ? "." : path.substr(0, slash + 1));
+}
+
+std::string GetFileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::string GetCanonicalPath(const std::string& path) {
+  namespace fs = std::filesystem;
+  if (path.empty()) {
+    return {};
+  }
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  if (error) {
+    return {};
+  }
+  fs::path canonical = fs::weakly_canonical(absolute, error);
+  if (error) {
+    canonical = absolute.lexically_normal();  // a part of the path cannot be looked into
+  }
+  if (!canonical.has_filename() && canonical != canonical.root_path()) {
+    canonical = canonical.parent_path();
+  }
+  return canonical.string();
+}
+
+}  // namespace qor::common

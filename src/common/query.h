@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_COMMON_QUERY_H
+#define QOR_COMMON_QUERY_H
+
+#include <chrono>
+#include <cstdint>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "platform/ara/core/future.h"
+#include "src/common/filters.h"
+#include "src/common/records/event_info.h"
+
+/// Asking every daemon the same question, one after the other.
+namespace qor::common {
+
+/// How long one daemon may take to answer.
+inline constexpr std::chrono::milliseconds kAnswerLimit{300};
+
+/// Who hears what became of the question to each daemon, by instance number. Knows the log texts of one kind of query.
+class QueryReport {
+ public:
+  virtual ~QueryReport() = default;
+  virtual void TimedOut(std::uint16_t instance) const = 0;
+  virtual void Failed(std::uint16_t instance) const = 0;
+  virtual void Answered(std::uint16_t instance, std::size_t count) const = 0;
+};
+
+/// The texts of QueryAll and of GetInfoResult.
+const QueryReport& ReportOfQueryAll();
+const QueryReport& ReportOfGetInfoResult();
+
+/// Writes what an event query looks for into the log.
+void LogQueryIndex(const CommonFilter& filter);
+
+/// Asks each client for the events of one name and appends the answers in the order of the clients. A client that does
+/// not answer in time or answers with an error is left out. Returns 0, or -1 when one did not answer in time. A client
+/// has QueryEventInfo and GetHandle as the proxy of the tools service has them.
+template <class ClientPointer>
+int CollectEvents(const std::vector<ClientPointer>& clients, const std::string& name, const QueryReport& report,
+                  std::vector<maintaind::EventInfoWithPubSub>& collected,
+                  std::chrono::milliseconds limit = kAnswerLimit) {
+  int code = 0;
+  for (const ClientPointer& client : clients) {
+    const std::uint16_t instance = client->GetHandle().GetInstanceId();
+    auto answer = client->QueryEventInfo(name);
+    if (answer.wait_for(limit) == ara::core::FutureStatus::kTimeout) {
+      report.TimedOut(instance);
+      code = -1;
+      continue;
+    }
+    auto result = answer.GetResult();
+    if (!result.HasValue()) {
+      report.Failed(instance);
+      continue;
+    }
+    auto& records = result.Value();
+    report.Answered(instance, records.size());
+    collected.insert(collected.end(), std::move_iterator(records.begin()), std::move_iterator(records.end()));
+  }
+  return code;
+}
+
+}  // namespace qor::common
+
+#endif

@@ -1,0 +1,291 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/qorevent/qor_event_hz.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "src/common/qor_common.h"
+#include "src/common/tools_common_client_manager.h"
+
+namespace qor::qorevent {
+namespace {
+
+constexpr char kNodePath[] = "/qorevent/hz/";
+
+using maintaind::DriverType;
+using maintaind::EventInfoWithPubSub;
+using Clock = std::chrono::steady_clock;
+
+std::size_t SizeOf(const com::RecvBuffer& sample) {
+  std::size_t size = sample.payload.size();
+  if (!sample.mbufs.empty()) {
+    size = sample.privateData.size();
+    for (const OutMbufData& buffer : sample.mbufs) {
+      size += buffer.size;
+    }
+  }
+  return size;
+}
+
+/// How much a record says about where samples come from.
+int Strength(const EventInfoWithPubSub& record) {
+  if (record.publisher.empty()) {
+    return 0;
+  }
+  return record.isPublisherOnline ? 2 : 1;
+}
+
+/// Leaves the records of online publishers; without any, those of offline publishers; without any, all.
+void KeepStrongest(std::vector<EventInfoWithPubSub>& records) {
+  int strongest = 0;
+  for (const auto& record : records) {
+    strongest = std::max(strongest, Strength(record));
+  }
+  std::erase_if(records, [&](const EventInfoWithPubSub& record) { return Strength(record) < strongest; });
+}
+
+/// A name is one event when its records have one DDS binding, one SOME/IP binding, or one of each.
+bool IsOneEvent(const std::vector<EventInfoWithPubSub>& records) {
+  std::size_t dds = 0;
+  std::size_t someip = 0;
+  for (const auto& record : records) {
+    dds += record.bindings.count(DriverType::kDds);
+    someip += record.bindings.count(DriverType::kSomeip);
+  }
+  return dds <= 1 && someip <= 1 && dds + someip > 0;
+}
+
+}  // namespace
+
+QorEventHz::~QorEventHz() { QorEventHzStop(); }
+
+bool QorEventHz::Init(const std::vector<std::string>& names, std::uint32_t windowSize, const HzOptions& options,
+                      ResultCallback resultCallback) {
+  if (!InitCommon(names, options)) {
+    return false;
+  }
+  for (const auto& slot : slots_) {
+    slot->counter = EventRateCounter(windowSize);
+  }
+  resultCallback_ = std::move(resultCallback);
+  mode_ = Mode::kRate;
+  return true;
+}
+
+bool QorEventHz::Init(const std::vector<std::string>& names, const HzOptions& options,
+                      MessageCallback messageCallback) {
+  if (!InitCommon(names, options)) {
+    return false;
+  }
+  messageCallback_ = std::move(messageCallback);
+  mode_ = Mode::kMessage;
+  return true;
+}
+
+bool QorEventHz::InitCommon(const std::vector<std::string>& names, const HzOptions& options) {
+  if (node_ != nullptr) {
+    log_.Warn() << "QorEventHz is already inited!";
+    return false;
+  }
+  if (names.empty() || names.size() > kMaxEvents) {
+    log_.Error() << "[The number of the input events should not be 0 or more than 5000]";
+    return false;
+  }
+  if (!MakeSlots(names)) {
+    return false;
+  }
+  auto node = QorCommon::GetInstance().InitializeNode(kNodePath, "");
+  if (node == nullptr) {
+    log_.Error() << "Roslike NodeHandle failed";
+    return false;
+  }
+  qortools::common::ToolsCommonClientManager::GetInstance()->FindMaintaindService();
+  options_ = options;
+  subscriber_ = std::make_unique<EventSubscriber>(
+      *node, Helper::RegisterOptions{kNodePath, options.ddsNetwork, options.someipNetwork});
+  node_ = std::move(node);
+  return true;
+}
+
+bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
+  slots_.clear();
+  slotsByName_.clear();
+  for (const std::string& name : names) {
+    auto slot = std::make_unique<EventSlot>(EventSlot{name, {}, {}, EventRateCounter(0), {}});
+    if (!QorCommon::GetInstance().GetNameAndUuid(name, slot->pureName, slot->uuid)) {
+      return false;
+    }
+    if (slotsByName_.emplace(name, slot.get()).second) {
+      slots_.push_back(std::move(slot));
+    }
+  }
+  return true;
+}
+
+bool QorEventHz::QorEventHzStart() {
+  QueryEvent();
+  for (const auto& slot : slots_) {
+    SubscribeEvent(slot->name);
+  }
+  if (subscriptions_.IsEmpty()) {
+    log_.Error() << "All event create sub failed!";
+    return false;
+  }
+  isRunning_.store(true);
+  return true;
+}
+
+bool QorEventHz::QueryEvent() {
+  const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
+  std::vector<EventInfoWithPubSub> merged;
+  // A daemon that does not answer is logged by the query, and what the others say counts.
+  static_cast<void>(QorCommon::GetInstance().QueryAllRecords(proxies, merged));
+  for (const auto& slot : slots_) {
+    if (slot->records.empty()) {
+      QuerySlot(*slot, merged);
+    }
+  }
+  return !proxies.empty();
+}
+
+void QorEventHz::QuerySlot(EventSlot& slot, const std::vector<EventInfoWithPubSub>& merged) {
+  std::vector<EventInfoWithPubSub> matching;
+  std::copy_if(merged.begin(), merged.end(), std::back_inserter(matching),
+               [&](const EventInfoWithPubSub& record) { return record.eventName == slot.pureName; });
+  CommonFilter filter = options_.filter;
+  if (!slot.uuid.empty()) {
+    filter.uuid = slot.uuid;
+  }
+  QorCommon::GetInstance().FilterEventInfo(slot.pureName, matching, filter);
+  KeepStrongest(matching);
+  for (EventInfoWithPubSub& record : matching) {
+    if (!IsRepeatedEvent(record, slot)) {
+      slot.records.push_back(std::move(record));
+    }
+  }
+  log_.Info() << "[QorEventHz specified event][eventName=" << slot.name << ", eventInfoSize=" << slot.records.size()
+              << "]";
+}
+
+bool QorEventHz::IsRepeatedEvent(const EventInfoWithPubSub& record, const EventSlot& slot) const {
+  bool isRepeated = false;
+  for (const EventInfoWithPubSub& known : slot.records) {
+    QorCommon::GetInstance().CompareEventInfo(isRepeated, known, record.bindings);
+  }
+  if (isRepeated && record.bindings.count(DriverType::kDds) != 0) {
+    log_.Info() << "[The same DDS event][eventName=" << slot.name << "]";
+  } else if (isRepeated) {
+    log_.Info() << "[The same SOMEIP event][eventName=" << slot.name << "]";
+  }
+  return isRepeated;
+}
+
+bool QorEventHz::IsQueried(const std::string& name) const {
+  const EventSlot* slot = FindSlot(name);
+  return slot != nullptr && !slot->records.empty();
+}
+
+bool QorEventHz::IsAllEventsQueried() const {
+  return std::all_of(slots_.begin(), slots_.end(), [](const auto& slot) { return !slot->records.empty(); });
+}
+
+void QorEventHz::SubscribeLateEvents() {
+  if (!IsAllEventsQueried()) {
+    QueryEvent();
+  }
+  for (const auto& slot : slots_) {
+    if (ShouldSubscribe(slot->name)) {
+      SubscribeEvent(slot->name);
+    }
+  }
+}
+
+bool QorEventHz::ShouldSubscribe(const std::string& name) const {
+  const EventSlot* slot = FindSlot(name);
+  return slot != nullptr && IsOneEvent(slot->records) && !IsSubscribed(name) && !IsSubCreateFailed(name);
+}
+
+bool QorEventHz::SubscribeEvent(const std::string& name) {
+  if (IsSubscribed(name)) {
+    log_.Warn() << "Event is Subscribed already!";
+    return false;
+  }
+  EventSlot* slot = FindSlot(name);
+  if (slot == nullptr || !IsOneEvent(slot->records)) {
+    log_.Warn() << "Unknown event or mergerd size is incorrect.";
+    return false;
+  }
+  const com::RecvHandler handler = [this, slot](const com::RecvBuffer& sample) { OnSample(*slot, SizeOf(sample)); };
+  return DealWithSubscribedEvent(name, subscriber_->DoSubscribe(name, slot->records, handler));
+}
+
+bool QorEventHz::DealWithSubscribedEvent(const std::string& name, std::vector<com::Subscriber> subscribers) {
+  if (subscribers.empty()) {
+    subscriptions_.SetFailed(name);
+    return false;
+  }
+  subscriptions_.Add(name, std::move(subscribers));
+  return true;
+}
+
+void QorEventHz::UnSubscribe(const std::string& name) { subscriptions_.Remove(name); }
+
+void QorEventHz::ReceivedMessageCallback(const std::string& name) {
+  if (EventSlot* slot = FindSlot(name); slot != nullptr) {
+    OnSample(*slot, 0);
+  }
+}
+
+void QorEventHz::OnSample(EventSlot& slot, std::size_t bytes) {
+  if (mode_ == Mode::kMessage) {
+    messageCallback_(slot.name);
+    log_.Debug() << "[ReceivedMessageCallback][eventName=" << slot.name << ", pureName=" << slot.pureName
+                 << ", uuid=" << slot.uuid << "]";
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  slot.counter.Add(Clock::now(), bytes);
+}
+
+EventHzList QorEventHz::QorEventGetHz() {
+  EventHzList list;
+  list.reserve(slots_.size());
+  for (const auto& slot : slots_) {
+    const std::lock_guard lock(mutex_);  // for one event at a time, so that the receive threads do not wait long
+    list.emplace_back(slot->name, slot->counter.Report(Clock::now()));
+  }
+  return list;
+}
+
+void QorEventHz::QorEventPrintHz() {
+  const EventHzList list = QorEventGetHz();
+  if (resultCallback_ == nullptr) {
+    log_.Error() << "Hz callback is nullptr.";
+    return;
+  }
+  const bool isMeasuring =
+      std::any_of(list.begin(), list.end(), [](const auto& entry) { return entry.second.windowSize > 0; });
+  resultCallback_(list, isMeasuring ? QoreventHzType::kMeasuring : QoreventHzType::kWaiting);
+}
+
+EventHzTotalsList QorEventHz::QorEventGetTotals() {
+  EventHzTotalsList list;
+  list.reserve(slots_.size());
+  for (const auto& slot : slots_) {
+    std::unique_lock lock(mutex_);
+    EventHzTotals totals = slot->counter.Totals();
+    lock.unlock();
+    totals.lostCount = subscriptions_.LostCount(slot->name);
+    totals.isSubscribed = IsSubscribed(slot->name);
+    list.emplace_back(slot->name, totals);
+  }
+  return list;
+}
+
+QorEventHz::EventSlot* QorEventHz::FindSlot(const std::string& name) const {
+  const auto found = slotsByName_.find(name);
+  return found == slotsByName_.end() ? nullptr : found->second;
+}
+
+}  // namespace qor::qorevent

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_COMMON_COMMON_OPTIONS_H
+#define QOR_TOOLS_COMMON_COMMON_OPTIONS_H
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "src/common/filters.h"
+
+namespace qor::tools {
+
+/// What every verb of every tool takes.
+struct CommonOptions {
+  bool isJson = false;    ///< --json
+  bool isStrict = false;  ///< --strict
+  int verbosity = 0;      ///< -v, -vv, -vvv
+};
+
+/// `options` must live as long as the command.
+void AddCommonOptions(CLI::App& command, CommonOptions& options);
+
+/// --instance, --network-ip, --domain-id, --uuid: which of several entities of one name is meant. Values that cannot be
+/// are refused with what was expected. `filter` must live as long as the command.
+void AddFilterOptions(CLI::App& command, CommonFilter& filter);
+
+/// Checks for option values, by the rules that all tools share.
+CLI::Validator NetworkAddress();
+CLI::Validator SomeipNetworkName();
+
+}  // namespace qor::tools
+
+#endif

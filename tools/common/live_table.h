@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_COMMON_LIVE_TABLE_H
+#define QOR_TOOLS_COMMON_LIVE_TABLE_H
+
+#include <cstddef>
+
+#include "tools/common/output.h"
+#include "tools/common/table.h"
+
+namespace qor::tools {
+
+/// A table on a terminal that is drawn over its previous state. What does not fit on the screen is cut off.
+class LiveTable {
+ public:
+  explicit LiveTable(Output& out) : out_(out) {}
+
+  void Draw(const Table& table);
+
+ private:
+  Output& out_;
+  std::size_t drawnLines_ = 0;
+};
+
+}  // namespace qor::tools
+
+#endif

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_COMMON_STOP_SIGNAL_H
+#define QOR_TOOLS_COMMON_STOP_SIGNAL_H
+
+#include <chrono>
+#include <csignal>
+
+namespace qor::tools {
+
+/// Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP into something that a program waits for, until destroyed. Make it before
+/// the first thread starts, so that every thread leaves these signals to it. A signal that the process was started to
+/// ignore stays ignored. The second one ends the process at once, should a tidy end hang. Used by one thread.
+class StopSignal {
+ public:
+  StopSignal();
+  ~StopSignal();
+  StopSignal(const StopSignal&) = delete;
+  StopSignal& operator=(const StopSignal&) = delete;
+
+  enum class Wake { kSignal, kReadable, kTimeout };
+
+  /// Waits for a signal, for `fd` to be readable (-1: none), or for the time to pass. After a signal it always returns
+  /// kSignal at once.
+  Wake WaitFor(std::chrono::milliseconds limit, int fd = -1);
+  bool IsRaised() { return WaitFor(std::chrono::milliseconds(0)) == Wake::kSignal; }
+
+ private:
+  sigset_t watched_{};
+  sigset_t previousMask_{};
+  int signalFd_ = -1;
+  bool isRaised_ = false;
+};
+
+}  // namespace qor::tools
+
+#endif

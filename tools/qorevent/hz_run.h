@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_QOREVENT_HZ_RUN_H
+#define QOR_TOOLS_QOREVENT_HZ_RUN_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "src/qorevent/qor_event_hz.h"
+#include "tools/common/exit_code.h"
+#include "tools/common/stop_signal.h"
+#include "tools/qorevent/hz_options.h"
+#include "tools/qorevent/hz_text.h"
+#include "tools/qorevent/sample_queue.h"
+#include "tools/qorevent/session.h"
+
+namespace qor::tools {
+
+/// One measurement of hz, from finding the events to the summary. Lives on the main thread; samples arrive on others.
+///
+/// With no event of the names known it ends at once, or with a time limit when that has passed; names that are not
+/// known while others are keep being looked for, each second.
+class HzRun {
+ public:
+  /// `stop` and `session` must outlive it.
+  HzRun(const HzCommandOptions& options, StopSignal& stop, Session& session);
+
+  ExitCode Run();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool Init();
+  /// Nothing when at least one of the events is known; otherwise how the run ends.
+  std::optional<ExitCode> WaitForEvents();
+  void WarnOfUnknownEvents();
+  ExitCode Measure();
+  /// Waits for the end of the period, printing samples as they come. False when the run is over.
+  bool WaitUntil(Clock::time_point end);
+  /// Whether a limit is reached.
+  bool IsOver() const;
+  bool HasData() const { return sampleCount_ > 0; }
+  void Report();
+  void PrintSamples();
+  Clock::time_point NextDeadline(Clock::time_point periodEnd) const;
+
+  const HzCommandOptions& options_;
+  StopSignal& stop_;
+  Session& session_;
+  HzPrinter printer_;
+  SampleQueue samples_;
+  std::vector<const std::string*> taken_;
+  std::unordered_map<const std::string*, std::string> lines_;  ///< what is printed for each event in message mode
+  Clock::time_point begin_{};
+  std::uint64_t reportCount_ = 0;
+  std::uint64_t sampleCount_ = 0;
+  bool isInterrupted_ = false;
+  qorevent::QorEventHz hz_;  ///< last: its receive threads use what stands above
+};
+
+}  // namespace qor::tools
+
+#endif

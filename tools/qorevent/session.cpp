@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qorevent/session.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/ipc/runtime_dir.h"
+#include "src/common/qor_common.h"
+#include "tools/common/log_setup.h"
+#include "tools/common/near_names.h"
+#include "tools/common/printable.h"
+
+namespace qor::tools {
+namespace {
+
+/// The names of every event that a daemon knows, also of those that cannot be received here.
+std::vector<std::string> EventNames() {
+  const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
+  QorCommon::EventList records;
+  // Suggestions are as good as the answers there are.
+  static_cast<void>(QorCommon::GetInstance().QueryAllRecords(proxies, records));
+  std::vector<std::string> names;
+  for (const auto& record : records) {
+    names.push_back(record.eventName);
+  }
+  return names;
+}
+
+}  // namespace
+
+Session::Session(const CommonOptions& options) : options_(options), out_(STDOUT_FILENO) {
+  SetUpLog(options.verbosity);
+}
+
+bool Session::Join() {
+  if (events_.Init() == 0) {
+    return true;
+  }
+  Complain("no daemon answers in '" + Printable(ipc::RuntimeDirectory()) +
+           "': start maintaind, or set QOR_RUNTIME_DIR to the folder that its socket is in");
+  return false;
+}
+
+ExitCode Session::ComplainUnknown(const std::string& name) {
+  std::string pureName;
+  std::string uuid;
+  if (!QorCommon::GetInstance().GetSubEventName(name, pureName, uuid)) {
+    return kExitUsage;
+  }
+  const auto names = EventNames();
+  if (std::find(names.begin(), names.end(), pureName) != names.end()) {
+    Complain("there is an event '" + Printable(pureName) + "', but not with the uuid, instance, domain or address given");
+  } else {
+    Complain("no event is named '" + Printable(name) + "'." + DidYouMean(pureName, names));
+  }
+  return kExitNoMatch;
+}
+
+ExitCode Session::Finish(bool allAnswered) {
+  if (!allAnswered) {
+    Complain(std::string(options_.isStrict ? "error" : "warning") +
+             ": a daemon did not answer in time, so what only it knows is missing");
+  }
+  return out_.HasFailed() || (options_.isStrict && !allAnswered) ? kExitFailure : kExitDone;
+}
+
+}  // namespace qor::tools
