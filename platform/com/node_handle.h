@@ -50,7 +50,7 @@ class NodeHandle {
 
  private:
   class Impl;
-  std::shared_ptr<Impl> impl_;  // shared with the node's publishers and subscribers, which may outlive the handle
+  std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace qor::com

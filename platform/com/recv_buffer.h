@@ -12,7 +12,9 @@ namespace qor::com {
 
 /// One received sample. All views end with the handler call: copy what must stay.
 struct RecvBuffer {
-  std::span<const std::uint8_t> payload;      ///< the payload alone: no encapsulation header, no message header
+  /// The payload alone: no encapsulation header, no message header. For mbuf events the encoded sample as it travelled,
+  /// of which `privateData` and `mbufs` are the parts; publishing these bytes again publishes the same sample.
+  std::span<const std::uint8_t> payload;
   std::span<const std::uint8_t> privateData;  ///< mbuf events: what precedes the chain
   std::span<const OutMbufData> mbufs;         ///< mbuf events: the chain; empty otherwise
   std::uint64_t sequenceNumber = 0;           ///< the writer's, from 1; 0: the wire has none

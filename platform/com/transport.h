@@ -27,17 +27,25 @@ enum class TransportError : std::int32_t {
 class EventWriter {
  public:
   virtual ~EventWriter() = default;
+  /// For an mbuf event the payload is the encoded sample (dp::EncodeMbufSample).
   virtual bool Write(std::span<const std::uint8_t> payload) = 0;
   virtual std::size_t MatchedReaders() const = 0;
   virtual bool WaitForFlush(std::chrono::milliseconds limit) = 0;
+  /// True when the samples of the event are mbuf chains.
+  virtual bool IsMbuf() const = 0;
+  /// The record with what is really used: address, transports, participant.
+  virtual const maintaind::EventInfo& Used() const = 0;
 };
 
-/// Receives the samples of one event until destroyed; destruction waits for a handler that is running.
+/// Receives the samples of one event until destroyed; destruction waits for a handler that is running. The counts are
+/// answered without a lock, so a handler may ask for them.
 class EventReader {
  public:
   virtual ~EventReader() = default;
   virtual std::size_t MatchedWriters() const = 0;
   virtual std::uint64_t LostSamples() const = 0;
+  /// The record with what is really used: address, transports, participant.
+  virtual const maintaind::EventInfo& Used() const = 0;
 };
 
 struct ReaderOptions {
@@ -56,6 +64,9 @@ class EventTransport {
 
 /// The process's wire for a driver; null for one that this build does not have.
 EventTransport* TransportFor(maintaind::DriverType driver);
+
+/// The process's DDS wire; defined by platform/dds. Made on the first call, never destroyed.
+EventTransport& DdsEventTransport();
 
 }  // namespace qor::com
 

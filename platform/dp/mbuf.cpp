@@ -32,28 +32,41 @@ std::optional<std::span<const std::uint8_t>> TakeBlock(std::span<const std::uint
 
 std::vector<std::uint8_t> EncodeMbufSample(const MbufSample& sample) {
   std::vector<std::uint8_t> bytes;
+  EncodeMbufSample(sample, bytes);
+  return bytes;
+}
+
+void EncodeMbufSample(const MbufSample& sample, std::vector<std::uint8_t>& bytes) {
+  bytes.clear();
   AppendBlock(bytes, sample.privateData);
   for (const OutMbufData& buffer : sample.chain) {
     AppendBlock(bytes, {buffer.data, buffer.size});
   }
-  return bytes;
 }
 
 std::optional<MbufSample> DecodeMbufSample(std::span<const std::uint8_t> bytes) {
   MbufSample sample;
+  if (!DecodeMbufSample(bytes, sample)) {
+    return std::nullopt;
+  }
+  return sample;
+}
+
+bool DecodeMbufSample(std::span<const std::uint8_t> bytes, MbufSample& sample) {
+  sample.chain.clear();
   const auto privateData = TakeBlock(bytes);
   if (!privateData) {
-    return std::nullopt;
+    return false;
   }
   sample.privateData = *privateData;
   while (!bytes.empty()) {
     const auto block = TakeBlock(bytes);
     if (!block) {
-      return std::nullopt;
+      return false;
     }
     sample.chain.push_back({block->data(), static_cast<std::uint32_t>(block->size())});
   }
-  return sample;
+  return true;
 }
 
 }  // namespace qor::dp

@@ -25,9 +25,13 @@ struct MbufSample {
 };
 
 std::vector<std::uint8_t> EncodeMbufSample(const MbufSample& sample);
+/// The same into a vector that keeps its memory from one sample to the next.
+void EncodeMbufSample(const MbufSample& sample, std::vector<std::uint8_t>& bytes);
 
 /// Views into `bytes`; nothing when a length exceeds what is there.
 std::optional<MbufSample> DecodeMbufSample(std::span<const std::uint8_t> bytes);
+/// The same into a sample that keeps its memory; when false, what it holds is of no use.
+[[nodiscard]] bool DecodeMbufSample(std::span<const std::uint8_t> bytes, MbufSample& sample);
 
 }  // namespace dp
 

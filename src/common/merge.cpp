@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <limits>
+#include <numeric>
 #include <unordered_map>
 #include <utility>
 
@@ -45,7 +46,8 @@ constexpr MergeTexts kTexts<maintaind::ServiceInfoWithPubSub>{
     "Begin to merge service info. Size is ", "After merge pub service info. Size is ",
     "After merge off pub service info. Size is ", "After merge None network sub service info. Size is "};
 
-constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t kNoKey = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t kNobody = std::numeric_limits<std::uint32_t>::max();
 
 template <class Record>
 void AppendConsumers(Record& from, Record& to) {
@@ -54,86 +56,106 @@ void AppendConsumers(Record& from, Record& to) {
   taken.insert(taken.end(), std::move_iterator(given.begin()), std::move_iterator(given.end()));
 }
 
-/// The merging of one list. Every distinct key of the list becomes a small number once, and all steps work with these.
+/// The merging of one list. What the rules ask of a record is read from it once and kept in a few numbers; the records
+/// themselves move once, at the end, by Finish.
 template <class Record>
 class EntityMerger {
  public:
-  explicit EntityMerger(std::vector<Record>& list) : list_(list), isGone_(list.size(), false) {
-    ids_.reserve(list.size());
+  explicit EntityMerger(std::vector<Record>& list) : list_(list) {
+    entries_.reserve(list.size());
     numbers_.reserve(2 * list.size());
     for (const Record& record : list) {
-      ids_.push_back(IdsOf(record));
+      entries_.push_back(EntryOf(record));
     }
+    alive_.resize(list.size());
+    std::iota(alive_.begin(), alive_.end(), 0U);
     numberCount_ = numbers_.size();
     numbers_.clear();  // the keys refer to the records
   }
 
+  /// How many records are left.
+  std::size_t Size() const { return alive_.size(); }
+
   void MergePubSubs() {
-    GiveToFirst([](const Record& record) { return HasOnlineProvider(record); },
-                [](const Record& record) { return !HasOnlineProvider(record); }, &Ids::lead, {&Ids::dds, &Ids::someip});
+    GiveToFirst([](const Entry& entry) { return entry.provider == Provider::kOnline; },
+                [](const Entry& entry) { return entry.provider != Provider::kOnline; }, &Entry::lead,
+                {&Entry::dds, &Entry::someip});
   }
 
   void MergeOffPubSubs() {
-    GiveToFirst([](const Record& record) { return HasOfflineProvider(record); },
-                [](const Record& record) { return !HasProvider(record); }, &Ids::lead, {&Ids::dds, &Ids::someip});
+    GiveToFirst([](const Entry& entry) { return entry.provider == Provider::kOffline; },
+                [](const Entry& entry) { return entry.provider == Provider::kNone; }, &Entry::lead,
+                {&Entry::dds, &Entry::someip});
   }
 
   void MergeNoneNetworkSubs() {
-    GiveToFirst([](const Record& record) { return HasProvider(record); },
-                [](const Record& record) { return !HasProvider(record) && StartsWithLocalTransport(record); },
-                &Ids::ddsOnAnyNetwork, {&Ids::ddsOnAnyNetwork});
+    GiveToFirst([](const Entry& entry) { return entry.provider != Provider::kNone; },
+                [](const Entry& entry) { return entry.provider == Provider::kNone && entry.startsWithLocalTransport; },
+                &Entry::ddsOnAnyNetwork, {&Entry::ddsOnAnyNetwork});
   }
 
   void MergeNoPub() {
     const Chains chains = ChainCandidates();
-    for (std::uint32_t i = 0; i < list_.size(); ++i) {
-      if (!isGone_[i] && !HasOnlineProvider(list_[i]) && ids_[i].lead != kNone) {
+    for (const std::uint32_t i : alive_) {
+      const Entry& entry = entries_[i];
+      if (!entry.isGone && entry.provider != Provider::kOnline && entry.lead != kNoKey) {
         TakeInLater(i, chains);
       }
     }
-    RemoveGone();
+    ForgetGone();
+  }
+
+  /// Brings the list up to date.
+  void Finish() {
+    for (std::size_t kept = 0; kept < alive_.size(); ++kept) {
+      if (alive_[kept] != kept) {
+        list_[kept] = std::move(list_[alive_[kept]]);
+      }
+    }
+    list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(alive_.size()), list_.end());
   }
 
  private:
-  /// The numbers of one record's keys.
-  struct Ids {
-    std::uint32_t dds = kNone;     ///< as a candidate, against a DDS key
-    std::uint32_t someip = kNone;  ///< as a candidate, against a SOME/IP key
-    std::uint32_t lead = kNone;    ///< the key by which it looks for an equal record
-    std::uint32_t ddsOnAnyNetwork = kNone;
-  };
-  using Id = std::uint32_t Ids::*;
+  enum class Provider : std::uint8_t { kNone, kOffline, kOnline };
 
-  /// For every key, the candidates that have it, from the front: entry 2i is record i by its DDS key, 2i + 1 by its
+  /// What the rules ask of one record. Equal keys of the list have equal numbers.
+  struct Entry {
+    std::uint32_t dds = kNoKey;     ///< as a candidate, against a DDS key
+    std::uint32_t someip = kNoKey;  ///< as a candidate, against a SOME/IP key
+    std::uint32_t lead = kNoKey;    ///< the key by which it looks for an equal record
+    std::uint32_t ddsOnAnyNetwork = kNoKey;
+    Provider provider = Provider::kNone;
+    bool startsWithLocalTransport = false;
+    bool isGone = false;
+  };
+  using Key = std::uint32_t Entry::*;
+
+  /// For every key, the candidates that have it, from the front: link 2i is record i by its DDS key, 2i + 1 by its
   /// SOME/IP key.
   struct Chains {
     std::vector<std::uint32_t> head;
     std::vector<std::uint32_t> next;
   };
 
-  static bool StartsWithLocalTransport(const Record& record) {
-    const auto dds = record.bindings.find(DriverType::kDds);
-    if (dds == record.bindings.end()) {
-      return false;
-    }
-    const auto* transports = EntityFamily<Record>::Dds(dds->second).transports;
-    return transports != nullptr && !transports->empty() && transports->front() != maintaind::TransportQos::kUdp;
-  }
-
-  Ids IdsOf(const Record& record) {
-    Ids ids;
+  Entry EntryOf(const Record& record) {
+    Entry entry;
+    entry.provider = HasOnlineProvider(record) ? Provider::kOnline
+                     : HasProvider(record)     ? Provider::kOffline
+                                               : Provider::kNone;
     if (!IsComparable(record)) {
-      return ids;
+      return entry;
     }
-    ids.dds = NumberOf(CandidateKey(record, DriverType::kDds));
-    ids.someip = NumberOf(CandidateKey(record, DriverType::kSomeip));
-    ids.lead = ids.someip;
-    if (const auto dds = record.bindings.find(DriverType::kDds); dds != record.bindings.end()) {
-      ids.lead = ids.dds;
-      ids.ddsOnAnyNetwork =
-          NumberOf(MakeEntityKey(EntityKey::Scope::kDdsOnAnyNetwork, EntityFamily<Record>::Dds(dds->second)));
+    entry.dds = NumberOf(CandidateKey(record, DriverType::kDds));
+    entry.someip = NumberOf(CandidateKey(record, DriverType::kSomeip));
+    entry.lead = entry.someip;
+    if (const auto found = record.bindings.find(DriverType::kDds); found != record.bindings.end()) {
+      const BindingView dds = EntityFamily<Record>::Dds(found->second);
+      entry.lead = entry.dds;
+      entry.ddsOnAnyNetwork = NumberOf(MakeEntityKey(EntityKey::Scope::kDdsOnAnyNetwork, dds));
+      entry.startsWithLocalTransport = dds.transports != nullptr && !dds.transports->empty() &&
+                                       dds.transports->front() != maintaind::TransportQos::kUdp;
     }
-    return ids;
+    return entry;
   }
 
   std::uint32_t NumberOf(EntityKey key) {
@@ -143,43 +165,44 @@ class EntityMerger {
   /// Gives the consumers of every record that `isGiver` selects to the first record that `isTaker` selects and that has
   /// the giver's key among its own. No record is both.
   template <class IsTaker, class IsGiver>
-  void GiveToFirst(IsTaker isTaker, IsGiver isGiver, Id giverKey, std::initializer_list<Id> takerKeys) {
-    std::vector<std::uint32_t> firstTaker(numberCount_, kNone);
-    for (std::uint32_t i = 0; i < list_.size(); ++i) {
-      if (!isTaker(list_[i])) {
+  void GiveToFirst(IsTaker isTaker, IsGiver isGiver, Key giverKey, std::initializer_list<Key> takerKeys) {
+    std::vector<std::uint32_t> firstTaker(numberCount_, kNobody);
+    for (const std::uint32_t i : alive_) {
+      if (!isTaker(entries_[i])) {
         continue;
       }
-      for (const Id key : takerKeys) {
-        if (const std::uint32_t number = ids_[i].*key; number != kNone && firstTaker[number] == kNone) {
+      for (const Key key : takerKeys) {
+        if (const std::uint32_t number = entries_[i].*key; number != kNoKey && firstTaker[number] == kNobody) {
           firstTaker[number] = i;
         }
       }
     }
-    for (std::uint32_t i = 0; i < list_.size(); ++i) {
-      const std::uint32_t number = ids_[i].*giverKey;
-      if (number != kNone && firstTaker[number] != kNone && isGiver(list_[i])) {
+    for (const std::uint32_t i : alive_) {
+      const std::uint32_t number = entries_[i].*giverKey;
+      if (number != kNoKey && firstTaker[number] != kNobody && isGiver(entries_[i])) {
         Give(i, firstTaker[number]);
       }
     }
-    RemoveGone();
+    ForgetGone();
   }
 
   Chains ChainCandidates() const {
-    Chains chains{std::vector<std::uint32_t>(numberCount_, kNone), std::vector<std::uint32_t>(2 * list_.size(), kNone)};
-    for (std::uint32_t i = static_cast<std::uint32_t>(list_.size()); i-- > 0;) {
-      if (HasOnlineProvider(list_[i]) || ids_[i].lead == kNone) {
-        continue;
+    Chains chains{std::vector<std::uint32_t>(numberCount_, kNobody),
+                  std::vector<std::uint32_t>(2 * entries_.size(), kNobody)};
+    for (auto i = alive_.rbegin(); i != alive_.rend(); ++i) {
+      const Entry& entry = entries_[*i];
+      if (entry.provider != Provider::kOnline && entry.lead != kNoKey) {
+        chains.next[2 * *i] = std::exchange(chains.head[entry.dds], 2 * *i);
+        chains.next[2 * *i + 1] = std::exchange(chains.head[entry.someip], 2 * *i + 1);
       }
-      chains.next[2 * i] = std::exchange(chains.head[ids_[i].dds], 2 * i);
-      chains.next[2 * i + 1] = std::exchange(chains.head[ids_[i].someip], 2 * i + 1);
     }
     return chains;
   }
 
   /// After this nothing behind record i has its key any more, so each chain is walked at most once.
   void TakeInLater(std::uint32_t i, const Chains& chains) {
-    for (std::uint32_t entry = chains.head[ids_[i].lead]; entry != kNone; entry = chains.next[entry]) {
-      if (const std::uint32_t j = entry / 2; j > i && !isGone_[j]) {
+    for (std::uint32_t link = chains.head[entries_[i].lead]; link != kNobody; link = chains.next[link]) {
+      if (const std::uint32_t j = link / 2; j > i && !entries_[j].isGone) {
         Give(j, i);
       }
     }
@@ -187,38 +210,33 @@ class EntityMerger {
 
   void Give(std::uint32_t from, std::uint32_t to) {
     AppendConsumers(list_[from], list_[to]);
-    isGone_[from] = true;
+    entries_[from].isGone = true;
   }
 
-  void RemoveGone() {
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < list_.size(); ++i) {
-      if (isGone_[i]) {
-        continue;
-      }
-      if (kept != i) {
-        list_[kept] = std::move(list_[i]);
-        ids_[kept] = ids_[i];
-      }
-      ++kept;
-    }
-    list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(kept), list_.end());
-    ids_.resize(kept);
-    isGone_.assign(kept, false);
+  void ForgetGone() {
+    std::erase_if(alive_, [this](std::uint32_t i) { return entries_[i].isGone; });
   }
 
   std::vector<Record>& list_;
-  std::vector<Ids> ids_;                                                 // one for each record
-  std::vector<bool> isGone_;                                             // one for each record
+  std::vector<Entry> entries_;                                           // one for each record that the list began with
+  std::vector<std::uint32_t> alive_;                                     // indexes of those that are left, ascending
   std::unordered_map<EntityKey, std::uint32_t, EntityKeyHash> numbers_;  // in use during construction only
   std::size_t numberCount_ = 0;
 };
 
 template <class Record>
-void LoggedMergeNoPub(EntityMerger<Record>& merger, const std::vector<Record>& list) {
-  kLog.Debug() << "Begin to merge no pub event info. Size is " << list.size();
+void LoggedMergeNoPub(EntityMerger<Record>& merger) {
+  kLog.Debug() << "Begin to merge no pub event info. Size is " << merger.Size();
   merger.MergeNoPub();
-  kLog.Debug() << "After merge no pub event info. Size is " << list.size();
+  kLog.Debug() << "After merge no pub event info. Size is " << merger.Size();
+}
+
+/// One step alone.
+template <class Record>
+void RunStep(std::vector<Record>& list, void (EntityMerger<Record>::*step)()) {
+  EntityMerger<Record> merger(list);
+  (merger.*step)();
+  merger.Finish();
 }
 
 }  // namespace
@@ -229,37 +247,39 @@ void MergeEntities(std::vector<Record>& list) {
   kLog.Debug() << texts.begin << list.size();
   EntityMerger<Record> merger(list);
   merger.MergePubSubs();
-  kLog.Debug() << texts.afterPub << list.size();
-  if (list.size() > 1) {
+  kLog.Debug() << texts.afterPub << merger.Size();
+  if (merger.Size() > 1) {
     merger.MergeOffPubSubs();
-    kLog.Debug() << texts.afterOffPub << list.size();
+    kLog.Debug() << texts.afterOffPub << merger.Size();
   }
-  if (list.size() > 1) {
+  if (merger.Size() > 1) {
     merger.MergeNoneNetworkSubs();
-    kLog.Debug() << texts.afterNoneNetwork << list.size();
+    kLog.Debug() << texts.afterNoneNetwork << merger.Size();
   }
-  LoggedMergeNoPub(merger, list);
+  LoggedMergeNoPub(merger);
+  merger.Finish();
 }
 
 template <class Record>
 void MergePubSubs(std::vector<Record>& list) {
-  EntityMerger<Record>(list).MergePubSubs();
+  RunStep(list, &EntityMerger<Record>::MergePubSubs);
 }
 
 template <class Record>
 void MergeOffPubSubs(std::vector<Record>& list) {
-  EntityMerger<Record>(list).MergeOffPubSubs();
+  RunStep(list, &EntityMerger<Record>::MergeOffPubSubs);
 }
 
 template <class Record>
 void MergeNoneNetworkSubs(std::vector<Record>& list) {
-  EntityMerger<Record>(list).MergeNoneNetworkSubs();
+  RunStep(list, &EntityMerger<Record>::MergeNoneNetworkSubs);
 }
 
 template <class Record>
 void MergeNoPub(std::vector<Record>& list) {
   EntityMerger<Record> merger(list);
-  LoggedMergeNoPub(merger, list);
+  LoggedMergeNoPub(merger);
+  merger.Finish();
 }
 
 template <class Record>

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/com/subscriber_core.h"
+
+#include <utility>
+
+#include "platform/com/bindings.h"
+
+namespace qor::com {
+
+std::shared_ptr<SubscriberCore> SubscriberCore::Create(const std::string& nodeName,
+                                                       const maintaind::EventRegisterInfo& config,
+                                                       const ReaderOptions& options, const RecvHandler& handler) {
+  for (const auto& [driver, record] : config.bindings) {  // in the order of DriverType: DDS first
+    EventTransport* const wire = WireOf(config, driver);
+    if (wire == nullptr) {
+      continue;
+    }
+    auto reader = wire->CreateReader(BindingOf(config, driver), options, handler);
+    if (!reader) {
+      LogBindingFailure(config, "subscribed", reader.Error());
+      continue;
+    }
+    maintaind::EventRegisterInfo used = config;
+    used.bindings = {{driver, reader.Value()->Used()}};
+    auto registration =
+        std::make_unique<EventRegistration>(maintaind::EntityRole::kConsumer, nodeName, std::move(used));
+    return std::shared_ptr<SubscriberCore>(new SubscriberCore(std::move(reader).Value(), std::move(registration)));
+  }
+  return nullptr;
+}
+
+SubscriberCore::SubscriberCore(std::unique_ptr<EventReader> reader, std::unique_ptr<EventRegistration> registration)
+    : reader_(std::move(reader)), registration_(std::move(registration)) {}
+
+// A handler may ask for the counts; the lock is safe there because the reader answers without one.
+
+std::size_t SubscriberCore::PublisherCount() const {
+  const std::lock_guard lock(mutex_);
+  return reader_ != nullptr ? reader_->MatchedWriters() : 0;
+}
+
+std::uint64_t SubscriberCore::LostCount() const {
+  const std::lock_guard lock(mutex_);
+  return reader_ != nullptr ? reader_->LostSamples() : lostAtStop_;
+}
+
+void SubscriberCore::Stop() {
+  std::unique_ptr<EventReader> reader;
+  std::unique_ptr<EventRegistration> registration;
+  {
+    const std::lock_guard lock(mutex_);
+    reader = std::move(reader_);
+    registration = std::move(registration_);
+    lostAtStop_ = reader != nullptr ? reader->LostSamples() : lostAtStop_;
+  }
+  registration.reset();  // the daemon hears of it before the endpoint is gone
+}
+
+}  // namespace qor::com

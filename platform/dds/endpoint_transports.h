@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_DDS_ENDPOINT_TRANSPORTS_H
+#define QOR_DDS_ENDPOINT_TRANSPORTS_H
+
+#include <fastdds/rtps/common/Guid.h>
+
+#include <fastdds/dds/core/policy/QosPolicies.hpp>
+#include <string>
+#include <vector>
+
+#include "platform/ara/core/result.h"
+#include "src/common/records/event_info.h"
+
+namespace qor::dds {
+
+/// What of a participant one endpoint uses.
+struct EndpointTransports {
+  bool useUdp = false;
+  bool useSharedMemory = false;
+  std::vector<maintaind::TransportQos> used;  ///< the record's transports that can be driven, in its order
+};
+
+/// From the record's transport list: UDP, and shared memory for SHM, DSHM, DSHM(MBUF) and FSHM; both for an empty list.
+/// kNotSupported when the list has only what cannot be driven. Without shared memory (`hasSharedMemory` false) an
+/// endpoint that asks for it goes over UDP on this host.
+ara::core::Result<EndpointTransports> ChooseTransports(const std::vector<maintaind::TransportQos>& wanted,
+                                                       bool hasSharedMemory);
+
+/// True when the samples of the event are mbuf chains.
+bool IsMbufEvent(const maintaind::DDSEventInfo& event);
+
+/// Confines an endpoint to its transports: it announces only locators of these, and a writer sends to no others. An
+/// endpoint with both keeps the participant's locators. (On an address other than 127.0.0.1 a writer confined to UDP
+/// still reaches readers of this host over shared memory if they listen there.)
+void ConfineEndpoint(eprosima::fastdds::dds::RTPSEndpointQos& qos, const EndpointTransports& transports,
+                     const std::string& address, const eprosima::fastrtps::rtps::GuidPrefix_t& participant);
+
+}  // namespace qor::dds
+
+#endif

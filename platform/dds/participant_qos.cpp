@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/dds/participant_qos.h"
+
+#include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
+#include <fastdds/rtps/transport/shared_mem/SharedMemTransportDescriptor.h>
+#include <fastrtps/utils/IPLocator.h>
+
+#include <chrono>
+#include <memory>
+
+#include "platform/dds/dds_duration.h"
+
+namespace qor::dds {
+namespace {
+
+namespace rtps = eprosima::fastrtps::rtps;
+namespace transports = eprosima::fastdds::rtps;
+
+/// A killed program is forgotten after this long; the programs of this platform are known to be gone sooner, by their
+/// connection to the daemon. Four announcements fit, so that a busy host loses nobody.
+constexpr std::chrono::milliseconds kLease{5000};
+constexpr std::chrono::milliseconds kAnnouncementPeriod{1250};
+
+/// RTPS over UDPv4: what fits a datagram, without the headers of IP and UDP and a margin.
+constexpr std::uint32_t kMaxMessageSize = 65500;
+/// Room for a few samples of 2 MB while the receive thread is busy; the kernel gives what net.core.rmem_max allows.
+constexpr std::uint32_t kSocketBufferSize = 4U << 20U;
+/// A sample of 2 MB takes 33 messages; this is room for several of them.
+constexpr std::uint32_t kSharedMemoryQueue = 1024;
+
+std::shared_ptr<transports::UDPv4TransportDescriptor> MakeUdp(const std::vector<std::string>& addresses) {
+  auto udp = std::make_shared<transports::UDPv4TransportDescriptor>();
+  udp->interfaceWhiteList = addresses;
+  udp->maxMessageSize = kMaxMessageSize;
+  udp->maxInitialPeersRange = kPeersPerAddress;
+  udp->sendBufferSize = kSocketBufferSize;
+  udp->receiveBufferSize = kSocketBufferSize;
+  return udp;
+}
+
+std::shared_ptr<transports::SharedMemTransportDescriptor> MakeSharedMemory(std::uint32_t segmentSize) {
+  auto sharedMemory = std::make_shared<transports::SharedMemTransportDescriptor>();
+  sharedMemory->segment_size(segmentSize);
+  sharedMemory->max_message_size(kMaxMessageSize);
+  sharedMemory->port_queue_capacity(kSharedMemoryQueue);
+  return sharedMemory;
+}
+
+}  // namespace
+
+eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const ParticipantOptions& options) {
+  eprosima::fastdds::dds::DomainParticipantQos qos;
+  qos.name(options.name);
+  qos.transport().use_builtin_transports = false;
+  qos.transport().user_transports.push_back(MakeUdp(options.addresses));
+  if (options.segmentSize != 0) {
+    qos.transport().user_transports.push_back(MakeSharedMemory(options.segmentSize));
+  }
+  auto& builtin = qos.wire_protocol().builtin;
+  for (const std::string& address : options.addresses) {
+    rtps::Locator_t locator;
+    rtps::IPLocator::setIPv4(locator, address);
+    builtin.initialPeersList.push_back(locator);
+    builtin.metatrafficUnicastLocatorList.push_back(locator);  // a list of our own keeps the default multicast away
+  }
+  builtin.discovery_config.leaseDuration = DdsDuration(kLease);
+  builtin.discovery_config.leaseDuration_announcementperiod = DdsDuration(kAnnouncementPeriod);
+  return qos;
+}
+
+}  // namespace qor::dds

@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/common/files.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include "platform/log/log_capture.h"
+#include "src/common/qor_common.h"
+#include "src/common/safe_write.h"
+#include "tests/support/scratch_folder.h"
+
+namespace qor {
+namespace {
+
+namespace fs = std::filesystem;
+using common::FileCalls;
+using test::ScratchFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const QorCommon& Common() { return QorCommon::GetInstance(); }
+
+/// A write to disk in a folder of its own, and what it left there.
+class SafeWrite : public testing::Test {
+ protected:
+  int Save(const std::string& data = "data", const FileCalls& calls = FileCalls::System()) {
+    return common::SaveDataToDisk(folder_.File("f.json"), data, calls);
+  }
+  void ExpectWarning(const std::string& text) {
+    const auto lines = capture_.Lines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].level, LogLevel::kWarn);
+    EXPECT_EQ(lines[0].text, text);
+  }
+  std::string ActivePath() const { return folder_.File("f.json.active"); }
+
+  ScratchFolder folder_;
+  log::LogCapture capture_;
+};
+
+TEST_F(SafeWrite, LeavesTheWholeFileAndNothingElse) {
+  const std::string data(100000, 'x');
+  EXPECT_EQ(Save(data), 0);
+  EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
+  EXPECT_EQ(folder_.Read("f.json"), data);
+  EXPECT_EQ(fs::status(folder_.File("f.json")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_THAT(capture_.Lines(), IsEmpty());
+  EXPECT_EQ(Common().SaveDataToDisk(folder_.File("empty"), ""), 0);
+  EXPECT_EQ(folder_.Read("empty"), "");
+}
+
+TEST_F(SafeWrite, NeverReplacesAFile) {
+  folder_.Write("f.json", "old");
+  EXPECT_EQ(Save(), -4);
+  EXPECT_EQ(folder_.Read("f.json"), "old");
+  EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
+  ExpectWarning("[SaveDataToDisk][Saved file is exist][path=" + folder_.File("f.json") + "]");
+}
+
+TEST_F(SafeWrite, NeverReplacesALinkThatLeadsNowhere) {
+  fs::create_symlink("nowhere", folder_.File("f.json"));
+  EXPECT_EQ(Save(), -4);
+  EXPECT_TRUE(fs::is_symlink(folder_.File("f.json")));
+}
+
+TEST_F(SafeWrite, NeverReplacesAFileThatAppearsBeforeTheRename) {
+  FileCalls calls = FileCalls::System();
+  calls.rename = [](const char* from, const char* to) {
+    std::ofstream(to) << "other";
+    return FileCalls::System().rename(from, to);
+  };
+  EXPECT_EQ(Save("data", calls), -4);
+  EXPECT_EQ(folder_.Read("f.json"), "other");
+  EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
+}
+
+TEST_F(SafeWrite, LeavesAnotherWritersActiveFileAlone) {
+  folder_.Write("f.json.active", "half");
+  EXPECT_EQ(Save(), -5);
+  EXPECT_EQ(folder_.Read("f.json.active"), "half");
+  EXPECT_THAT(folder_.Names(), ElementsAre("f.json.active"));
+  ExpectWarning("[SaveDataToDisk][Saved active file is exist][path=" + ActivePath() + "]");
+}
+
+TEST_F(SafeWrite, DoesNotWriteThroughAPlantedLink) {
+  folder_.Write("victim", "precious");
+  fs::create_symlink("victim", ActivePath());
+  EXPECT_EQ(Save(), -5);
+  fs::remove(ActivePath());
+  fs::create_symlink("not yet", ActivePath());
+  EXPECT_EQ(Save(), -5);
+  EXPECT_EQ(folder_.Read("victim"), "precious");
+  EXPECT_FALSE(fs::exists(folder_.File("not yet")));
+}
+
+TEST_F(SafeWrite, RefusesUnsafeAndUnreachablePaths) {
+  EXPECT_EQ(Common().SaveDataToDisk(folder_.File("a;b"), "data"), -7);
+  ExpectWarning("[SaveDataToFile][Check path char failed][path=" + folder_.File("a;b") + "]");
+  capture_.Clear();
+  EXPECT_EQ(Common().SaveDataToDisk(folder_.File("none/f"), "data"), -7);
+  ExpectWarning("[SaveDataToFile][Open dir failed][path=" + folder_.File("none/f.active") + "]");
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+}
+
+TEST_F(SafeWrite, FullDiskLeavesNothing) {
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  struct rlimit small = before;
+  small.rlim_cur = 1000;
+  const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  const int shortWrite = Save(std::string(1001, 'x'));
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, signalBefore);
+  EXPECT_EQ(shortWrite, -7);
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+  ExpectWarning("[SaveDataToFile][Write data to file failed][path=" + ActivePath() + "]");
+}
+
+TEST_F(SafeWrite, EveryFailingCallLeavesNothing) {
+  FileCalls noSpace = FileCalls::System();
+  noSpace.write = [](int, const void*, std::size_t) -> ssize_t {
+    errno = ENOSPC;
+    return -1;
+  };
+  EXPECT_EQ(Save("data", noSpace), -7);
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+
+  FileCalls noSync = FileCalls::System();
+  noSync.sync = [](int) { return -1; };
+  capture_.Clear();
+  EXPECT_EQ(Save("data", noSync), -7);
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+  ExpectWarning("[SaveDataToFile][Sync data failed][path=" + ActivePath() + "]");
+
+  FileCalls noRename = FileCalls::System();
+  noRename.rename = [](const char*, const char*) {
+    errno = EIO;
+    return -1;
+  };
+  capture_.Clear();
+  EXPECT_EQ(Save("data", noRename), -8);
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+  ExpectWarning("[SaveDataToDisk][Rename failed when saving data to disk][path=" + folder_.File("f.json") +
+                ", errno=" + std::to_string(EIO) + "]");
+}
+
+TEST_F(SafeWrite, AnInterruptedWriteIsTriedAgain) {
+  static int interruptions = 0;
+  interruptions = 3;
+  FileCalls calls = FileCalls::System();
+  calls.write = [](int file, const void* data, std::size_t size) -> ssize_t {
+    if (interruptions-- > 0) {
+      errno = EINTR;
+      return -1;
+    }
+    return ::write(file, data, size);
+  };
+  EXPECT_EQ(Save("data", calls), 0);
+  EXPECT_EQ(folder_.Read("f.json"), "data");
+}
+
+TEST_F(SafeWrite, NoOutcomeLeaksADescriptor) {
+  const auto openFiles = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  const auto before = openFiles();
+  FileCalls broken = FileCalls::System();
+  broken.write = [](int, const void*, std::size_t) -> ssize_t { return 0; };
+  EXPECT_EQ(Save("data", broken), -7);
+  broken = FileCalls::System();
+  broken.sync = [](int) { return -1; };
+  EXPECT_EQ(Save("data", broken), -7);
+  EXPECT_EQ(Save(), 0);
+  EXPECT_EQ(Save(), -4);
+  EXPECT_EQ(openFiles(), before);
+}
+
+TEST(Paths, AreResolvedSplitAndNormalised) {
+  const ScratchFolder folder;
+  fs::create_directory(folder.File("d"));
+  fs::create_directory_symlink("d", folder.File("link"));
+  folder.Write("d/f", "");
+  EXPECT_TRUE(Common().IsPathExist(folder.File("link/f")));
+  EXPECT_FALSE(Common().IsPathExist(folder.File("link/g")));
+  EXPECT_EQ(Common().GetRealPath(folder.File("link/../link/f")), folder.File("d/f"));
+  EXPECT_EQ(Common().GetRealPath(folder.File("g")), "");
+  EXPECT_EQ(Common().GetFolderPath(folder.File("link/g")), folder.File("d"));
+  EXPECT_EQ(Common().GetFolderPath("name"), fs::current_path().string());
+  EXPECT_EQ(Common().GetFolderPath(folder.File("none/g")), "");
+  EXPECT_EQ(Common().GetFileName("/a/b"), "b");
+  EXPECT_EQ(Common().GetFileName("b"), "b");
+  EXPECT_EQ(Common().GetFileName("/a/"), "");
+  EXPECT_EQ(Common().GetCanonicalPath(folder.File("link/./new/../newer//")), folder.File("d/newer"));
+  EXPECT_EQ(Common().GetCanonicalPath("new/name"), (fs::current_path() / "new/name").string());
+  EXPECT_EQ(Common().GetCanonicalPath("//"), "/");
+  EXPECT_EQ(Common().GetCanonicalPath(""), "");
+}
+
+TEST(Paths, FreeSpaceIsWhatTheFileSystemSays) {
+  EXPECT_TRUE(Common().CheckFreeSpace("/", 0));
+  log::LogCapture capture;
+  EXPECT_FALSE(Common().CheckFreeSpace("/", std::numeric_limits<std::uint64_t>::max()));
+  EXPECT_EQ(capture.Count(LogLevel::kDebug, "Checking free space of '/'"), 1U);
+  EXPECT_FALSE(Common().CheckFreeSpace("/no/such/path", 0));
+  EXPECT_EQ(capture.Count(LogLevel::kWarn, "Failed to access filesystem info of '/no/such/path'"), 1U);
+}
+
+class ExportPath : public testing::Test {
+ protected:
+  int Get(const std::string& path, const std::string& name = "f.json") {
+    result_ = "untouched";
+    return Common().GetExportFilePath(path, name, result_);
+  }
+
+  ScratchFolder folder_;
+  log::LogCapture capture_;
+  std::string result_;
+};
+
+TEST_F(ExportPath, IsMadeFromTheResolvedDirectory) {
+  EXPECT_EQ(Get(folder_.Path()), 0);
+  EXPECT_EQ(result_, folder_.File("f.json"));
+  EXPECT_EQ(Get(""), 0);
+  EXPECT_EQ(result_, (fs::current_path() / "f.json").string());
+  EXPECT_EQ(Get("/"), 0);
+  EXPECT_EQ(result_, "/f.json");
+}
+
+TEST_F(ExportPath, MakesTheLastPartOfTheDirectory) {
+  const mode_t before = ::umask(0);
+  const int code = Get(folder_.File("new/"));
+  ::umask(before);
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(result_, folder_.File("new/f.json"));
+  EXPECT_EQ(fs::status(folder_.File("new")).permissions(), fs::perms::all);
+}
+
+TEST_F(ExportPath, TellsWhatIsWrong) {
+  EXPECT_EQ(Get(folder_.Path(), "a/b"), -2);
+  EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][File name is invalid][filename=a/b]"), 1U);
+  EXPECT_EQ(Get(folder_.File("a/b/c")), -11);
+  EXPECT_EQ(
+      capture_.Count(LogLevel::kWarn, "[Export][Parent path is not exist][parentPath=" + folder_.File("a/b/") + "]"),
+      1U);
+  folder_.Write("file", "");
+  for (const std::string& bad : {folder_.File("file"), folder_.File("a;b")}) {
+    EXPECT_EQ(Get(bad), -3);
+    EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][File path is invalid][path=" + bad + "]"), 1U);
+  }
+  const std::string tooLong = folder_.File(std::string(300, 'x'));
+  EXPECT_EQ(Get(tooLong), -11);
+  EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][Create path failed][path=" + tooLong +
+                                                ", errno=" + std::to_string(ENAMETOOLONG) + "]"),
+            1U);
+  EXPECT_EQ(result_, "untouched");
+  EXPECT_EQ(capture_.Lines().size(), 5U);
+}
+
+}  // namespace
+}  // namespace qor

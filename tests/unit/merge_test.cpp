@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/common/merge.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/log/log_capture.h"
+#include "src/common/qor_common.h"
+#include "tests/support/plain_merge.h"
+#include "tests/support/random_records.h"
+
+namespace qor {
+namespace {
+
+using maintaind::DriverType;
+using maintaind::EventInfoWithPubSub;
+using maintaind::TransportQos;
+using test::PlainMerge;
+using test::RandomRecords;
+using testing::ElementsAre;
+using EventList = std::vector<EventInfoWithPubSub>;
+
+constexpr unsigned kRounds = 10000;
+
+template <class Record>
+std::string Describe(const std::vector<Record>& list) {
+  std::string text;
+  for (Record record : list) {
+    text += record.nodeName + "(" + test::Provider(record) + (test::IsOnline(record) ? "+" : "-") + ":";
+    for (const std::string& consumer : test::Consumers(record)) {
+      text += " " + consumer;
+    }
+    text += ") ";
+  }
+  return text;
+}
+
+/// Runs both on the same random lists; the step is told a number below the length for the steps that need one.
+template <class Record, class Fast, class Plain>
+void ExpectSame(Fast fast, Plain plain) {
+  std::size_t mergedCount = 0;
+  for (unsigned seed = 0; seed < kRounds; ++seed) {
+    const auto original = RandomRecords(seed).List<Record>(12);
+    auto expected = original;
+    plain(expected);
+    auto actual = original;
+    fast(actual);
+    mergedCount += original.size() - actual.size();
+    ASSERT_EQ(Describe(actual), Describe(expected)) << "seed " << seed << ", from " << Describe(original);
+    ASSERT_TRUE(actual == expected) << "seed " << seed;
+  }
+  EXPECT_GT(mergedCount, kRounds / 10) << "the lists have too few collisions to tell anything";
+}
+
+template <class Record>
+class MergeFamily : public testing::Test {};
+using Families = testing::Types<maintaind::EventInfoWithPubSub, maintaind::MethodInfoWithPubSub,
+                                maintaind::FieldInfoWithPubSub, maintaind::ServiceInfoWithPubSub>;
+TYPED_TEST_SUITE(MergeFamily, Families);
+
+TYPED_TEST(MergeFamily, GivesWhatThePlainRulesGive) {
+  ExpectSame<TypeParam>(common::MergeEntities<TypeParam>, PlainMerge<TypeParam>::All);
+}
+
+TEST(Merge, EveryStepOfEventsAndMethodsAloneGivesWhatThePlainRuleGives) {
+  using maintaind::MethodInfoWithPubSub;
+  const QorCommon& common = QorCommon::GetInstance();
+  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergePubEventInfoSubs(list); },
+                                  PlainMerge<EventInfoWithPubSub>::Pub);
+  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeOffPubEventInfoSubs(list); },
+                                  PlainMerge<EventInfoWithPubSub>::OffPub);
+  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeNoneNetworkEventInfoSubs(list); },
+                                  PlainMerge<EventInfoWithPubSub>::NoneNetwork);
+  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeNoPubEventInfo(list); },
+                                  PlainMerge<EventInfoWithPubSub>::NoPub);
+  ExpectSame<MethodInfoWithPubSub>([&](auto& list) { common.MergeNoPubMethodInfo(list); },
+                                   PlainMerge<MethodInfoWithPubSub>::NoPub);
+  ExpectSame<EventInfoWithPubSub>(
+      [&](EventList& list) {
+        for (std::size_t i = 0; i < list.size() + 1; ++i) {
+          common.MergeNoPubEventInfoSubs(i, list);
+        }
+      },
+      PlainMerge<EventInfoWithPubSub>::NoPub);
+}
+
+EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vector<std::string> subscribers) {
+  EventInfoWithPubSub record;
+  record.eventName = "/speed";
+  record.publisher = publisher;
+  record.isPublisherOnline = isOnline;
+  record.subscribers = std::move(subscribers);
+  auto& dds = record.bindings[DriverType::kDds].dds;
+  dds.serviceId = 7;
+  dds.topicName = "speed";
+  dds.networkIp = "10.0.0.1";
+  dds.subnetMask = "255.255.255.0";
+  dds.transports = {TransportQos::kUdp};
+  return record;
+}
+
+EventList Merged(EventList list) {
+  QorCommon::GetInstance().MergeEventInfo(list);
+  return list;
+}
+
+TEST(Merge, PublisherTakesSubscribersThatOtherDaemonsReport) {
+  const EventList list = Merged({Event("", false, {"a", "b"}), Event("pub", true, {"c"}), Event("old", false, {"b"})});
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list[0].publisher, "pub");
+  EXPECT_THAT(list[0].subscribers, ElementsAre("c", "a", "b", "b"));
+
+  const EventList offline = Merged({Event("", false, {"a"}), Event("old", false, {})});
+  ASSERT_EQ(offline.size(), 1U);
+  EXPECT_EQ(offline[0].publisher, "old");
+  EXPECT_THAT(offline[0].subscribers, ElementsAre("a"));
+}
+
+TEST(Merge, NetworkCountsUnlessTheSubscriberIsOnALocalTransport) {
+  EventInfoWithPubSub elsewhere = Event("", false, {"a"});
+  elsewhere.bindings[DriverType::kDds].dds.networkIp = "10.0.9.9";
+  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 2U);
+  elsewhere.bindings[DriverType::kDds].dds.transports = {TransportQos::kShm, TransportQos::kUdp};
+  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 1U);
+  elsewhere.bindings[DriverType::kDds].dds.domainId = 1;
+  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 2U);
+}
+
+TEST(Merge, RecordWithoutAnyBindingIsNeverMerged) {
+  EventInfoWithPubSub bare = Event("", false, {"a"});
+  bare.bindings.clear();
+  EventInfoWithPubSub blank = bare;
+  blank.bindings[DriverType::kDds];  // all default, as the missing binding counts
+  EXPECT_EQ(Merged({bare, bare, blank}).size(), 3U);
+  bool isEqual = false;
+  QorCommon::GetInstance().CompareEventInfo(isEqual, bare, blank.bindings);
+  EXPECT_FALSE(isEqual);
+}
+
+TEST(Merge, CompareGoesByTheFirstBindingAndNeverClearsItsResult) {
+  const QorCommon& common = QorCommon::GetInstance();
+  EventInfoWithPubSub both = Event("", false, {});
+  both.bindings[DriverType::kSomeip].someip.eventId = 3;
+  EventInfoWithPubSub someipOnly = both;
+  someipOnly.bindings.erase(DriverType::kDds);
+  bool isEqual = false;
+  common.CompareEventInfo(isEqual, someipOnly, both.bindings);
+  EXPECT_FALSE(isEqual) << "a missing DDS part counts as an empty one";
+  common.CompareEventInfo(isEqual, both, someipOnly.bindings);
+  EXPECT_TRUE(isEqual);
+  common.CompareEventInfo(isEqual, someipOnly, both.bindings);
+  EXPECT_TRUE(isEqual);
+}
+
+std::vector<std::string> LinesOf(const log::LogCapture& capture) {
+  std::vector<std::string> texts;
+  for (const auto& line : capture.Lines()) {
+    EXPECT_EQ(line.level, LogLevel::kDebug) << line.text;
+    texts.push_back(line.text);
+  }
+  return texts;
+}
+
+TEST(Merge, LogsTheSizeAfterEveryPassThatRan) {
+  log::LogCapture capture;
+  Merged({});
+  EXPECT_THAT(LinesOf(capture),
+              ElementsAre("Begin to merge event info. Size is 0", "After merge pub event info. Size is 0",
+                          "Begin to merge no pub event info. Size is 0", "After merge no pub event info. Size is 0"));
+  capture.Clear();
+  std::vector<maintaind::MethodInfoWithPubSub> methods(3);
+  methods[0].server = "s";
+  methods[0].isServerOnline = true;
+  for (auto& method : methods) {
+    method.bindings[DriverType::kDds].dds.methodId = 4;
+  }
+  methods[2].bindings[DriverType::kDds].dds.methodId = 5;
+  QorCommon::GetInstance().MergeMethodInfo(methods);
+  EXPECT_THAT(
+      LinesOf(capture),
+      ElementsAre("Begin to merge method info. Size is 3", "After merge pub method info. Size is 2",
+                  "After merge off pub method info. Size is 2", "After merge None network sub method info. Size is 2",
+                  "Begin to merge no pub event info. Size is 2", "After merge no pub event info. Size is 2"));
+  QorCommon::GetInstance().RemoveOfflineMethods(methods);
+  ASSERT_EQ(methods.size(), 1U);
+  EXPECT_EQ(methods[0].server, "s");
+}
+
+TEST(Merge, FieldsWithoutNotifierAreKnownByTheirGetterOrSetter) {
+  maintaind::FieldInfoWithPubSub server;
+  server.server = "s";
+  server.isServerOnline = true;
+  auto& binding = server.bindings[DriverType::kSomeip];
+  binding.hasGetter = true;
+  binding.hasSetter = true;
+  binding.someip.setGet.getter.methodId = 1;
+  binding.someip.setGet.setter.methodId = 2;
+  maintaind::FieldInfoWithPubSub client = server;
+  client.server.clear();
+  maintaind::FieldInfoWithPubSub other = client;
+  other.bindings[DriverType::kSomeip].someip.setGet.getter.methodId = 9;
+  std::vector<maintaind::FieldInfoWithPubSub> list{server, other, client};
+  QorCommon::GetInstance().MergeFieldInfo(list);
+  EXPECT_EQ(list.size(), 2U);
+  other.bindings[DriverType::kSomeip].hasGetter = false;
+  bool isEqual = false;
+  QorCommon::GetInstance().CompareEntityInfo(isEqual, server, other.bindings);
+  EXPECT_FALSE(isEqual);
+}
+
+}  // namespace
+}  // namespace qor
