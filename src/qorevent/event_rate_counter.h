@@ -27,6 +27,7 @@ class EventRateCounter {
   /// The figures since the first sample, without losses, which only the subscription knows.
   EventHzTotals Totals() const;
 
+  std::uint64_t SampleCount() const { return samples_; }
   const IntervalWindow& Window() const { return window_; }
 
  private:

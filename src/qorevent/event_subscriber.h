@@ -17,8 +17,7 @@ namespace qor::qorevent {
 class EventSubscriber {
  public:
   /// `options.nodePath` is the prefix of the entity names that the tool registers.
-  EventSubscriber(com::NodeHandle& node, Helper::RegisterOptions options)
-      : node_(node), options_(std::move(options)) {}
+  EventSubscriber(com::NodeHandle& node, Helper::RegisterOptions options) : node_(node), options_(std::move(options)) {}
 
   /// Subscribes to every binding of the records, at most one DDS and one SOME/IP binding in all; `handler` gets the
   /// samples of both. Empty, with a line in the log for each cause, when none could be subscribed.

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "src/common/error_texts.h"
 #include "src/common/event_entry.h"
 #include "src/common/qor_common.h"
 #include "src/common/query.h"
@@ -21,8 +22,6 @@ namespace {
 using maintaind::EventInfoWithPubSub;
 using qortools::common::ProxyList;
 using qortools::common::ToolsCommonClientManager;
-
-constexpr int kQueryFailed = -9;
 
 constexpr AnswerTexts kShowTexts{"Disconnect to Maintaind in QorEvent::QueryEventShowInfo().",
                                  "Get result from Maintaind failed in QorEvent::QueryEventShowInfo()."};
@@ -82,8 +81,7 @@ int QorEvent::QueryAllWithNamespace(const std::string& nameSpace, Entries& entri
     return -1;
   }
   const int result = QueryAll(entries, filter);
-  std::erase_if(entries,
-                [&](const QorEventInfo& entry) { return !IsInNamespace(entry.eventName, nameSpace); });
+  std::erase_if(entries, [&](const QorEventInfo& entry) { return !IsInNamespace(entry.eventName, nameSpace); });
   for (const QorEventInfo& entry : entries) {
     log_.Debug() << "In namespace, eventname " << entry.eventName;
   }
@@ -133,8 +131,8 @@ int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, b
     events.emplace_back().record = std::move(record);
   }
   QuerySubNodeInfo(events);
-  const auto unusable = std::erase_if(
-      events, [](EventDetails& event) { return !SetQorEventInfo(event.record, event.entries); });
+  const auto unusable =
+      std::erase_if(events, [](EventDetails& event) { return !SetQorEventInfo(event.record, event.entries); });
   if (unusable > 0) {
     log_.Warn() << "Unknown event or mergerd size incorrect after get sub node info.";
     return -1;
@@ -236,7 +234,7 @@ int QorEvent::Export(const std::string& directory, const std::string& fileName, 
   }
   std::vector<ExportInfo> events;
   if (GetExportInfo(events) != 0) {
-    return kQueryFailed;
+    return common::kQueryFailed;
   }
   if (isCancelled && isCancelled()) {
     return kExportCancelled;

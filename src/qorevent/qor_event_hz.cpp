@@ -139,14 +139,13 @@ bool QorEventHz::QorEventHzStart() {
 bool QorEventHz::QueryEvent() {
   const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
   std::vector<EventInfoWithPubSub> merged;
-  // A daemon that does not answer is logged by the query, and what the others say counts.
-  static_cast<void>(QorCommon::GetInstance().QueryAllRecords(proxies, merged));
+  const int result = QorCommon::GetInstance().QueryAllRecords(proxies, merged);
   for (const auto& slot : slots_) {
     if (slot->records.empty()) {
       QuerySlot(*slot, merged);
     }
   }
-  return !proxies.empty();
+  return result == 0 && !proxies.empty();
 }
 
 void QorEventHz::QuerySlot(EventSlot& slot, const std::vector<EventInfoWithPubSub>& merged) {
@@ -281,6 +280,15 @@ EventHzTotalsList QorEventHz::QorEventGetTotals() {
     list.emplace_back(slot->name, totals);
   }
   return list;
+}
+
+std::uint64_t QorEventHz::QorEventSampleCount() {
+  std::uint64_t count = 0;
+  const std::lock_guard lock(mutex_);
+  for (const auto& slot : slots_) {
+    count += slot->counter.SampleCount();
+  }
+  return count;
 }
 
 QorEventHz::EventSlot* QorEventHz::FindSlot(const std::string& name) const {

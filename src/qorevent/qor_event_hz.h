@@ -53,7 +53,8 @@ class QorEventHz {
   bool QorEventHzReady() const { return isRunning_.load(); }
   void QorEventHzStop() { isRunning_.store(false); }
 
-  /// Looks each event that is not known yet up in the daemons' merged answers. False when no daemon is online.
+  /// Looks each event that is not known yet up in the daemons' merged answers. False when no daemon is online, or one
+  /// did not answer in time.
   bool QueryEvent();
   /// True when the daemons reported the event at the last look.
   bool IsQueried(const std::string& name) const;
@@ -75,6 +76,8 @@ class QorEventHz {
   void QorEventPrintHz();
   /// The figures of the whole measurement, in the order of the names.
   EventHzTotalsList QorEventGetTotals();
+  /// Samples of all events since they were subscribed. Rate mode.
+  std::uint64_t QorEventSampleCount();
 
  private:
   enum class Mode : std::uint8_t { kMessage = 1, kRate = 2 };

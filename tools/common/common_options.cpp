@@ -44,6 +44,16 @@ CLI::Validator InstanceName() {
 
 }  // namespace
 
+CLI::Validator EventName() {
+  return {[](std::string& value) {
+            std::string pureName;
+            std::string uuid;
+            const bool isName = QorCommon::GetInstance().GetSubEventName(value, pureName, uuid) && !pureName.empty();
+            return Refuse(!isName, value.substr(0, 40), "a name of 1 to 5000 characters");
+          },
+          "NAME"};
+}
+
 CLI::Validator NetworkAddress() {
   return {[](std::string& value) {
             return Refuse(!QorCommon::GetInstance().CheckIP(value), value,

@@ -25,6 +25,7 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options);
 void AddFilterOptions(CLI::App& command, CommonFilter& filter);
 
 /// Checks for option values, by the rules that all tools share.
+CLI::Validator EventName();
 CLI::Validator NetworkAddress();
 CLI::Validator SomeipNetworkName();
 

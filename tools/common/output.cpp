@@ -42,8 +42,7 @@ bool WriteAll(int fd, std::string_view text) {
 
 }  // namespace
 
-Output::Output(int fd)
-    : fd_(fd), isTerminal_(isatty(fd) == 1), usesColor_(isatty(fd) == 1 && WantsColor()) {
+Output::Output(int fd) : fd_(fd), isTerminal_(isatty(fd) == 1), usesColor_(isatty(fd) == 1 && WantsColor()) {
   std::signal(SIGPIPE, SIG_IGN);
 }
 

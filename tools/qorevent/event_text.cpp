@@ -44,9 +44,12 @@ Json EventJson(const qorevent::QorEventInfo& event) {
 }
 
 Json NodeJson(const maintaind::NodeInfoWithAppName& node) {
-  return {{"node", node.nodeName},         {"application", node.applicationName},
-          {"processId", node.processId},   {"identity", node.identity},
-          {"isOnline", node.isOnline},     {"selinuxLabel", node.selinuxLabel},
+  return {{"node", node.nodeName},
+          {"application", node.applicationName},
+          {"processId", node.processId},
+          {"identity", node.identity},
+          {"isOnline", node.isOnline},
+          {"selinuxLabel", node.selinuxLabel},
           {"maintaindInstance", node.maintaindInstance}};
 }
 

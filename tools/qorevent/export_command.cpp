@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "src/common/error_texts.h"
 #include "src/common/qor_common.h"
 #include "tools/common/printable.h"
 #include "tools/common/stop_signal.h"
@@ -35,6 +36,9 @@ std::string DefaultFileName() {
   return text;
 }
 
+/// A file or path name that cannot be.
+bool IsUsersMistake(int code) { return code == common::kBadFileName || code == common::kBadPathName; }
+
 void PrintReport(Session& session, const qorevent::QorEvent::ExportReport& report) {
   if (session.IsJson()) {
     session.Out().WriteJson({{"path", report.path}, {"events", report.eventCount}});
@@ -59,7 +63,7 @@ int RunExport(const ExportOptions& options) {
   if (code != 0) {
     const std::string& subject = report.path.empty() ? fileName : report.path;
     Complain("'" + Printable(subject) + "': " + QorCommon::GetInstance().GetErrMsg(code));
-    return kExitFailure;
+    return IsUsersMistake(code) ? kExitUsage : kExitFailure;
   }
   PrintReport(session, report);
   return session.Finish(session.Events().AllDaemonsAnswered());

@@ -24,6 +24,11 @@ milliseconds Until(steady_clock::time_point end) {
   return std::chrono::ceil<milliseconds>(std::max(end - steady_clock::now(), steady_clock::duration::zero()));
 }
 
+std::string SampleLine(const std::string& name, bool isJson) {
+  using Json = nlohmann::ordered_json;
+  return (isJson ? Json{{"event", name}}.dump(-1, ' ', true, Json::error_handler_t::replace) : Printable(name)) + "\n";
+}
+
 }  // namespace
 
 HzRun::HzRun(const HzCommandOptions& options, StopSignal& stop, Session& session)
@@ -36,6 +41,9 @@ ExitCode HzRun::Run() {
   begin_ = Clock::now();
   if (const auto ending = WaitForEvents(); ending.has_value()) {
     return *ending;
+  }
+  if (!isComplete_ && session_.Finish(isComplete_) != kExitDone) {
+    return kExitFailure;
   }
   WarnOfUnknownEvents();
   if (!hz_.QorEventHzStart()) {
@@ -51,15 +59,14 @@ bool HzRun::Init() {
   if (options_.isMessages) {
     return hz_.Init(options_.names, options_.hz, [this](const std::string& name) { samples_.Push(name); });
   }
-  return hz_.Init(options_.names, options_.windowSize, options_.hz,
-                  [this](const qorevent::EventHzList& events, qorevent::QoreventHzType /*type*/) {
-                    printer_.PrintReport(events);
-                  });
+  return hz_.Init(
+      options_.names, options_.windowSize, options_.hz,
+      [this](const qorevent::EventHzList& events, qorevent::QoreventHzType /*type*/) { printer_.PrintReport(events); });
 }
 
 std::optional<ExitCode> HzRun::WaitForEvents() {
   const auto isAnyKnown = [this] {
-    hz_.QueryEvent();
+    isComplete_ = hz_.QueryEvent();
     return std::any_of(options_.names.begin(), options_.names.end(),
                        [this](const std::string& name) { return hz_.IsQueried(name); });
   };
@@ -88,7 +95,8 @@ void HzRun::WarnOfUnknownEvents() {
 }
 
 ExitCode HzRun::Measure() {
-  auto next = Clock::now();
+  measureBegin_ = Clock::now();
+  auto next = measureBegin_;
   do {
     next += kPeriod;
     if (!WaitUntil(next)) {
@@ -99,12 +107,12 @@ ExitCode HzRun::Measure() {
       Report();
     }
   } while (!IsOver());
-  if (session_.Out().IsClosed()) {
+  if (session_.Out().HasReaderGone()) {
     return kExitDone;
   }
-  const auto totals = hz_.QorEventGetTotals();
+  CountSamples();
   if (!options_.isMessages) {
-    printer_.PrintSummary(totals);
+    printer_.PrintSummary(hz_.QorEventGetTotals());
   }
   if (const auto dropped = samples_.DroppedCount(); dropped > 0) {
     Complain("the output was too slow: " + std::to_string(dropped) + " samples are not printed");
@@ -121,7 +129,7 @@ ExitCode HzRun::Measure() {
 HzRun::Clock::time_point HzRun::NextDeadline(Clock::time_point periodEnd) const {
   auto deadline = periodEnd;
   if (options_.duration > 0.0) {
-    deadline = std::min(deadline, begin_ + ToDuration(options_.duration));
+    deadline = std::min(deadline, measureBegin_ + ToDuration(options_.duration));
   }
   if (options_.timeout > 0.0 && !HasData()) {
     deadline = std::min(deadline, begin_ + ToDuration(options_.timeout));
@@ -141,17 +149,24 @@ bool HzRun::WaitUntil(Clock::time_point end) {
     if (wake == StopSignal::Wake::kReadable) {
       PrintSamples();
     } else if (Clock::now() >= deadline) {
+      CountSamples();
       return true;
     }
   }
   return true;
 }
 
+void HzRun::CountSamples() {
+  if (!options_.isMessages) {
+    sampleCount_ = hz_.QorEventSampleCount();
+  }
+}
+
 bool HzRun::IsOver() const {
   const auto now = Clock::now();
   const std::uint64_t counted = options_.isMessages ? sampleCount_ : reportCount_;
   return session_.Out().HasReaderGone() || (options_.count > 0 && counted >= options_.count) ||
-         (options_.duration > 0.0 && now >= begin_ + ToDuration(options_.duration)) ||
+         (options_.duration > 0.0 && now >= measureBegin_ + ToDuration(options_.duration)) ||
          (options_.timeout > 0.0 && !HasData() && now >= begin_ + ToDuration(options_.timeout));
 }
 
@@ -170,7 +185,11 @@ void HzRun::PrintSamples() {
   }
   std::string text;
   for (const std::string* name : taken_) {
-    text += lines_[name];
+    std::string& line = lines_[name];
+    if (line.empty()) {
+      line = SampleLine(*name, session_.IsJson());
+    }
+    text += line;
   }
   session_.Out().Write(text);
   sampleCount_ += taken_.size();

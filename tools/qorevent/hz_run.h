@@ -44,6 +44,7 @@ class HzRun {
   bool IsOver() const;
   bool HasData() const { return sampleCount_ > 0; }
   void Report();
+  void CountSamples();
   void PrintSamples();
   Clock::time_point NextDeadline(Clock::time_point periodEnd) const;
 
@@ -55,6 +56,8 @@ class HzRun {
   std::vector<const std::string*> taken_;
   std::unordered_map<const std::string*, std::string> lines_;  ///< what is printed for each event in message mode
   Clock::time_point begin_{};
+  Clock::time_point measureBegin_{};
+  bool isComplete_ = true;  ///< every daemon answered
   std::uint64_t reportCount_ = 0;
   std::uint64_t sampleCount_ = 0;
   bool isInterrupted_ = false;

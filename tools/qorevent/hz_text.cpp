@@ -28,8 +28,8 @@ Json TotalsJson(const std::string& name, const EventHzTotals& totals) {
 
 std::string TotalsLine(const std::string& name, const EventHzTotals& totals) {
   return Printable(name) + "\tsummary\tsamples=" + std::to_string(totals.sampleCount) +
-         "\tduration=" + FixedText(totals.duration, kSecondsDigits) + "\trate=" +
-         FixedText(totals.meanRate, kRateDigits) + "\tbandwidth=" + ByteRateText(totals.bandwidth) +
+         "\tduration=" + FixedText(totals.duration, kSecondsDigits) +
+         "\trate=" + FixedText(totals.meanRate, kRateDigits) + "\tbandwidth=" + ByteRateText(totals.bandwidth) +
          "\tlost=" + std::to_string(totals.lostCount) + (totals.isSubscribed ? "\n" : "\tnot subscribed\n");
 }
 

@@ -84,7 +84,8 @@ void Print(Session& session, const qorevent::QorEvent::Entries& events, bool isW
     }
     return;
   }
-  Table table({"EVENT", "BINDING", "STATE", "PUBLISHER", isWide ? "SUBSCRIBERS" : "SUBS", "TRANSPORTS", "DOMAIN", "TYPE"});
+  Table table(
+      {"EVENT", "BINDING", "STATE", "PUBLISHER", isWide ? "SUBSCRIBERS" : "SUBS", "TRANSPORTS", "DOMAIN", "TYPE"});
   for (const auto& event : events) {
     table.AddRow(RowOf(event, isWide));
   }

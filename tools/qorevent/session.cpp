@@ -29,9 +29,7 @@ std::vector<std::string> EventNames() {
 
 }  // namespace
 
-Session::Session(const CommonOptions& options) : options_(options), out_(STDOUT_FILENO) {
-  SetUpLog(options.verbosity);
-}
+Session::Session(const CommonOptions& options) : options_(options), out_(STDOUT_FILENO) { SetUpLog(options.verbosity); }
 
 bool Session::Join() {
   if (events_.Init() == 0) {
@@ -50,7 +48,8 @@ ExitCode Session::ComplainUnknown(const std::string& name) {
   }
   const auto names = EventNames();
   if (std::find(names.begin(), names.end(), pureName) != names.end()) {
-    Complain("there is an event '" + Printable(pureName) + "', but not with the uuid, instance, domain or address given");
+    Complain("there is an event '" + Printable(pureName) +
+             "', but not with the uuid, instance, domain or address given");
   } else {
     Complain("no event is named '" + Printable(name) + "'." + DidYouMean(pureName, names));
   }

@@ -31,8 +31,12 @@ int RunShow(const ShowOptions& options) {
   std::vector<qorevent::EventDetails> events;
   const int result = session.Events().QueryDetails(options.name, events, options.filter);
   bool isComplete = session.Events().AllDaemonsAnswered();
+  if (events.empty() && !isComplete) {
+    session.Finish(isComplete);
+    return kExitFailure;
+  }
   if (events.empty() && result != 0) {
-    return isComplete ? session.ComplainUnknown(options.name) : (session.Finish(isComplete), kExitFailure);
+    return session.ComplainUnknown(options.name);
   }
   for (std::size_t i = 0; i < events.size(); ++i) {
     ShowReturnValue type;
@@ -55,7 +59,8 @@ void AddShowCommand(CLI::App& app, Task& task) {
   CLI::App* command = app.add_subcommand("show", "Show everything that is known about an event");
   command->footer(kExamples);
   command->add_option("name", options->name, "Event name; a uuid may follow in square brackets; ALL for every event")
-      ->required();
+      ->required()
+      ->check(EventName());
   AddFilterOptions(*command, options->filter);
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunShow(*options); }; });

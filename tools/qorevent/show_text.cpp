@@ -77,9 +77,8 @@ void AddIdentity(Sheet& sheet, const QorEventInfo& entry) {
 std::string NodeText(const NodeInfoWithAppName& node) {
   std::string text = node.isOnline ? "online" : "offline";
   text += ", process " + std::to_string(node.processId);
-  for (const auto& [label, value] :
-       {std::pair("application ", node.applicationName), std::pair("as ", node.identity),
-        std::pair("label ", node.selinuxLabel)}) {
+  for (const auto& [label, value] : {std::pair("application ", node.applicationName), std::pair("as ", node.identity),
+                                     std::pair("label ", node.selinuxLabel)}) {
     text += value.empty() ? std::string() : ", " + (label + value);
   }
   return text;
@@ -91,7 +90,8 @@ void AddNodes(Sheet& sheet, const std::vector<std::string>& names, const std::ve
     sheet.SubLine(node.nodeName, NodeText(node));
   }
   for (const std::string& name : names) {
-    const bool isKnown = std::any_of(nodes.begin(), nodes.end(), [&](const auto& node) { return node.nodeName == name; });
+    const bool isKnown =
+        std::any_of(nodes.begin(), nodes.end(), [&](const auto& node) { return node.nodeName == name; });
     if (!isKnown) {
       sheet.SubLine(name, "no more is known");
     }

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "src/qorevent/qor_event_hz.h"
+#include "tools/qorevent/commands.h"
+#include "tools/qorevent/hz_options.h"
+#include "tools/qorevent/hz_run.h"
+
+namespace qor::tools {
+namespace {
+
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  qorevent hz /vehicle/speed                      until Ctrl-C, then a summary\n"
+    "  qorevent hz /vehicle/speed /vehicle/gear -d 10  ten seconds\n"
+    "  qorevent hz /vehicle/speed -w 100 --json        over the latest 100 intervals\n"
+    "  qorevent hz /vehicle/speed -t 30                wait up to 30 s for the event and its first sample\n"
+    "  qorevent hz --messages /a /b | head -20         which event each of 20 samples is of\n"
+    "The first two samples of an event only start its clock. 'std dev' counts whole seconds of each interval;\n"
+    "'jitter' is the standard deviation at full resolution. 'bandwidth' is of the last second.";
+
+int RunHz(const HzCommandOptions& options) {
+  StopSignal stop;
+  Session session(options.common);
+  if (!session.Join()) {
+    return kExitFailure;
+  }
+  return HzRun(options, stop, session).Run();
+}
+
+CLI::Validator Seconds() {
+  constexpr double kLongest = 1e9;
+  return CLI::Range(0.001, kLongest);
+}
+
+void AddLimits(CLI::App& command, HzCommandOptions& options) {
+  command.add_option("-n,--count", options.count, "End after so many reports, or with --messages samples")
+      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
+  command.add_option("-d,--duration", options.duration, "End after measuring for so many seconds")->check(Seconds());
+  command
+      .add_option("-t,--timeout", options.timeout,
+                  "Wait at most so many seconds for the first sample, and as long for unknown names to appear")
+      ->check(Seconds());
+}
+
+}  // namespace
+
+void AddHzCommand(CLI::App& app, Task& task) {
+  auto options = std::make_shared<HzCommandOptions>();
+  CLI::App* command = app.add_subcommand("hz", "Measure how often events arrive, once a second");
+  command->footer(kExamples);
+  command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
+      ->required()
+      ->check(EventName())
+      ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
+  command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
+      ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))
+      ->capture_default_str();
+  command->add_flag("-m,--messages", options->isMessages, "Print the name of the event of each sample instead");
+  AddLimits(*command, *options);
+  AddFilterOptions(*command, options->hz.filter);
+  command->add_option("--dds-network", options->hz.ddsNetwork, "Address of the interface to receive DDS events on")
+      ->check(NetworkAddress());
+  command->add_option("--someip-network", options->hz.someipNetwork, "Name of the network to receive SOME/IP events on")
+      ->check(SomeipNetworkName());
+  AddCommonOptions(*command, options->common);
+  command->callback([options, &task] { task = [options] { return RunHz(*options); }; });
+}
+
+}  // namespace qor::tools
