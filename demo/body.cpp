@@ -35,7 +35,7 @@ int RunBody(Schedule& schedule) {
   schedule.Every(std::chrono::milliseconds(100), [&] {
     const bool isWarm = ++tick % 100 > 50;
     status.Payload().Number(tick).Text(isWarm ? "cooling" : "idle").Number(static_cast<std::int16_t>(isWarm ? 24 : 21));
-    status.Payload().Number(isWarm);
+    status.Payload().Number(std::uint8_t{isWarm});
     status.Payload().Count(isWarm ? 2 : 0);
     if (isWarm) {
       status.Payload().Text("cabin warm").Text("sun roof open");
