@@ -4,16 +4,18 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 
 #include "platform/ara/core/result.h"
 #include "platform/com/transport.h"
 
+/// Errors of this wire, with the texts that more than one place needs.
 namespace qor::dds {
 
-inline ara::core::ErrorCode DdsError(com::TransportError error, std::string message) {
-  return {static_cast<std::int32_t>(error), std::move(message)};
-}
+ara::core::ErrorCode DdsError(com::TransportError error, std::string message);
+
+ara::core::ErrorCode DomainIdError(std::uint16_t domainId);
+ara::core::ErrorCode NoNetworkError(const std::string& address);
+ara::core::ErrorCode NoParticipantError(std::uint16_t domainId, const std::string& address);
 
 }  // namespace qor::dds
 

@@ -19,7 +19,7 @@ constexpr std::uint32_t kMaxDepth = 100'000;
 /// Instances of a keyed topic that a reader can tell apart; Fast DDS multiplies it with the depth.
 constexpr std::int32_t kMaxInstances = 100'000;
 /// A writer tells every so often what it has sent until all readers have it; a lost last fragment waits that long.
-constexpr std::chrono::milliseconds kHeartbeatPeriod{100};
+constexpr std::chrono::milliseconds kHeartbeatPeriod{50};
 /// How long a Write may wait for slow readers of a KEEP_ALL event.
 constexpr std::chrono::milliseconds kMaxBlockingTime{1000};
 

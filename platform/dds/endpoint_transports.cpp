@@ -38,16 +38,6 @@ std::string NotSupportedText(const std::vector<TransportQos>& wanted) {
   return text + "; it can drive UDP, SHM, DSHM, DSHM(MBUF) and FSHM";
 }
 
-/// Fast DDS names a shared memory port by 'U' (one listener) and the host's id, which is part of every GUID prefix.
-rtps::Locator_t SharedMemoryLocator(const rtps::GuidPrefix_t& participant) {
-  constexpr std::size_t kHostIdInPrefix = 2;
-  rtps::Locator_t locator(LOCATOR_KIND_SHM, 0);  // port 0: the participant's own
-  locator.address[0] = 'U';
-  locator.address[1] = participant.value[kHostIdInPrefix];
-  locator.address[2] = participant.value[kHostIdInPrefix + 1];
-  return locator;
-}
-
 }  // namespace
 
 ara::core::Result<EndpointTransports> ChooseTransports(const std::vector<TransportQos>& wanted, bool hasSharedMemory) {
@@ -89,20 +79,20 @@ bool IsMbufEvent(const maintaind::DDSEventInfo& event) {
 }
 
 void ConfineEndpoint(eprosima::fastdds::dds::RTPSEndpointQos& qos, const EndpointTransports& transports,
-                     const std::string& address, const rtps::GuidPrefix_t& participant) {
+                     const rtps::LocatorList_t& participantLocators) {
   if (transports.useUdp == transports.useSharedMemory) {
     return;
   }
-  rtps::Locator_t locator;
-  if (transports.useUdp) {
-    rtps::IPLocator::setIPv4(locator, address);
-    locator.port = 0;  // the participant's own
-  } else {
-    locator = SharedMemoryLocator(participant);
+  bool isThisHostOnly = true;
+  for (const rtps::Locator_t& locator : participantLocators) {
+    const bool isSharedMemory = locator.kind == LOCATOR_KIND_SHM;
+    if (isSharedMemory == transports.useSharedMemory) {
+      qos.unicast_locator_list.push_back(locator);
+      isThisHostOnly = isThisHostOnly && (isSharedMemory || IsLoopback(rtps::IPLocator::toIPv4string(locator)));
+    }
   }
-  qos.unicast_locator_list.push_back(locator);
-  // Fast DDS takes locators to match within a /24 network, which is more than enough for this host alone.
-  qos.ignore_non_matching_locators = transports.useSharedMemory || IsLoopback(address);
+  // Fast DDS takes locators to match within a /24 network: right for this host, too narrow for others.
+  qos.ignore_non_matching_locators = isThisHostOnly;
 }
 
 }  // namespace qor::dds

@@ -2,7 +2,7 @@
 #ifndef QOR_DDS_ENDPOINT_TRANSPORTS_H
 #define QOR_DDS_ENDPOINT_TRANSPORTS_H
 
-#include <fastdds/rtps/common/Guid.h>
+#include <fastdds/rtps/common/Locator.h>
 
 #include <fastdds/dds/core/policy/QosPolicies.hpp>
 #include <string>
@@ -29,11 +29,11 @@ ara::core::Result<EndpointTransports> ChooseTransports(const std::vector<maintai
 /// True when the samples of the event are mbuf chains.
 bool IsMbufEvent(const maintaind::DDSEventInfo& event);
 
-/// Confines an endpoint to its transports: it announces only locators of these, and a writer sends to no others. An
-/// endpoint with both keeps the participant's locators. (On an address other than 127.0.0.1 a writer confined to UDP
-/// still reaches readers of this host over shared memory if they listen there.)
+/// Confines an endpoint to its transports: it announces only its participant's locators of these, and a writer sends to
+/// no others. An endpoint with both keeps them all. (On an address other than 127.0.0.1 a writer confined to UDP still
+/// reaches readers of this host over shared memory if they listen there.)
 void ConfineEndpoint(eprosima::fastdds::dds::RTPSEndpointQos& qos, const EndpointTransports& transports,
-                     const std::string& address, const eprosima::fastrtps::rtps::GuidPrefix_t& participant);
+                     const eprosima::fastrtps::rtps::LocatorList_t& participantLocators);
 
 }  // namespace qor::dds
 

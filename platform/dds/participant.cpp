@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <fastdds/dds/domain/DomainParticipant.hpp>
 #include <fastdds/dds/domain/DomainParticipantFactory.hpp>
+#include <fastdds/dds/subscriber/DataReader.hpp>
+#include <fastdds/dds/subscriber/Subscriber.hpp>
 #include <fastdds/dds/topic/Topic.hpp>
 #include <fastdds/dds/topic/TypeSupport.hpp>
 
@@ -30,6 +32,7 @@ constexpr QorLog kLog("DDS");
 constexpr std::uint32_t kSegmentSize = 16U << 20U;
 /// Names travel as bounded strings in discovery.
 constexpr std::size_t kMaxNameLength = 255;
+constexpr const char* kLocatorTopic = "qor_listening_locators";
 
 }  // namespace
 
@@ -45,22 +48,23 @@ Participant::Participant(std::uint16_t domainId, std::string address, std::strin
 ara::core::Result<std::shared_ptr<Participant>> Participant::Create(std::uint16_t domainId, const std::string& address,
                                                                     const std::string& name) {
   if (domainId > kMaxDomainId) {
-    return DdsError(TransportError::kBadConfig,
-                    "the domain id " + std::to_string(domainId) + " is above " + std::to_string(kMaxDomainId));
+    return DomainIdError(domainId);
   }
   const auto mask = SubnetMaskOf(address);
   if (!mask) {
-    return DdsError(TransportError::kNoNetwork, "'" + address + "' is not an IPv4 address of this host");
+    return NoNetworkError(address);
   }
   std::shared_ptr<Participant> made(new Participant(domainId, address, *mask));
   ParticipantOptions options{name, {address}, UsableSegmentSize(kSegmentSize)};
   made->hasSharedMemory_ = options.segmentSize != 0;
   made->participant_ = FastDdsFactory().create_participant(domainId, MakeParticipantQos(options));
   if (made->participant_ == nullptr) {
-    return DdsError(TransportError::kLibrary,
-                    "Fast DDS could not create a participant in domain " + std::to_string(domainId) + " on " + address);
+    return NoParticipantError(domainId, address);
   }
   made->guidPrefix_ = made->participant_->guid().guidPrefix;
+  if (!made->FindListeningLocators()) {
+    return DdsError(TransportError::kLibrary, "Fast DDS does not tell where its participant listens");
+  }
   return made;
 }
 
@@ -74,6 +78,22 @@ Participant::~Participant() {
   if (onGone_) {
     onGone_();
   }
+}
+
+/// Fast DDS picks the ports when it opens them, and only a reader tells what they are.
+bool Participant::FindListeningLocators() {
+  const auto topic = LeaseTopic(kLocatorTopic, kLocatorTopic, false);
+  fdds::Subscriber* const subscriber = participant_->create_subscriber(fdds::SUBSCRIBER_QOS_DEFAULT);
+  if (!topic || subscriber == nullptr) {
+    return false;
+  }
+  fdds::DataReader* const reader =
+      subscriber->create_datareader(topic.Value().GetTopic(), fdds::DATAREADER_QOS_DEFAULT);
+  const bool isFound =
+      reader != nullptr && reader->get_listening_locators(listeningLocators_) == ReturnCode_t::RETCODE_OK;
+  subscriber->delete_contained_entities();
+  participant_->delete_subscriber(subscriber);
+  return isFound;
 }
 
 ara::core::Result<Participant::TopicLease> Participant::LeaseTopic(const std::string& topicName,

@@ -3,6 +3,7 @@
 #define QOR_DDS_PARTICIPANT_H
 
 #include <fastdds/rtps/common/Guid.h>
+#include <fastdds/rtps/common/Locator.h>
 
 #include <cstdint>
 #include <functional>
@@ -55,6 +56,9 @@ class Participant : public std::enable_shared_from_this<Participant> {
   /// with and without a key.
   ara::core::Result<TopicLease> LeaseTopic(const std::string& topicName, const std::string& typeName, bool isKeyed);
 
+  /// Where endpoints listen that are not told otherwise.
+  const eprosima::fastrtps::rtps::LocatorList_t& ListeningLocators() const { return listeningLocators_; }
+
   std::uint16_t DomainId() const { return domainId_; }
   const std::string& Address() const { return address_; }
   const std::string& SubnetMask() const { return subnetMask_; }
@@ -72,6 +76,7 @@ class Participant : public std::enable_shared_from_this<Participant> {
   Participant(std::uint16_t domainId, std::string address, std::string subnetMask);
   ara::core::Result<eprosima::fastdds::dds::Topic*> CreateTopicLocked(const std::string& topicName,
                                                                       const std::string& typeName, bool isKeyed);
+  bool FindListeningLocators();
   void ReturnTopic(const std::string& topicName);
 
   std::uint16_t domainId_;
@@ -81,6 +86,7 @@ class Participant : public std::enable_shared_from_this<Participant> {
   eprosima::fastdds::dds::DomainParticipant* participant_ = nullptr;  // owned; deleted through the factory
   eprosima::fastrtps::rtps::GuidPrefix_t guidPrefix_;
 
+  eprosima::fastrtps::rtps::LocatorList_t listeningLocators_;
   std::function<void()> onGone_;
 
   std::mutex mutex_;

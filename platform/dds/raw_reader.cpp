@@ -44,7 +44,7 @@ bool RawReader::Open(const EndpointTransports& transports, const com::ReaderOpti
     return false;
   }
   fdds::DataReaderQos qos = MakeReaderQos(used_.dds, options.queueSize);
-  ConfineEndpoint(qos.endpoint(), transports, participant.Address(), participant.GuidPrefix());
+  ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
   const fdds::StatusMask mask = fdds::StatusMask::data_available()
                                 << fdds::StatusMask::sample_lost() << fdds::StatusMask::subscription_matched();
   reader_ = subscriber_->create_datareader(topic_.GetTopic(), qos, this, mask);

@@ -51,7 +51,7 @@ bool RawWriter::Open(const EndpointTransports& transports) {
     return false;
   }
   fdds::DataWriterQos qos = MakeWriterQos(used_.dds);
-  ConfineEndpoint(qos.endpoint(), transports, participant.Address(), participant.GuidPrefix());
+  ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
   writer_ = publisher_->create_datawriter(topic_.GetTopic(), qos, this, fdds::StatusMask::publication_matched());
   return writer_ != nullptr;
 }
