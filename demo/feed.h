@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_DEMO_FEED_H
+#define QOR_DEMO_FEED_H
+
+#include <string>
+
+#include "demo/payload_writer.h"
+#include "platform/com/node_handle.h"
+
+namespace qor::demo {
+
+/// One published event of the demo with the memory of its payload. The node must outlive it.
+class Feed {
+ public:
+  /// Not Ok, with a line on stderr, when the event cannot be published.
+  Feed(com::NodeHandle& node, const std::string& name);
+
+  bool Ok() const { return static_cast<bool>(publisher_); }
+  /// The payload of the next sample; empty after a Send.
+  PayloadWriter& Payload() { return payload_; }
+  /// Publishes the payload and begins a new one.
+  void Send();
+
+ private:
+  com::Publisher publisher_;
+  PayloadWriter payload_;
+};
+
+/// Nanoseconds of the realtime clock.
+std::uint64_t Now();
+
+}  // namespace qor::demo
+
+#endif
