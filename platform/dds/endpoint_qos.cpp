@@ -16,8 +16,9 @@ namespace rtps = eprosima::fastrtps::rtps;
 /// Fast DDS keeps this many at most for KEEP_ALL, and more only when a depth asks for it.
 constexpr std::int32_t kDefaultMaxSamples = 5000;
 constexpr std::uint32_t kMaxDepth = 100'000;
-/// Instances of a keyed topic that a reader can tell apart; Fast DDS multiplies it with the depth.
-constexpr std::int32_t kMaxInstances = 100'000;
+/// Instances of a keyed topic that a reader can tell apart; with the largest depth their samples still can be counted.
+constexpr std::int32_t kMaxInstances = 20'000;
+static_assert(kMaxInstances <= std::numeric_limits<std::int32_t>::max() / static_cast<std::int32_t>(kMaxDepth));
 /// A writer tells every so often what it has sent until all readers have it; a lost last fragment waits that long.
 constexpr std::chrono::milliseconds kHeartbeatPeriod{50};
 /// How long a Write may wait for slow readers of a KEEP_ALL event.
@@ -41,7 +42,7 @@ fdds::DataRepresentationId_t RepresentationOf(maintaind::DataRepresentation repr
 
 /// What writers and readers have in common.
 template <class Qos>
-void SetCommon(Qos& qos, const maintaind::QosInfo& record, std::uint32_t queueSize) {
+void SetCommon(Qos& qos, const maintaind::QosInfo& record, std::uint32_t queueSize, std::int32_t maxInstances) {
   const auto depth = static_cast<std::int32_t>(
       std::clamp<std::uint32_t>(queueSize != 0 ? queueSize : record.history.depth, 1, kMaxDepth));
   const bool keepsAll = record.history.kind == maintaind::HistoryKind::kKeepAll && queueSize == 0;
@@ -52,10 +53,10 @@ void SetCommon(Qos& qos, const maintaind::QosInfo& record, std::uint32_t queueSi
                                ? fdds::RELIABLE_RELIABILITY_QOS
                                : fdds::BEST_EFFORT_RELIABILITY_QOS;
   qos.reliability().max_blocking_time = DdsDuration(kMaxBlockingTime);
-  const std::int32_t maxSamples = std::max(kDefaultMaxSamples, depth);
-  qos.resource_limits().max_samples = maxSamples;
-  qos.resource_limits().max_samples_per_instance = maxSamples;
-  qos.resource_limits().max_instances = std::min(kMaxInstances, std::numeric_limits<std::int32_t>::max() / depth);
+  const std::int32_t perInstance = std::max(kDefaultMaxSamples, depth);
+  qos.resource_limits().max_instances = maxInstances;
+  qos.resource_limits().max_samples_per_instance = perInstance;
+  qos.resource_limits().max_samples = perInstance * maxInstances;
   qos.resource_limits().allocated_samples = std::min(depth, kDefaultMaxSamples);
   qos.endpoint().history_memory_policy = rtps::DYNAMIC_REUSABLE_MEMORY_MODE;
 }
@@ -64,7 +65,7 @@ void SetCommon(Qos& qos, const maintaind::QosInfo& record, std::uint32_t queueSi
 
 fdds::DataWriterQos MakeWriterQos(const maintaind::DDSEventInfo& event) {
   fdds::DataWriterQos qos = fdds::DATAWRITER_QOS_DEFAULT;
-  SetCommon(qos, event.qos, 0);
+  SetCommon(qos, event.qos, 0, 1);
   qos.publish_mode().kind = event.publishMode == maintaind::PublishMode::kAsynchronous ? fdds::ASYNCHRONOUS_PUBLISH_MODE
                                                                                        : fdds::SYNCHRONOUS_PUBLISH_MODE;
   qos.reliable_writer_qos().times.heartbeatPeriod = DdsDuration(kHeartbeatPeriod);
@@ -76,7 +77,7 @@ fdds::DataWriterQos MakeWriterQos(const maintaind::DDSEventInfo& event) {
 
 fdds::DataReaderQos MakeReaderQos(const maintaind::DDSEventInfo& event, std::uint32_t queueSize) {
   fdds::DataReaderQos qos = fdds::DATAREADER_QOS_DEFAULT;
-  SetCommon(qos, event.qos, queueSize);
+  SetCommon(qos, event.qos, queueSize, event.isKeyed ? kMaxInstances : 1);
   qos.data_sharing().off();
   // A reader of raw bytes takes every representation, the record's first.
   auto& accepted = qos.type_consistency().representation.m_value;

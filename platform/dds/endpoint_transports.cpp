@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/dds/endpoint_transports.h"
 
-#include <fastrtps/utils/IPLocator.h>
-
 #include <algorithm>
 
 #include "platform/com/transport.h"
-#include "platform/dds/host_interfaces.h"
 #include "src/common/records/binding.h"
 
 namespace qor::dds {
@@ -83,16 +80,11 @@ void ConfineEndpoint(eprosima::fastdds::dds::RTPSEndpointQos& qos, const Endpoin
   if (transports.useUdp == transports.useSharedMemory) {
     return;
   }
-  bool isThisHostOnly = true;
   for (const rtps::Locator_t& locator : participantLocators) {
-    const bool isSharedMemory = locator.kind == LOCATOR_KIND_SHM;
-    if (isSharedMemory == transports.useSharedMemory) {
+    if ((locator.kind == LOCATOR_KIND_SHM) == transports.useSharedMemory) {
       qos.unicast_locator_list.push_back(locator);
-      isThisHostOnly = isThisHostOnly && (isSharedMemory || IsLoopback(rtps::IPLocator::toIPv4string(locator)));
     }
   }
-  // Fast DDS takes locators to match within a /24 network: right for this host, too narrow for others.
-  qos.ignore_non_matching_locators = isThisHostOnly;
 }
 
 }  // namespace qor::dds

@@ -29,9 +29,9 @@ ara::core::Result<EndpointTransports> ChooseTransports(const std::vector<maintai
 /// True when the samples of the event are mbuf chains.
 bool IsMbufEvent(const maintaind::DDSEventInfo& event);
 
-/// Confines an endpoint to its transports: it announces only its participant's locators of these, and a writer sends to
-/// no others. An endpoint with both keeps them all. (On an address other than 127.0.0.1 a writer confined to UDP still
-/// reaches readers of this host over shared memory if they listen there.)
+/// Confines an endpoint to its transports: of its participant's locators it announces only those. As peers send to what
+/// is announced and to nothing else, a sample travels over a transport of its reader's event: when both sides have the
+/// same record, over those of the record. A reader that listens on both is reached over shared memory on this host.
 void ConfineEndpoint(eprosima::fastdds::dds::RTPSEndpointQos& qos, const EndpointTransports& transports,
                      const eprosima::fastrtps::rtps::LocatorList_t& participantLocators);
 

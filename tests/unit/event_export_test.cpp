@@ -84,9 +84,10 @@ TEST(EventExportTest, DdsEventHasAllKeysInTheirOrder) {
       R"({"resource":"speed_resource","nodeInfo":[{"node":"/sub","identity":"s:s","selinuxLabel":"label of s:s"}]})");
   EXPECT_EQ(event["publish"].dump(),
             R"({"node":"/pub","identity":"p:p","selinuxLabel":"label of p:p","resource":"speed_resource"})");
-  EXPECT_EQ(event["dds"].dump(),
-            R"({"topicName":"rt/speed","domain":3,"transportPlugin":["UDP","DSHM(MBUF)"],"isFSHMMulticast":true,)"
-            R"("fshmMulticastAddr":["239.0.0.1"]})");
+  constexpr char kDds[] =
+      R"#({"topicName":"rt/speed","domain":3,"transportPlugin":["UDP","DSHM(MBUF)"],"isFSHMMulticast":true,)#"
+      R"#("fshmMulticastAddr":["239.0.0.1"]})#";
+  EXPECT_EQ(event["dds"].dump(), kDds);
 }
 
 TEST(EventExportTest, SomeipEventHasNoDdsPartAndNobodySubscribes) {

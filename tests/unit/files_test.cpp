@@ -57,28 +57,26 @@ TEST_F(SafeWrite, LeavesTheWholeFileAndNothingElse) {
   EXPECT_EQ(folder_.Read("empty"), "");
 }
 
-TEST_F(SafeWrite, NeverReplacesAFile) {
+TEST_F(SafeWrite, NeverReplacesWhatHasTheName) {
   folder_.Write("f.json", "old");
   EXPECT_EQ(Save(), -4);
   EXPECT_EQ(folder_.Read("f.json"), "old");
   EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
   ExpectWarning("[SaveDataToDisk][Saved file is exist][path=" + folder_.File("f.json") + "]");
-}
 
-TEST_F(SafeWrite, NeverReplacesALinkThatLeadsNowhere) {
+  fs::remove(folder_.File("f.json"));
   fs::create_symlink("nowhere", folder_.File("f.json"));
   EXPECT_EQ(Save(), -4);
   EXPECT_TRUE(fs::is_symlink(folder_.File("f.json")));
-}
 
-TEST_F(SafeWrite, NeverReplacesAFileThatAppearsBeforeTheRename) {
+  fs::remove(folder_.File("f.json"));
   FileCalls calls = FileCalls::System();
   calls.rename = [](const char* from, const char* to) {
-    std::ofstream(to) << "other";
+    std::ofstream(to) << "made in the last moment";
     return FileCalls::System().rename(from, to);
   };
   EXPECT_EQ(Save("data", calls), -4);
-  EXPECT_EQ(folder_.Read("f.json"), "other");
+  EXPECT_EQ(folder_.Read("f.json"), "made in the last moment");
   EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
 }
 
@@ -126,62 +124,38 @@ TEST_F(SafeWrite, FullDiskLeavesNothing) {
 }
 
 TEST_F(SafeWrite, EveryFailingCallLeavesNothing) {
-  FileCalls noSpace = FileCalls::System();
-  noSpace.write = [](int, const void*, std::size_t) -> ssize_t {
-    errno = ENOSPC;
-    return -1;
-  };
-  EXPECT_EQ(Save("data", noSpace), -7);
-  EXPECT_THAT(folder_.Names(), IsEmpty());
-
-  FileCalls noSync = FileCalls::System();
-  noSync.sync = [](int) { return -1; };
-  capture_.Clear();
-  EXPECT_EQ(Save("data", noSync), -7);
-  EXPECT_THAT(folder_.Names(), IsEmpty());
-  ExpectWarning("[SaveDataToFile][Sync data failed][path=" + ActivePath() + "]");
-
-  FileCalls noRename = FileCalls::System();
-  noRename.rename = [](const char*, const char*) {
-    errno = EIO;
-    return -1;
-  };
-  capture_.Clear();
-  EXPECT_EQ(Save("data", noRename), -8);
-  EXPECT_THAT(folder_.Names(), IsEmpty());
-  ExpectWarning("[SaveDataToDisk][Rename failed when saving data to disk][path=" + folder_.File("f.json") +
-                ", errno=" + std::to_string(EIO) + "]");
-}
-
-TEST_F(SafeWrite, AnInterruptedWriteIsTriedAgain) {
-  static int interruptions = 0;
-  interruptions = 3;
-  FileCalls calls = FileCalls::System();
-  calls.write = [](int file, const void* data, std::size_t size) -> ssize_t {
-    if (interruptions-- > 0) {
-      errno = EINTR;
-      return -1;
-    }
-    return ::write(file, data, size);
-  };
-  EXPECT_EQ(Save("data", calls), 0);
-  EXPECT_EQ(folder_.Read("f.json"), "data");
-}
-
-TEST_F(SafeWrite, NoOutcomeLeaksADescriptor) {
   const auto openFiles = [] {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   };
-  const auto before = openFiles();
-  FileCalls broken = FileCalls::System();
-  broken.write = [](int, const void*, std::size_t) -> ssize_t { return 0; };
-  EXPECT_EQ(Save("data", broken), -7);
-  broken = FileCalls::System();
-  broken.sync = [](int) { return -1; };
-  EXPECT_EQ(Save("data", broken), -7);
-  EXPECT_EQ(Save(), 0);
-  EXPECT_EQ(Save(), -4);
-  EXPECT_EQ(openFiles(), before);
+  const auto openBefore = openFiles();
+  const auto expect = [&](int code, const std::string& text, const FileCalls& calls) {
+    capture_.Clear();
+    EXPECT_EQ(Save("data", calls), code);
+    EXPECT_THAT(folder_.Names(), IsEmpty());
+    ExpectWarning(text);
+  };
+  FileCalls calls = FileCalls::System();
+  calls.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
+  expect(-7, "[SaveDataToFile][Write data to file failed][path=" + ActivePath() + "]", calls);
+  calls = FileCalls::System();
+  calls.sync = [](int) { return -1; };
+  expect(-7, "[SaveDataToFile][Sync data failed][path=" + ActivePath() + "]", calls);
+  calls = FileCalls::System();
+  calls.rename = [](const char*, const char*) { return errno = EIO, -1; };
+  expect(-8, "[SaveDataToDisk][Rename failed when saving data to disk][path=" + folder_.File("f.json") + ", errno=5]",
+         calls);
+  EXPECT_EQ(openFiles(), openBefore);
+}
+
+TEST_F(SafeWrite, AnInterruptedWriteIsTriedAgain) {
+  static bool isInterrupted = false;
+  FileCalls calls = FileCalls::System();
+  calls.write = [](int file, const void* data, std::size_t size) -> ssize_t {
+    isInterrupted = !isInterrupted;
+    return isInterrupted ? (errno = EINTR, -1) : ::write(file, data, size);
+  };
+  EXPECT_EQ(Save("data", calls), 0);
+  EXPECT_EQ(folder_.Read("f.json"), "data");
 }
 
 TEST(Paths, AreResolvedSplitAndNormalised) {

@@ -104,16 +104,10 @@ TEST_F(Collect, NamesTheDaemonInQueriesOfOneEvent) {
           std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is 1[instanceId=9]")));
 }
 
-TEST_F(Collect, AnErrorAloneIsNoTimeOut) {
-  std::vector<std::shared_ptr<Daemon>> daemons{std::make_shared<Daemon>(1, ErrorCode(1, "no"))};
-  EXPECT_EQ(common::CollectEvents(daemons, "ALL", common::ReportOfQueryAll(), collected_), 0);
-  EXPECT_EQ(collected_.size(), 1U);
-}
-
 TEST(Query, WithoutDaemonsFindsNothingAndSaysWhatItLookedFor) {
   log::LogCapture capture;
   EventList list{Event("/old")};
-  EXPECT_EQ(QorCommon::GetInstance().Query({.instanceShortName = "front", .networkIp = "10.0.0.1"}, "/e[12]", list), 0);
+  EXPECT_EQ(QorCommon::GetInstance().Query({"front", "10.0.0.1", 1000, "3"}, "/e[12]", list), 0);
   EXPECT_TRUE(list.empty());
   EXPECT_EQ(capture.Count(LogLevel::kDebug, "[Query index][type=front, networkIP=10.0.0.1, domainId=1000, uuid=12]"),
             1U);

@@ -2,7 +2,9 @@
 #include "tools/common/common_options.h"
 
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "src/common/qor_common.h"
 #include "tools/common/printable.h"
@@ -10,64 +12,48 @@
 namespace qor::tools {
 namespace {
 
-/// An empty text accepts the value.
-std::string Refuse(bool isRefused, const std::string& value, const std::string& expected) {
-  return isRefused ? "'" + Printable(value) + "' is refused: expected " + expected : std::string();
+template <class IsRight>
+CLI::Validator Expect(std::string expected, IsRight isRight) {
+  const auto check = [expected = std::move(expected), isRight](const std::string& value) {
+    constexpr std::size_t kQuoted = 80;
+    return isRight(value) ? std::string()
+                          : "'" + Printable(value.substr(0, kQuoted)) + "' is refused: expected " + expected;
+  };
+  return {check, ""};
 }
 
-CLI::Validator DomainId() {
-  return {[](std::string& value) {
-            std::uint16_t id = 0;
-            const char* end = value.data() + value.size();
-            const auto parsed = std::from_chars(value.data(), end, id);
-            const bool isNumber = parsed.ec == std::errc() && parsed.ptr == end;
-            return Refuse(!isNumber || !QorCommon::GetInstance().CheckDomainID(id), value,
-                          "a number from 0 to 63, or 1000 for any domain");
-          },
-          "0..63|1000"};
+bool IsDomainId(const std::string& text) {
+  std::uint16_t id = 0;
+  const char* end = text.data() + text.size();
+  const auto parsed = std::from_chars(text.data(), end, id);
+  return parsed.ec == std::errc() && parsed.ptr == end && QorCommon::GetInstance().CheckDomainID(id);
 }
 
-CLI::Validator Uuid() {
-  return {[](std::string& value) {
-            return Refuse(value.empty() || !QorCommon::GetInstance().CheckUuid(value), value, "decimal digits");
-          },
-          "DIGITS"};
-}
+bool IsUuid(const std::string& text) { return !text.empty() && QorCommon::GetInstance().CheckUuid(text); }
 
-CLI::Validator InstanceName() {
+bool IsInstanceName(const std::string& text) {
   constexpr std::size_t kMaxLength = 5000;
-  return {[](std::string& value) {
-            return Refuse(value.empty() || value.size() > kMaxLength, value, "a text of 1 to 5000 characters");
-          },
-          "TEXT"};
+  return !text.empty() && text.size() <= kMaxLength;
+}
+
+bool IsEventName(const std::string& text) {
+  std::string pureName;
+  std::string uuid;
+  return QorCommon::GetInstance().GetSubEventName(text, pureName, uuid) && !pureName.empty();
 }
 
 }  // namespace
 
-CLI::Validator EventName() {
-  return {[](std::string& value) {
-            std::string pureName;
-            std::string uuid;
-            const bool isName = QorCommon::GetInstance().GetSubEventName(value, pureName, uuid) && !pureName.empty();
-            return Refuse(!isName, value.substr(0, 40), "a name of 1 to 5000 characters");
-          },
-          "NAME"};
-}
+CLI::Validator EventName() { return Expect("a name of 1 to 5000 characters", IsEventName); }
 
 CLI::Validator NetworkAddress() {
-  return {[](std::string& value) {
-            return Refuse(!QorCommon::GetInstance().CheckIP(value), value,
-                          "an IPv4 address such as 192.168.1.10, or an IPv6 address with all its eight groups");
-          },
-          "ADDRESS"};
+  return Expect("an IPv4 address such as 192.168.1.10, or an IPv6 address with all its eight groups",
+                [](const std::string& text) { return QorCommon::GetInstance().CheckIP(text); });
 }
 
 CLI::Validator SomeipNetworkName() {
-  return {[](std::string& value) {
-            return Refuse(!QorCommon::GetInstance().CheckSOMEIPNet(value), value,
-                          "a name of letters, digits and '_' that does not begin with a digit");
-          },
-          "NAME"};
+  return Expect("a name of letters, digits and '_' that does not begin with a digit",
+                [](const std::string& text) { return QorCommon::GetInstance().CheckSOMEIPNet(text); });
 }
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
@@ -77,13 +63,15 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options) {
 }
 
 void AddFilterOptions(CLI::App& command, CommonFilter& filter) {
-  const std::string group = "Which of several events of one name";
-  command.add_option("--instance", filter.instanceShortName, "Short name of the instance")
-      ->check(InstanceName())
-      ->group(group);
-  command.add_option("--network-ip", filter.networkIp, "Address of the network")->check(NetworkAddress())->group(group);
-  command.add_option("--domain-id", filter.domainId, "DDS domain")->check(DomainId())->group(group);
-  command.add_option("--uuid", filter.uuid, "UUID")->check(Uuid())->group(group);
+  const auto add = [&](const char* name, auto& value, const CLI::Validator& check, const char* kind, const char* text) {
+    command.add_option(name, value, text)->check(check)->option_text(kind)->group("Which of several of one name");
+  };
+  add("--instance", filter.instanceShortName, Expect("a text of 1 to 5000 characters", IsInstanceName), "TEXT",
+      "Short name of the instance");
+  add("--network-ip", filter.networkIp, NetworkAddress(), "ADDRESS", "Address of the network, or one in it");
+  add("--domain-id", filter.domainId, Expect("a number from 0 to 63, or 1000 for any domain", IsDomainId), "0..63",
+      "DDS domain");
+  add("--uuid", filter.uuid, Expect("decimal digits", IsUuid), "DIGITS", "UUID");
 }
 
 }  // namespace qor::tools

@@ -75,8 +75,10 @@ void AddExportCommand(CLI::App& app, Task& task) {
   auto options = std::make_shared<ExportOptions>();
   CLI::App* command = app.add_subcommand("export", "Write all events and the nodes on both sides to a JSON file");
   command->footer(kExamples);
-  command->add_option("-d,--directory", options->directory, "Folder for the file; made when its parent is there");
-  command->add_option("-o,--output", options->fileName, "Name of the file: letters, digits, '-', '_', '@', '#', '.'");
+  command->add_option("-d,--directory", options->directory, "Folder for the file; made when its parent is there")
+      ->option_text("FOLDER");
+  command->add_option("-o,--output", options->fileName, "Name of the file: letters, digits, '-', '_', '@', '#', '.'")
+      ->option_text("FILE");
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunExport(*options); }; });
 }

@@ -37,12 +37,16 @@ CLI::Validator Seconds() {
 
 void AddLimits(CLI::App& command, HzCommandOptions& options) {
   command.add_option("-n,--count", options.count, "End after so many reports, or with --messages samples")
-      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
-  command.add_option("-d,--duration", options.duration, "End after measuring for so many seconds")->check(Seconds());
+      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
+      ->option_text("N");
+  command.add_option("-d,--duration", options.duration, "End after measuring for so many seconds")
+      ->check(Seconds())
+      ->option_text("SECONDS");
   command
       .add_option("-t,--timeout", options.timeout,
                   "Wait at most so many seconds for the first sample, and as long for unknown names to appear")
-      ->check(Seconds());
+      ->check(Seconds())
+      ->option_text("SECONDS");
 }
 
 }  // namespace
@@ -52,19 +56,22 @@ void AddHzCommand(CLI::App& app, Task& task) {
   CLI::App* command = app.add_subcommand("hz", "Measure how often events arrive, once a second");
   command->footer(kExamples);
   command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
+      ->option_text("NAME...")
       ->required()
       ->check(EventName())
       ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
   command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
       ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))
-      ->capture_default_str();
+      ->option_text("N [1000]");
   command->add_flag("-m,--messages", options->isMessages, "Print the name of the event of each sample instead");
   AddLimits(*command, *options);
   AddFilterOptions(*command, options->hz.filter);
   command->add_option("--dds-network", options->hz.ddsNetwork, "Address of the interface to receive DDS events on")
-      ->check(NetworkAddress());
+      ->check(NetworkAddress())
+      ->option_text("ADDRESS");
   command->add_option("--someip-network", options->hz.someipNetwork, "Name of the network to receive SOME/IP events on")
-      ->check(SomeipNetworkName());
+      ->check(SomeipNetworkName())
+      ->option_text("NAME");
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunHz(*options); }; });
 }

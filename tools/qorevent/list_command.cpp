@@ -128,7 +128,8 @@ void AddListCommand(CLI::App& app, Task& task) {
   auto options = std::make_shared<ListOptions>();
   CLI::App* command = app.add_subcommand("list", "List events, their publishers and their subscribers");
   command->footer(kExamples);
-  command->add_option("--namespace", options->nameSpace, "Only the event of this name and those named below it");
+  command->add_option("--namespace", options->nameSpace, "Only the event of this name and those named below it")
+      ->option_text("NAME");
   auto* publishers = command->add_flag("-p,--publishers", options->isPublishers, "Only events with a publisher");
   auto* subscribers = command->add_flag("-s,--subscribers", options->isSubscribers, "Only events with subscribers");
   auto* all = command->add_flag("-a,--all", options->isAllRoles, "Events with either (the default without -c)");
@@ -138,7 +139,8 @@ void AddListCommand(CLI::App& app, Task& task) {
       ->add_option("-c,--communicable", options->distance,
                    "Only published events that can be received here: by shared memory (local), by network, across "
                    "host domains (cross), or by any of these (all)")
-      ->check(CLI::IsMember(std::vector<std::string>{"local", "network", "cross", "all"}));
+      ->check(CLI::IsMember(std::vector<std::string>{"local", "network", "cross", "all"}))
+      ->option_text("local|network|cross|all");
   command->add_flag("-w,--wide", options->isWide, "Name the subscribers instead of counting them");
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunList(*options); }; });

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   qor::tools::SetToolName("qorevent");
   qor::tools::Task task;
   CLI::App app("Events of the running system: list them, show one, export all, measure how often they arrive");
+  app.name("qorevent");
   app.set_version_flag("--version", "qorevent " QOR_VERSION, "Print the version and exit");
   app.footer(kFooter);
   app.require_subcommand(1);

@@ -60,7 +60,8 @@ void AddShowCommand(CLI::App& app, Task& task) {
   command->footer(kExamples);
   command->add_option("name", options->name, "Event name; a uuid may follow in square brackets; ALL for every event")
       ->required()
-      ->check(EventName());
+      ->check(EventName())
+      ->option_text("NAME");
   AddFilterOptions(*command, options->filter);
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunShow(*options); }; });
