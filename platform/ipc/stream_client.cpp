@@ -155,11 +155,12 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     asio::error_code ignored;
     socket_.close(ignored);
     retryTimer_.cancel();
-    for (auto& [request, onResponse] : std::exchange(pending_, {})) {
-      onResponse(ara::core::ErrorCode(code, message));
-    }
+    // First, so that whoever wakes up from a failed request knows that the connection is gone.
     if (const ClosedHandler onClosed = std::exchange(onClosed_, nullptr)) {
       onClosed();
+    }
+    for (auto& [request, onResponse] : std::exchange(pending_, {})) {
+      onResponse(ara::core::ErrorCode(code, message));
     }
   }
 
