@@ -34,14 +34,9 @@ int Listen(const std::string& path) {
 
 }  // namespace
 
-<<<<<<< HEAD
-ScriptedDaemon::ScriptedDaemon(std::uint16_t instance, Script script)
-    : instance_(instance),
-=======
 ScriptedDaemon::ScriptedDaemon(std::uint16_t instance, std::string application, Script script)
     : instance_(instance),
       application_(std::move(application)),
->>>>>>> com
       script_(std::move(script)),
       path_(ipc::DaemonSocketPath(instance)),
       listener_(Listen(path_)),
@@ -102,13 +97,6 @@ void ScriptedDaemon::ServeConnection(int connection) {
     if (size <= 0) {
       return;
     }
-<<<<<<< HEAD
-    const bool isSound = framer.Feed(std::span(buffer).first(static_cast<std::size_t>(size)),
-                                     [&](const someip::MessageHeader& header, std::span<const std::uint8_t> body) {
-                                       Answer(connection, header, {header.methodId, {body.begin(), body.end()}});
-                                     });
-    if (!isSound) {
-=======
     bool isWelcome = true;
     const auto onRequest = [&](const someip::MessageHeader& header, std::span<const std::uint8_t> body) {
       const Request request{header.methodId, {body.begin(), body.end()}};
@@ -118,21 +106,17 @@ void ScriptedDaemon::ServeConnection(int connection) {
       }
     };
     if (!framer.Feed(std::span(buffer).first(static_cast<std::size_t>(size)), onRequest) || !isWelcome) {
->>>>>>> com
       return;
     }
   }
 }
 
-<<<<<<< HEAD
-=======
 bool ScriptedDaemon::IsForAnother(const Request& request) const {
   maintaind::ApplicationHello hello;
   return request.method == maintaind::node_operation::Hello::kMethodId &&
          (!maintaind::Decode(request.payload, hello) || hello.applicationName != application_);
 }
 
->>>>>>> com
 void ScriptedDaemon::Answer(int connection, const someip::MessageHeader& request, const Request& asked) {
   const auto refusal = script_ ? script_(asked) : std::nullopt;
   std::vector<std::uint8_t> body;

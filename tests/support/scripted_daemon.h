@@ -16,12 +16,8 @@
 namespace qor::test {
 
 /// The application's side of a daemon, on a socket in the runtime directory: answers Hello, accepts every registration
-<<<<<<< HEAD
-/// but those that the script refuses, and remembers all requests. Serves one connection at a time on its own thread.
-=======
 /// but those that the script refuses, and remembers all requests. Serves one connection at a time on its own thread,
 /// and one application only: the test's process may hold a connection of its own.
->>>>>>> com
 class ScriptedDaemon {
  public:
   struct Request {
@@ -31,11 +27,7 @@ class ScriptedDaemon {
   /// The reason of a refusal; nothing accepts.
   using Script = std::function<std::optional<std::string>(const Request&)>;
 
-<<<<<<< HEAD
-  explicit ScriptedDaemon(std::uint16_t instance, Script script = nullptr);
-=======
   ScriptedDaemon(std::uint16_t instance, std::string application, Script script = nullptr);
->>>>>>> com
   /// Closes the connection and removes the socket.
   ~ScriptedDaemon();
   ScriptedDaemon(const ScriptedDaemon&) = delete;
@@ -51,17 +43,11 @@ class ScriptedDaemon {
  private:
   void Serve();
   void ServeConnection(int connection);
-<<<<<<< HEAD
-  void Answer(int connection, const someip::MessageHeader& header, const Request& request);
-
-  std::uint16_t instance_;
-=======
   bool IsForAnother(const Request& request) const;
   void Answer(int connection, const someip::MessageHeader& header, const Request& request);
 
   std::uint16_t instance_;
   std::string application_;
->>>>>>> com
   Script script_;
   std::string path_;
   ipc::UniqueFd listener_;

@@ -25,11 +25,8 @@ using test::WaitUntil;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-<<<<<<< HEAD
-=======
 constexpr const char* kApplication = "application under test";
 
->>>>>>> com
 /// A process with the runtime directory of this test.
 class DaemonLinkTest : public testing::Test {
  protected:
@@ -70,13 +67,8 @@ class DaemonLinkTest : public testing::Test {
 };
 
 TEST_F(DaemonLinkTest, RegistersInOrderAndTakesBackWhatIsRemoved) {
-<<<<<<< HEAD
-  ScriptedDaemon daemon(3);
-  DaemonLink link("the app");
-=======
   ScriptedDaemon daemon(3, kApplication);
   DaemonLink link(kApplication);
->>>>>>> com
   link.AddNode("/a");
   link.AddParticipant({"0123456789abcdef01234567", 12});
   const auto event = Event("speed");
@@ -86,11 +78,7 @@ TEST_F(DaemonLinkTest, RegistersInOrderAndTakesBackWhatIsRemoved) {
               ElementsAre(operation::Hello::kMethodId, operation::RegisterNode::kMethodId,
                           operation::RegisterParticipant::kMethodId, operation::RegisterEvent::kMethodId));
   const auto requests = daemon.Requests();
-<<<<<<< HEAD
-  EXPECT_EQ(Decoded<operation::Hello>(requests[0].payload).applicationName, "the app");
-=======
   EXPECT_EQ(Decoded<operation::Hello>(requests[0].payload).applicationName, kApplication);
->>>>>>> com
   EXPECT_EQ(Decoded<operation::RegisterNode>(requests[1].payload), "/a");
   const auto participant = Decoded<operation::RegisterParticipant>(requests[2].payload);
   EXPECT_EQ(participant.guidPrefix, "0123456789abcdef01234567");
@@ -110,21 +98,13 @@ TEST_F(DaemonLinkTest, RegistersInOrderAndTakesBackWhatIsRemoved) {
 }
 
 TEST_F(DaemonLinkTest, RegistersAgainWithEveryDaemonThatComes) {
-<<<<<<< HEAD
-  DaemonLink link("app");
-=======
   DaemonLink link(kApplication);
->>>>>>> com
   link.AddNode("/kept");
   link.AddNode("/removed");
   link.AddParticipant({"aaaaaaaaaaaaaaaaaaaaaaaa", 1});
   link.AddParticipant({"bbbbbbbbbbbbbbbbbbbbbbbb", 1});
   {
-<<<<<<< HEAD
-    ScriptedDaemon daemon(1);  // comes after the first attempts failed
-=======
     ScriptedDaemon daemon(1, kApplication);  // comes after the first attempts failed
->>>>>>> com
     ASSERT_TRUE(WaitForRequests(daemon, 5));
     link.RemoveNode("/removed");
     link.RemoveParticipant("aaaaaaaaaaaaaaaaaaaaaaaa");
@@ -136,11 +116,7 @@ TEST_F(DaemonLinkTest, RegistersAgainWithEveryDaemonThatComes) {
                 ElementsAre(operation::Hello::kMethodId, operation::RegisterNode::kMethodId,
                             operation::RegisterParticipant::kMethodId));
   }
-<<<<<<< HEAD
-  ScriptedDaemon next(2);
-=======
   ScriptedDaemon next(2, kApplication);
->>>>>>> com
   ASSERT_TRUE(WaitForRequests(next, 3));
   EXPECT_THAT(next.RequestsOf(operation::RegisterNode::kMethodId),
               ElementsAre(maintaind::Encode(std::string("/kept"))));
@@ -150,22 +126,14 @@ TEST_F(DaemonLinkTest, RegistersAgainWithEveryDaemonThatComes) {
 }
 
 TEST_F(DaemonLinkTest, LogsEachRefusalOnce) {
-<<<<<<< HEAD
-  ScriptedDaemon daemon(1, [](const ScriptedDaemon::Request& request) -> std::optional<std::string> {
-=======
   ScriptedDaemon daemon(1, kApplication, [](const ScriptedDaemon::Request& request) -> std::optional<std::string> {
->>>>>>> com
     if (request.method == operation::RegisterNode::kMethodId &&
         request.payload == maintaind::Encode(std::string("/b"))) {
       return "that name is taken";
     }
     return std::nullopt;
   });
-<<<<<<< HEAD
-  DaemonLink link("app");
-=======
   DaemonLink link(kApplication);
->>>>>>> com
   link.AddNode("/a");
   link.AddNode("/b");
   ASSERT_TRUE(WaitUntil([&] { return capture_.CountContaining("that name is taken") == 1; }));
@@ -180,17 +148,10 @@ TEST_F(DaemonLinkTest, LogsEachRefusalOnce) {
 
 TEST_F(DaemonLinkTest, TakesTheLowestInstanceThatAccepts) {
   std::ofstream(folder_.File("maintaind-1.sock")) << "nobody listens here";
-<<<<<<< HEAD
-  ScriptedDaemon refusing(2, [](const ScriptedDaemon::Request&) { return "another protocol version"; });
-  ScriptedDaemon last(10);
-  ScriptedDaemon taken(9);
-  DaemonLink link("app");
-=======
   ScriptedDaemon refusing(2, kApplication, [](const ScriptedDaemon::Request&) { return "another protocol version"; });
   ScriptedDaemon last(10, kApplication);
   ScriptedDaemon taken(9, kApplication);
   DaemonLink link(kApplication);
->>>>>>> com
   link.AddNode("/a");
   ASSERT_TRUE(WaitForRequests(taken, 2));
   EXPECT_EQ(Methods(refusing).size(), 1U);
@@ -200,48 +161,24 @@ TEST_F(DaemonLinkTest, TakesTheLowestInstanceThatAccepts) {
 
 TEST_F(DaemonLinkTest, GoesToTheChosenInstanceOnly) {
   ::setenv("QOR_MAINTAIND_INSTANCE", "7", 1);
-<<<<<<< HEAD
-  ScriptedDaemon lower(1);
-  DaemonLink link("app");
-  link.AddNode("/a");
-  ScriptedDaemon chosen(7);
-=======
   ScriptedDaemon lower(1, kApplication);
   DaemonLink link(kApplication);
   link.AddNode("/a");
   ScriptedDaemon chosen(7, kApplication);
->>>>>>> com
   ASSERT_TRUE(WaitForRequests(chosen, 2));
   EXPECT_THAT(lower.Requests(), IsEmpty());
 }
 
 TEST_F(DaemonLinkTest, AnInstanceThatIsNoNumberIsReportedAndIgnored) {
   ::setenv("QOR_MAINTAIND_INSTANCE", "7a", 1);
-<<<<<<< HEAD
-  ScriptedDaemon daemon(1);
-  DaemonLink link("app");
-=======
   ScriptedDaemon daemon(1, kApplication);
   DaemonLink link(kApplication);
->>>>>>> com
   link.AddNode("/a");
   ASSERT_TRUE(WaitForRequests(daemon, 2));
   EXPECT_EQ(capture_.CountContaining("QOR_MAINTAIND_INSTANCE='7a'"), 1U);
 }
 
 TEST_F(DaemonLinkTest, ClosesItsConnectionWhenItGoes) {
-<<<<<<< HEAD
-  ScriptedDaemon daemon(1);
-  {
-    DaemonLink link("first");
-    link.AddNode("/a");
-    ASSERT_TRUE(WaitForRequests(daemon, 2));
-  }
-  DaemonLink link("second");  // the daemon serves one connection at a time
-  link.AddNode("/b");
-  ASSERT_TRUE(WaitForRequests(daemon, 4));
-  EXPECT_EQ(Decoded<operation::Hello>(daemon.Requests()[2].payload).applicationName, "second");
-=======
   ScriptedDaemon daemon(1, kApplication);
   {
     DaemonLink link(kApplication);
@@ -252,7 +189,6 @@ TEST_F(DaemonLinkTest, ClosesItsConnectionWhenItGoes) {
   link.AddNode("/b");
   ASSERT_TRUE(WaitForRequests(daemon, 4));
   EXPECT_EQ(Decoded<operation::RegisterNode>(daemon.Requests()[3].payload), "/b");
->>>>>>> com
 }
 
 }  // namespace
