@@ -55,7 +55,7 @@ class ForeignDdsTest : public testing::TestWithParam<const char*> {
 };
 
 TEST_P(ForeignDdsTest, IsListedMeasuredAndGoneWithItsProgram) {
-  const std::string program = std::string(QOR_TEST_FOREIGN) + "/" + GetParam();
+  const std::string program = std::string(QOR_FOREIGN_PROGRAMS) + "/" + GetParam();
   if (access(program.c_str(), X_OK) != 0) {
     GTEST_SKIP() << program << " was not built: its DDS implementation is not installed";
   }
