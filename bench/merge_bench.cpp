@@ -61,10 +61,9 @@ EventList Reports(int size) {
 
 template <class Merge>
 void Run(benchmark::State& state, Merge merge) {
-  const EventList reports = Reports(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     state.PauseTiming();
-    EventList list = reports;
+    EventList list = Reports(static_cast<int>(state.range(0)));
     state.ResumeTiming();
     merge(list);
     state.PauseTiming();

@@ -10,10 +10,13 @@ install(TARGETS ${qor_libraries}
 
 # The public headers: what an application or a tool may include. The wires and the daemon stay inside.
 file(GLOB qor_public_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
-     platform/ara/*/*.h platform/log/*.h platform/dp/*.h platform/maintaind/service/*.h
+     platform/ara/*/*.h platform/log/*.h platform/dp/*.h
      src/common/*.h src/common/records/*.h src/common/utils/*.h src/qorevent/*.h)
 foreach(name node_handle publisher subscriber recv_buffer helper host_domain deployment)
   list(APPEND qor_public_headers platform/com/${name}.h)
+endforeach()
+foreach(name tools_service tools_service_proxy)
+  list(APPEND qor_public_headers platform/maintaind/service/${name}.h)
 endforeach()
 foreach(header IN LISTS qor_public_headers)
   get_filename_component(folder ${header} DIRECTORY)

@@ -30,7 +30,8 @@ TEST(PrintableTest, NothingThatMovesTheCursorGetsThrough) {
 TEST(NearNamesTest, NearestFirstAndAtMostThree) {
   const std::vector<std::string> names{"/vehicle/gear", "/vehicle/spend", "/vehicle/speed", "/vehicle/speeds",
                                        "/vehicle/Speed2"};
-  EXPECT_THAT(NearNames("/vehicle/spede", names), ElementsAre("/vehicle/speed", "/vehicle/speeds", "/vehicle/spend"));
+  EXPECT_THAT(NearNames("/vehicle/spede", names), ElementsAre("/vehicle/speed", "/vehicle/Speed2", "/vehicle/speeds"))
+      << "two letters swapped are one edit";
   EXPECT_THAT(NearNames("gear", names), ElementsAre("/vehicle/gear")) << "a part of a name";
   EXPECT_THAT(NearNames("/VEHICLE/GEAR", names), ElementsAre("/vehicle/gear"));
   EXPECT_THAT(NearNames("/body/door/left", names), IsEmpty());

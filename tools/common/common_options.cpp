@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 #include "src/common/qor_common.h"
@@ -22,11 +23,18 @@ CLI::Validator Expect(std::string expected, IsRight isRight) {
   return {check, ""};
 }
 
-bool IsDomainId(const std::string& text) {
-  std::uint16_t id = 0;
+/// Nothing when the text is more or less than one decimal number of that type.
+template <class T>
+std::optional<T> ParseNumber(const std::string& text) {
+  T number = 0;
   const char* end = text.data() + text.size();
-  const auto parsed = std::from_chars(text.data(), end, id);
-  return parsed.ec == std::errc() && parsed.ptr == end && QorCommon::GetInstance().CheckDomainID(id);
+  const auto parsed = std::from_chars(text.data(), end, number);
+  return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+bool IsDomainId(const std::string& text) {
+  const auto id = ParseNumber<std::uint16_t>(text);
+  return id.has_value() && QorCommon::GetInstance().CheckDomainID(*id);
 }
 
 bool IsUuid(const std::string& text) { return !text.empty() && QorCommon::GetInstance().CheckUuid(text); }
@@ -43,6 +51,13 @@ bool IsEventName(const std::string& text) {
 }
 
 }  // namespace
+
+CLI::Validator PositiveCount(std::uint64_t largest) {
+  return Expect("a number from 1 to " + std::to_string(largest), [largest](const std::string& text) {
+    const auto number = ParseNumber<std::uint64_t>(text);
+    return number.has_value() && *number >= 1 && *number <= largest;
+  });
+}
 
 CLI::Validator EventName() { return Expect("a name of 1 to 5000 characters", IsEventName); }
 

@@ -2,6 +2,7 @@
 #ifndef QOR_TOOLS_COMMON_COMMON_OPTIONS_H
 #define QOR_TOOLS_COMMON_COMMON_OPTIONS_H
 
+#include <cstdint>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -25,6 +26,7 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options);
 void AddFilterOptions(CLI::App& command, CommonFilter& filter);
 
 /// Checks for option values, by the rules that all tools share.
+CLI::Validator PositiveCount(std::uint64_t largest);
 CLI::Validator EventName();
 CLI::Validator NetworkAddress();
 CLI::Validator SomeipNetworkName();

@@ -17,20 +17,25 @@ constexpr std::size_t kMaxLength = 256;  ///< longer names are not compared lett
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// Levenshtein distance, letters of either case alike.
+/// Edits from one text to the other: a letter put in, left out or replaced, or two neighbours swapped. Letters of
+/// either case are alike.
 std::size_t EditDistance(std::string_view left, std::string_view right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
+  std::vector<std::size_t> beforeLast;
+  std::vector<std::size_t> last(right.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
   for (std::size_t i = 0; i < left.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
+    std::vector<std::size_t> row{i + 1};
     for (std::size_t j = 0; j < right.size(); ++j) {
-      const std::size_t replaced = diagonal + (Lower(left[i]) == Lower(right[j]) ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+      const bool isSame = Lower(left[i]) == Lower(right[j]);
+      std::size_t edits = std::min({last[j] + (isSame ? 0 : 1), row[j] + 1, last[j + 1] + 1});
+      if (i > 0 && j > 0 && Lower(left[i]) == Lower(right[j - 1]) && Lower(left[i - 1]) == Lower(right[j])) {
+        edits = std::min(edits, beforeLast[j - 1] + 1);
+      }
+      row.push_back(edits);
     }
+    beforeLast = std::exchange(last, std::move(row));
   }
-  return row.back();
+  return last.back();
 }
 
 /// How far a name is from what was typed; nothing near: more than the limit.

@@ -37,7 +37,7 @@ CLI::Validator Seconds() {
 
 void AddLimits(CLI::App& command, HzCommandOptions& options) {
   command.add_option("-n,--count", options.count, "End after so many reports, or with --messages samples")
-      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
+      ->check(PositiveCount(std::numeric_limits<std::uint64_t>::max()))
       ->option_text("N");
   command.add_option("-d,--duration", options.duration, "End after measuring for so many seconds")
       ->check(Seconds())
@@ -61,7 +61,7 @@ void AddHzCommand(CLI::App& app, Task& task) {
       ->check(EventName())
       ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
   command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
-      ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))
+      ->check(PositiveCount(std::numeric_limits<std::uint32_t>::max()))
       ->option_text("N [1000]");
   command->add_flag("-m,--messages", options->isMessages, "Print the name of the event of each sample instead");
   AddLimits(*command, *options);

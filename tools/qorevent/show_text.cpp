@@ -76,7 +76,9 @@ void AddIdentity(Sheet& sheet, const QorEventInfo& entry) {
 
 std::string NodeText(const NodeInfoWithAppName& node) {
   std::string text = node.isOnline ? "online" : "offline";
-  text += ", process " + std::to_string(node.processId);
+  if (node.processId != 0) {  // programs that know no daemon have none
+    text += ", process " + std::to_string(node.processId);
+  }
   for (const auto& [label, value] : {std::pair("application ", node.applicationName), std::pair("as ", node.identity),
                                      std::pair("label ", node.selinuxLabel)}) {
     text += value.empty() ? std::string() : ", " + (label + value);

@@ -40,8 +40,8 @@ ara::core::Result<std::unique_ptr<DomainWatch>> WatchDomain(std::uint16_t domain
 
 struct DdsMonitorOptions {
   /// The domains to watch. Nothing: domain 0 and those that applications of this daemon use.
-  std::optional<std::vector<std::uint16_t>> domains;
-  std::string interfaceIp;                   ///< besides this host; empty: this host only
+  std::optional<std::vector<std::uint16_t>> domains{};
+  std::string interfaceIp{};                 ///< besides this host; empty: this host only
   std::size_t maxEndpoints = 16384;          ///< foreign endpoints that are listed
   std::size_t maxKnownParticipants = 16384;  ///< of applications that are remembered
 };

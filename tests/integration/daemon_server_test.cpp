@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+#include "platform/ipc/unix_connect.h"
+#include "platform/log/log_capture.h"
+#include "tests/support/daemon_thread.h"
+#include "tests/support/runtime_folder.h"
+
+namespace qor::maintaind {
+namespace {
+
+using test::DaemonThread;
+using test::Eventually;
+using test::QuietDaemon;
+using test::RawApplication;
+using test::RawPeer;
+using testing::HasSubstr;
+
+constexpr std::uint16_t kTools = QORMaintaindToolsService::ServiceIdentifier;
+constexpr std::uint16_t kNode = NodeService::ServiceIdentifier;
+constexpr std::uint16_t kQueryEvents = operation::QueryEventInfo::kMethodId;
+
+class DaemonServerTest : public testing::Test {
+ protected:
+  bool Answers(RawPeer& peer) {
+    const auto answer = peer.Call(kTools, kQueryEvents, Encode(std::string("ALL")));
+    return answer && answer->header.returnCode == someip::ReturnCode::kOk;
+  }
+  /// The process may open files up to this number from now on.
+  void LimitFiles(rlim_t highest) {
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &filesBefore_), 0);
+    rlimit files = filesBefore_;
+    files.rlim_cur = highest;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
+    areFilesLimited_ = true;
+  }
+  void RestoreFiles() {
+    if (std::exchange(areFilesLimited_, false)) {
+      ::setrlimit(RLIMIT_NOFILE, &filesBefore_);
+    }
+  }
+  void TearDown() override { RestoreFiles(); }
+
+  test::RuntimeFolder folder_;
+  log::LogCapture log_;
+
+ private:
+  rlimit filesBefore_{};
+  bool areFilesLimited_ = false;
+};
+
+TEST_F(DaemonServerTest, AnswersRepeatTheRequestAndErrorsTellTheReason) {
+  const DaemonThread daemon(QuietDaemon(3));
+  RawPeer peer(daemon.SocketPath());
+  const auto answer = peer.Call(kTools, kQueryEvents, Encode(std::string("ALL")));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->header.type, someip::MessageType::kResponse);
+  EXPECT_EQ(answer->header.clientId, 7);
+  EXPECT_EQ(answer->header.sessionId, 1);
+  EXPECT_EQ(answer->header.methodId, kQueryEvents);
+  EXPECT_EQ(answer->payload, Encode(std::vector<EventInfoWithPubSub>{}));
+
+  const auto expectError = [&peer](std::uint16_t service, std::uint16_t method, const RawPeer::Bytes& payload,
+                                   someip::ReturnCode code, const std::string& reason) {
+    const auto error = peer.Call(service, method, payload);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->header.type, someip::MessageType::kError);
+    EXPECT_EQ(error->header.returnCode, code);
+    EXPECT_EQ(error->Text(), reason);
+  };
+  using someip::ReturnCode;
+  expectError(0x1111, 1, {}, ReturnCode::kUnknownService, "the daemon has no service 4369");
+  expectError(kTools, 99, {}, ReturnCode::kUnknownMethod, "the tools service has no method 99");
+  expectError(kNode, 99, {}, ReturnCode::kUnknownMethod, "the node service has no method 99");
+  expectError(kTools, kQueryEvents, {0, 0, 0, 9, 1}, ReturnCode::kMalformedMessage,
+              "the request cannot be read beyond byte 4 of 5");
+  RawPeer::Bytes tooLong = Encode(std::string("ALL"));
+  tooLong.push_back(0);
+  expectError(kTools, kQueryEvents, tooLong, ReturnCode::kMalformedMessage,
+              "the request cannot be read beyond byte 11 of 12");
+  expectError(kNode, node_operation::RegisterNode::kMethodId, Encode(std::string("/n")), ReturnCode::kNotReady,
+              "Hello must come first");
+  expectError(kNode, node_operation::Hello::kMethodId, Encode(ApplicationHello{2, "app"}),
+              ReturnCode::kWrongInterfaceVersion, "the daemon speaks version 1 of the node service, the application 2");
+  expectError(kNode, node_operation::RegisterNode::kMethodId, RawPeer::Bytes(65537), ReturnCode::kNotOk,
+              "a registration can have 65536 bytes at most, this one has 65537");
+}
+
+TEST_F(DaemonServerTest, LetsResponsesAndNotificationsPass) {
+  const DaemonThread daemon(QuietDaemon());
+  RawPeer peer(daemon.SocketPath());
+  for (const int type : {0x01, 0x02, 0x80, 0x81, 0x33}) {
+    auto bytes = RawPeer::RequestBytes(kTools, 99, {});
+    bytes[14] = static_cast<std::uint8_t>(type);
+    ASSERT_TRUE(peer.Send(bytes));
+  }
+  const auto answer = peer.Call(kTools, kQueryEvents, Encode(std::string("ALL")));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->header.methodId, kQueryEvents) << "the first answer is that to the first real request";
+}
+
+TEST_F(DaemonServerTest, CutsOffWhoBreaksTheProtocolAndNobodyElse) {
+  auto options = QuietDaemon();
+  options.limits.halfMessage = std::chrono::milliseconds(50);
+  options.limits.maxRequest = 1000;
+  const DaemonThread daemon(options);
+  RawPeer innocent(daemon.SocketPath());
+  ASSERT_TRUE(Answers(innocent));
+
+  RawPeer half(daemon.SocketPath());
+  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  ASSERT_TRUE(half.Send(std::span(request).first(20)));
+  EXPECT_TRUE(half.IsClosedByPeer());
+
+  RawPeer oversized(daemon.SocketPath());
+  const auto large = RawPeer::RequestBytes(kTools, 1, RawPeer::Bytes(1001));
+  ASSERT_TRUE(oversized.Send(std::span(large).first(someip::kHeaderSize))) << "the length alone is enough";
+  EXPECT_TRUE(oversized.IsClosedByPeer());
+
+  RawPeer stranger(daemon.SocketPath());
+  const std::string http = "GET / HTTP/1.1\r\n\r\n";
+  ASSERT_TRUE(stranger.Send({reinterpret_cast<const std::uint8_t*>(http.data()), http.size()}));
+  EXPECT_TRUE(stranger.IsClosedByPeer());
+
+  EXPECT_TRUE(Answers(innocent)) << "an idle connection has no time limit";
+  EXPECT_GE(log_.CountContaining("Connection closed: it sent half a message"), 1U);
+}
+
+TEST_F(DaemonServerTest, SlowSenderOfWholeMessagesIsNotCutOff) {
+  auto options = QuietDaemon();
+  options.limits.halfMessage = std::chrono::milliseconds(400);
+  const DaemonThread daemon(options);
+  RawPeer slow(daemon.SocketPath());
+  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  RawPeer::Bytes carried;
+  for (int i = 0; i < 4; ++i) {  // always in the middle of a message, but never of the same one for long
+    carried.insert(carried.end(), request.begin() + (i == 0 ? 0 : 10), request.end());
+    carried.insert(carried.end(), request.begin(), request.begin() + 10);
+    ASSERT_TRUE(slow.Send(std::exchange(carried, {})));
+    ASSERT_TRUE(slow.Receive()) << i;
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+  }
+}
+
+TEST_F(DaemonServerTest, CutsOffWhoDoesNotReadItsAnswers) {
+  auto options = QuietDaemon();
+  options.limits.maxQueued = 1U << 20U;
+  const DaemonThread daemon(options);
+  RawApplication application(daemon.SocketPath(), "/n");
+  for (std::uint32_t id = 0; id < 50; ++id) {
+    ASSERT_EQ(application.Ask<node_operation::RegisterEvent>(test::Publish(id, "/n", std::string(500, 'x'))), "ok");
+  }
+  RawPeer deaf(daemon.SocketPath());
+  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  for (int i = 0; i < 1000 && deaf.Send(request); ++i) {
+  }
+  EXPECT_TRUE(deaf.IsClosedByPeer());
+  RawPeer reader(daemon.SocketPath());
+  EXPECT_TRUE(Answers(reader));
+}
+
+TEST_F(DaemonServerTest, ThousandIdleConnectionsDoNotDisturb) {
+  auto options = QuietDaemon();
+  options.limits.maxConnections = 1001;
+  const DaemonThread daemon(options);
+  LimitFiles(4096);
+  std::vector<std::unique_ptr<RawPeer>> idle;
+  while (idle.size() < 1000) {
+    auto peer = std::make_unique<RawPeer>(daemon.SocketPath());
+    if (peer->IsConnected()) {  // otherwise the daemon is behind with accepting
+      ASSERT_TRUE(peer->Send(RawPeer::Bytes(1, 0xF0)));
+      idle.push_back(std::move(peer));
+    }
+  }
+  RawPeer asking(daemon.SocketPath());
+  ASSERT_TRUE(Answers(asking));
+  RawPeer waiting(daemon.SocketPath());
+  ASSERT_TRUE(waiting.IsConnected());
+  ASSERT_TRUE(waiting.Send(RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")))));
+  idle.pop_back();
+  EXPECT_TRUE(waiting.Receive()) << "one that is above the limit is served when another has gone";
+}
+
+TEST_F(DaemonServerTest, RunsOutOfDescriptorsAndRecovers) {
+  const DaemonThread daemon(QuietDaemon());
+  RawPeer before(daemon.SocketPath());
+  ASSERT_TRUE(Answers(before));
+  RawPeer connecting(daemon.SocketPath());
+  const int free = ::dup(0);
+  ASSERT_TRUE(Answers(connecting));
+  ::close(free);
+  LimitFiles(static_cast<rlim_t>(free) + 1);
+  RawPeer waiting(daemon.SocketPath());  // takes the last descriptor; the daemon has none to accept it with
+  ASSERT_TRUE(waiting.IsConnected());
+  EXPECT_TRUE(Eventually([this] { return log_.CountContaining("Cannot accept a connection") > 0; }));
+  EXPECT_TRUE(Answers(before));
+  RestoreFiles();
+  EXPECT_TRUE(Answers(waiting));
+  EXPECT_EQ(log_.CountContaining("Cannot accept a connection"), 1U) << "tried again ten times a second, told at times";
+}
+
+TEST_F(DaemonServerTest, SocketFileIsMadeAndRemovedWithCare) {
+  auto options = QuietDaemon(5);
+  options.socketPath = folder_.Path() + "/new/maintaind-5.sock";
+  struct stat file {};
+  {
+    DaemonThread daemon(options);
+    ASSERT_EQ(::stat((folder_.Path() + "/new").c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 07777U, 0755U);
+    ASSERT_EQ(::stat(options.socketPath.c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 07777U, 0660U);
+
+    Daemon second(options);
+    const auto refused = second.Start();
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.Error().Message(),
+              "maintaind instance 5 is running already: a living program listens on '" + options.socketPath + "'");
+    RawPeer peer(daemon.SocketPath());
+    EXPECT_TRUE(Answers(peer)) << "the first one does not notice";
+
+    ASSERT_EQ(::unlink(options.socketPath.c_str()), 0);
+    const DaemonThread heir(options);
+    daemon.Stop();
+    EXPECT_EQ(::stat(options.socketPath.c_str(), &file), 0) << "the file of another daemon is left alone";
+  }
+  EXPECT_NE(::stat(options.socketPath.c_str(), &file), 0);
+}
+
+TEST_F(DaemonServerTest, RefusesWhatIsNoPlaceForASocket) {
+  const auto reasonFor = [](const std::string& path) {
+    auto options = QuietDaemon(5);
+    options.socketPath = path;
+    Daemon daemon(options);
+    const auto result = daemon.Start();
+    return result ? "started" : result.Error().Message();
+  };
+  const std::string base = folder_.Path();
+  EXPECT_THAT(reasonFor("name"), HasSubstr("must be a directory and a file name"));
+  EXPECT_THAT(reasonFor(base + "/no/such/place/s"), HasSubstr("No such file or directory"));
+  EXPECT_THAT(reasonFor(base + "/" + std::string(100, 'x')), HasSubstr("File name too long"));
+
+  std::ofstream(base + "/file") << "precious";
+  EXPECT_THAT(reasonFor(base + "/file"), HasSubstr("is no socket"));
+  ASSERT_EQ(::symlink((base + "/file").c_str(), (base + "/link").c_str()), 0);
+  EXPECT_THAT(reasonFor(base + "/link"), HasSubstr("is no socket"));
+  std::string content;
+  std::ifstream(base + "/file") >> content;
+  EXPECT_EQ(content, "precious");
+
+  ASSERT_EQ(::mkdir((base + "/open").c_str(), 0700), 0);
+  ASSERT_EQ(::chmod((base + "/open").c_str(), 0777), 0);
+  EXPECT_THAT(reasonFor(base + "/open/s"), HasSubstr("must not be writable for everybody"));
+  ASSERT_EQ(::chmod((base + "/open").c_str(), 01777), 0);
+  EXPECT_EQ(reasonFor(base + "/open/s"), "started");
+
+  auto any = QuietDaemon(65535);
+  EXPECT_FALSE(Daemon(any).Start());
+}
+
+}  // namespace
+}  // namespace qor::maintaind

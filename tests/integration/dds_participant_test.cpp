@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "platform/dds/dds_transport.h"
+#include "platform/dds/guid_text.h"
+#include "platform/dds/participant_pool.h"
+#include "tests/support/received_samples.h"
+
+namespace qor::dds {
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+/// Local addresses of this process's UDP sockets, as /proc/net/udp writes them: "0100007F:1BB2".
+std::set<std::string> UdpAddressesOfThisProcess() {
+  std::set<std::string> inodes;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string target = std::filesystem::read_symlink(entry.path(), error).string();
+    if (target.starts_with("socket:[")) {
+      inodes.insert(target.substr(8, target.size() - 9));
+    }
+  }
+  std::set<std::string> addresses;
+  for (const char* table : {"/proc/self/net/udp", "/proc/self/net/udp6"}) {
+    std::ifstream file(table);
+    std::string line;
+    std::getline(file, line);
+    while (std::getline(file, line)) {
+      std::istringstream fields(line);
+      std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
+      if (words.size() > 9 && inodes.contains(words[9])) {
+        addresses.insert(words[1]);
+      }
+    }
+  }
+  return addresses;
+}
+
+std::set<std::string> MulticastGroups() {
+  std::set<std::string> groups;
+  std::ifstream file("/proc/self/net/igmp");
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.starts_with("\t")) {
+      groups.insert(line.substr(0, line.find(' ')));
+    }
+  }
+  return groups;
+}
+
+/// Files in /dev/shm that this process has mapped.
+std::set<std::string> SharedMemoryFiles() {
+  std::set<std::string> files;
+  std::ifstream file("/proc/self/maps");
+  std::string line;
+  while (std::getline(file, line)) {
+    if (const auto at = line.find("/dev/shm/"); at != std::string::npos) {
+      files.insert(line.substr(at));
+    }
+  }
+  return files;
+}
+
+TEST(ParticipantPool, StaysOnThisHostAndLeavesNothingBehind) {
+  const auto groupsBefore = MulticastGroups();
+  std::set<std::string> files;
+  {
+    ParticipantPool first("first");
+    ParticipantPool second("second");
+    DdsTransport publishing(first);
+    DdsTransport subscribing(second);
+    const auto event = test::DdsEvent();
+    const auto writer = publishing.CreateWriter(event);
+    test::ReceivedSamples received;
+    const auto reader = subscribing.CreateReader(event, {}, received.Handler());
+    ASSERT_TRUE(writer);
+    ASSERT_TRUE(reader);
+    ASSERT_TRUE(test::WaitUntil([&] { return reader.Value()->MatchedWriters() == 1; }));
+    EXPECT_THAT(UdpAddressesOfThisProcess(), Each(StartsWith("0100007F:")));
+    EXPECT_THAT(UdpAddressesOfThisProcess(), Not(IsEmpty()));
+    EXPECT_EQ(MulticastGroups(), groupsBefore);
+    files = SharedMemoryFiles();
+    EXPECT_THAT(files, Not(IsEmpty()));
+  }
+  EXPECT_THAT(UdpAddressesOfThisProcess(), IsEmpty());
+  EXPECT_TRUE(test::WaitUntil([] { return SharedMemoryFiles().empty(); })) << "Fast DDS unmaps them a moment later";
+  for (const std::string& file : files) {
+    EXPECT_FALSE(std::filesystem::exists(file)) << file;
+  }
+}
+
+TEST(ParticipantPool, HasOneParticipantForADomainAndInterfaceWhileItIsUsed) {
+  std::vector<std::string> created;
+  std::vector<std::string> gone;
+  ParticipantPool pool("pool", {.onCreated = [&](const auto& made) { created.push_back(made.guidPrefix); },
+                                .onGone = [&](const auto& made) { gone.push_back(made.guidPrefix); }});
+  const std::uint16_t domain = test::DomainOfThisProcess();
+  auto one = pool.Get(domain, "");
+  auto same = pool.Get(domain, "127.0.0.1");
+  auto sameToo = pool.Get(domain, "127.9.9.9");
+  auto otherDomain = pool.Get(domain + 1, "");
+  ASSERT_TRUE(one && same && sameToo && otherDomain);
+  EXPECT_EQ(one.Value(), same.Value());
+  EXPECT_EQ(one.Value(), sameToo.Value());
+  EXPECT_NE(one.Value(), otherDomain.Value());
+  const std::string guid = GuidText(one.Value()->GuidPrefix());
+  EXPECT_THAT(created, ElementsAre(guid, GuidText(otherDomain.Value()->GuidPrefix())));
+  one.Value().reset();
+  same.Value().reset();
+  EXPECT_THAT(gone, IsEmpty());
+  sameToo.Value().reset();
+  EXPECT_THAT(gone, ElementsAre(guid));
+  ASSERT_TRUE(pool.Get(domain, ""));
+  EXPECT_EQ(created.size(), 3U);
+}
+
+}  // namespace
+}  // namespace qor::dds

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TESTS_SUPPORT_DAEMON_THREAD_H
+#define QOR_TESTS_SUPPORT_DAEMON_THREAD_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+
+#include "platform/maintaind/daemon/daemon.h"
+#include "platform/maintaind/service/node_service.h"
+#include "tests/support/raw_peer.h"
+#include "tests/support/registrations.h"
+
+namespace qor::test {
+
+/// Options of a daemon that joins no DDS domain.
+inline maintaind::DaemonOptions QuietDaemon(std::uint16_t instance = 0) {
+  maintaind::DaemonOptions options;
+  options.instance = instance;
+  options.dds.domains.emplace();
+  return options;
+}
+
+/// A daemon that runs on a thread of the test's process.
+class DaemonThread {
+ public:
+  explicit DaemonThread(maintaind::DaemonOptions options) : daemon_(std::move(options)) {
+    const auto started = daemon_.Start();
+    EXPECT_TRUE(started) << (started ? "" : started.Error().Message());
+  }
+
+  void Stop() { daemon_.Stop(); }
+  const std::string& SocketPath() const { return daemon_.SocketPath(); }
+
+ private:
+  maintaind::Daemon daemon_;
+};
+
+/// An application of the daemon, by its wire: one node.
+class RawApplication {
+ public:
+  RawApplication(const std::string& socketPath, const std::string& node) : peer(socketPath) {
+    EXPECT_EQ(Ask<maintaind::node_operation::Hello>({1, "app"}), "ok");
+    EXPECT_EQ(Ask<maintaind::node_operation::RegisterNode>(node), "ok");
+  }
+
+  template <class Operation>
+  std::string Ask(const typename Operation::Request& request) {
+    return peer.Ask<maintaind::NodeService, Operation>(request);
+  }
+
+  RawPeer peer;
+};
+
+}  // namespace qor::test
+
+#endif

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/support/raw_peer.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "platform/ipc/unix_connect.h"
+
+namespace qor::test {
+
+RawPeer::Bytes RawPeer::RequestBytes(std::uint16_t service, std::uint16_t method, const Bytes& payload) {
+  someip::MessageHeader header;
+  header.serviceId = service;
+  header.methodId = method;
+  header.length = someip::kLengthOverhead + static_cast<std::uint32_t>(payload.size());
+  header.clientId = 7;
+  header.sessionId = 1;
+  const auto encoded = someip::EncodeHeader(header);
+  Bytes bytes(encoded.size() + payload.size());
+  std::copy(payload.begin(), payload.end(), std::copy(encoded.begin(), encoded.end(), bytes.begin()));
+  return bytes;
+}
+
+RawPeer::RawPeer(const std::string& socketPath) : socket_(std::move(ipc::ConnectUnix(socketPath).socket)) {
+  if (socket_) {
+    ::fcntl(socket_.Get(), F_SETFL, ::fcntl(socket_.Get(), F_GETFL) & ~O_NONBLOCK);
+    const timeval limit{10, 0};
+    ::setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+    ::setsockopt(socket_.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
+  }
+}
+
+bool RawPeer::Send(std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = ::send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent <= 0) {
+      return false;
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+std::optional<RawPeer::Message> RawPeer::Receive() {
+  std::array<std::uint8_t, someip::kHeaderSize> bytes{};
+  if (!ReadExactly(bytes.data(), bytes.size())) {
+    return std::nullopt;
+  }
+  const auto header = someip::DecodeHeader(bytes);
+  if (!header) {
+    return std::nullopt;
+  }
+  Message message{*header, Bytes(header->PayloadSize())};
+  if (!ReadExactly(message.payload.data(), message.payload.size())) {
+    return std::nullopt;
+  }
+  return message;
+}
+
+bool RawPeer::ReadExactly(std::uint8_t* to, std::size_t size) {
+  while (size > 0) {
+    const ssize_t got = ::recv(socket_.Get(), to, size, 0);
+    if (got <= 0) {
+      return false;
+    }
+    to += got;
+    size -= static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+bool RawPeer::IsClosedByPeer() {
+  std::array<std::uint8_t, 65536> sink{};
+  while (true) {
+    const ssize_t got = ::recv(socket_.Get(), sink.data(), sink.size(), 0);
+    if (got <= 0) {
+      return got == 0 || errno == ECONNRESET;
+    }
+  }
+}
+
+}  // namespace qor::test

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fastdds/rtps/common/SerializedPayload.h>
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "platform/dds/delivery_gate.h"
+#include "platform/dds/endpoint_qos.h"
+#include "platform/dds/raw_type.h"
+#include "platform/dp/mbuf.h"
+
+namespace qor::dds {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using eprosima::fastrtps::rtps::SerializedPayload_t;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Bytes Serialized(const Bytes& payload, std::uint16_t encapsulation) {
+  RawType type("T", false);
+  OutgoingSample sample{payload, encapsulation};
+  SerializedPayload_t serialized(type.getSerializedSizeProvider(&sample)());
+  EXPECT_TRUE(type.serialize(&sample, &serialized));
+  EXPECT_EQ(serialized.length, serialized.max_size);
+  return {serialized.data, serialized.data + serialized.length};
+}
+
+TEST(RawType, WritesHeaderPayloadAndCountedPadding) {
+  EXPECT_THAT(Serialized({}, 0x0001), ElementsAre(0, 1, 0, 0));
+  EXPECT_THAT(Serialized({9}, 0x0007), ElementsAre(0, 7, 0, 3, 9, 0, 0, 0));
+  EXPECT_THAT(Serialized({9, 8, 7}, 0x0001), ElementsAre(0, 1, 0, 1, 9, 8, 7, 0));
+  EXPECT_THAT(Serialized({9, 8, 7, 6}, 0x0001), ElementsAre(0, 1, 0, 0, 9, 8, 7, 6));
+}
+
+TEST(RawType, RefusesABufferThatIsTooSmall) {
+  RawType type("T", false);
+  const Bytes payload(5);
+  OutgoingSample sample{payload, 1};
+  SerializedPayload_t serialized(11);
+  EXPECT_FALSE(type.serialize(&sample, &serialized));
+}
+
+TEST(IncomingSample, TakesTheExactPayloadAndReusesItsBuffer) {
+  IncomingSample sample;
+  sample.Assign(Bytes{0, 7, 0, 3, 9, 0, 0, 0});
+  EXPECT_FALSE(sample.IsMalformed());
+  EXPECT_THAT(sample.Payload(), ElementsAre(9));
+  EXPECT_EQ(sample.Encapsulation(), 7);
+  const auto* const buffer = sample.Payload().data();
+  sample.Assign(Bytes{0, 1, 0, 0, 1, 2, 3, 4, 5});  // a writer that does not pad
+  EXPECT_THAT(sample.Payload(), ElementsAre(1, 2, 3, 4, 5));
+  EXPECT_EQ(sample.Payload().data(), buffer);
+  sample.Assign(Bytes{0, 1, 0, 0});
+  EXPECT_THAT(sample.Payload(), IsEmpty());
+  EXPECT_FALSE(sample.IsMalformed());
+}
+
+TEST(IncomingSample, KnowsWhatIsTooShort) {
+  for (const Bytes& bytes : {Bytes{}, Bytes{0}, Bytes{0, 1, 0}, Bytes{0, 1, 0, 1}, Bytes{0, 1, 0, 3, 1, 1}}) {
+    IncomingSample sample;
+    sample.Assign(bytes);
+    EXPECT_TRUE(sample.IsMalformed()) << bytes.size();
+    EXPECT_THAT(sample.Payload(), IsEmpty());
+  }
+}
+
+TEST(SplitPartition, TakesNamesWithoutBlanks) {
+  EXPECT_THAT(SplitPartition(""), IsEmpty());
+  EXPECT_THAT(SplitPartition(" , ,"), IsEmpty());
+  EXPECT_THAT(SplitPartition("a"), ElementsAre("a"));
+  EXPECT_THAT(SplitPartition(" a b ,c*,,d "), ElementsAre("a b", "c*", "d"));
+}
+
+TEST(EndpointQos, StandsEveryDepth) {
+  maintaind::DDSEventInfo event;
+  event.isKeyed = true;
+  for (const std::uint32_t depth : {0U, 1U, 6000U, 0xFFFFFFFFU}) {
+    event.qos.history.depth = depth;
+    const auto qos = MakeReaderQos(event, 0);
+    EXPECT_GE(qos.history().depth, 1);
+    EXPECT_GE(qos.resource_limits().max_samples_per_instance, qos.history().depth);
+    EXPECT_GT(qos.resource_limits().max_samples, 0);
+  }
+  event.qos.history = {.kind = maintaind::HistoryKind::kKeepAll, .depth = 1};
+  EXPECT_EQ(MakeReaderQos(event, 0).history().kind, eprosima::fastdds::dds::KEEP_ALL_HISTORY_QOS);
+  EXPECT_EQ(MakeReaderQos(event, 77).history().kind, eprosima::fastdds::dds::KEEP_LAST_HISTORY_QOS);
+  EXPECT_EQ(MakeReaderQos(event, 77).history().depth, 77);
+}
+
+TEST(DeliveryGate, LosesNoSignalAndLetsOneThreadIn) {
+  DeliveryGate gate;
+  std::atomic<int> offered{0};
+  std::atomic<int> inside{0};
+  int taken = 0;  // touched by the delivering thread only
+  const auto signal = [&] {
+    for (int i = 0; i < 20'000; ++i) {
+      ++offered;
+      gate.Signal([&] {
+        EXPECT_EQ(inside.fetch_add(1), 0);
+        taken = offered;
+        --inside;
+      });
+    }
+  };
+  std::thread other(signal);
+  signal();
+  other.join();
+  gate.Signal([] {});
+  EXPECT_EQ(taken, 40'000);
+}
+
+TEST(DeliveryGate, CloseWaitsForTheDeliveryAndLetsNothingIn) {
+  DeliveryGate gate;
+  std::atomic<bool> isInside{false};
+  std::atomic<bool> hasLeft{false};
+  std::thread delivering([&] {
+    gate.Signal([&] {
+      isInside = true;
+      while (!gate.IsClosed()) {
+        std::this_thread::yield();
+      }
+      hasLeft = true;
+    });
+  });
+  while (!isInside) {
+    std::this_thread::yield();
+  }
+  gate.Close();
+  EXPECT_TRUE(hasLeft);
+  gate.Signal([] { FAIL(); });
+  delivering.join();
+}
+
+TEST(MbufSample, EveryCutIsFoundUnlessItFallsBetweenTwoBuffers) {
+  const Bytes first = {1, 2, 3};
+  const Bytes second = {4};
+  const dp::MbufSample sample{first, {{second.data(), 1}, {nullptr, 0}, {first.data(), 3}}};
+  const Bytes whole = dp::EncodeMbufSample(sample);
+  EXPECT_EQ(whole.size(), 4U + 3 + 4 + 1 + 4 + 4 + 3);
+  dp::MbufSample decoded;
+  for (std::size_t size = 0; size <= whole.size(); ++size) {
+    const bool isBetween = size == 7 || size == 12 || size == 16 || size == whole.size();
+    EXPECT_EQ(dp::DecodeMbufSample(std::span(whole).first(size), decoded), isBetween) << size;
+  }
+  ASSERT_EQ(decoded.chain.size(), 3U);
+  EXPECT_EQ(decoded.chain[2].data, whole.data() + whole.size() - 3);
+}
+
+}  // namespace
+}  // namespace qor::dds

@@ -1,0 +1,365 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/maintaind/daemon/registry.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/registrations.h"
+
+namespace qor::maintaind {
+namespace {
+
+using test::DdsEvent;
+using test::Publish;
+using test::Subscribe;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr auto kProvider = EntityRole::kProvider;
+constexpr auto kConsumer = EntityRole::kConsumer;
+
+class RegistryTest : public testing::Test {
+ protected:
+  /// A program with one node of the same name.
+  void Start(ConnectionId connection, const std::string& node) {
+    ASSERT_TRUE(registry_.Open(connection, {100 + static_cast<std::uint32_t>(connection), "vehicle:qor", ""}, "app"));
+    ASSERT_TRUE(registry_.RegisterNode(connection, node));
+  }
+  template <class Registration>
+  void Register(ConnectionId connection, Registration registration) {
+    const auto result = registry_.Register(connection, std::move(registration));
+    ASSERT_TRUE(result) << result.Error().Message();
+  }
+  /// "name: publisher (offline) <- subscriber subscriber", a line an event.
+  std::string Events(const std::string& name = "ALL") {
+    std::string text;
+    for (const auto& event : registry_.Events(name)) {
+      text += event.eventName + ": " + event.publisher +
+              (event.publisher.empty() || event.isPublisherOnline ? "" : " (offline)") + " <-";
+      for (const auto& subscriber : event.subscribers) {
+        text += " " + subscriber;
+      }
+      text += "\n";
+    }
+    return text;
+  }
+  std::string ReasonOf(const ara::core::Result<void>& result) { return result ? "accepted" : result.Error().Message(); }
+
+  Registry registry_{{.instance = 7, .hostDomainName = "GEA", .maxOffline = 3, .maxNodes = 2, .maxEntities = 5}};
+};
+
+TEST_F(RegistryTest, JoinsPublishersAndSubscribersOfOneEvent) {
+  Start(1, "/speed");
+  Start(2, "/dash");
+  Start(3, "/log");
+  Register(2, Subscribe(1, "/dash", "speed"));
+  Register(1, Publish(1, "/speed", "speed"));
+  Register(1, Publish(2, "/speed", "gear"));
+  Register(3, Subscribe(1, "/log", "speed"));
+  Register(3, Subscribe(2, "/log", "speed"));
+  Register(3, DdsEvent(3, kConsumer, "/log", "speed", 0x10, 5));
+  Register(2, DdsEvent(2, kConsumer, "/dash", "speed", 0x10, 5));
+  Register(3, DdsEvent(4, kConsumer, "/log", "gear", 0x11));
+  EXPECT_EQ(Events(),
+            "/speed: /speed <- /dash /log\n"
+            "/gear: /speed <-\n"
+            "/speed:  <- /log /dash\n"
+            "/gear:  <- /log\n");
+  EXPECT_EQ(Events("/gear"), "/gear: /speed <-\n/gear:  <- /log\n");
+  EXPECT_EQ(Events("/gea"), "");
+
+  const EventInfoWithPubSub speed = registry_.Events("/speed").front();
+  EXPECT_EQ(speed.applicationName, "app");
+  EXPECT_EQ(speed.maintaindInstance, 7);
+  EXPECT_EQ(speed.hostDomainName, "GEA");
+}
+
+TEST_F(RegistryTest, JoinsByEitherBinding) {
+  Start(1, "/radar");
+  Start(2, "/fusion");
+  auto published = Publish(1, "/radar", "objects");
+  SomeipEventInfo& someip = published.info.bindings[DriverType::kSomeip].someip;
+  someip.serviceId = 0x77;
+  someip.eventId = 0x8001;
+  someip.instanceShortName = "front";
+  auto subscribed = published;
+  subscribed.role = kConsumer;
+  subscribed.info.nodeName = "/fusion";
+  subscribed.info.bindings.erase(DriverType::kDds);
+  Register(1, published);
+  Register(2, subscribed);
+  subscribed.id = 2;
+  subscribed.info.bindings[DriverType::kSomeip].someip.eventId = 0x8002;
+  Register(2, subscribed);
+  EXPECT_EQ(Events(), "/objects: /radar <- /fusion\n/objects:  <- /fusion\n");
+  EXPECT_EQ(registry_.Events("ALL").front().instanceShortName, "front");
+}
+
+TEST_F(RegistryTest, ClosedConnectionLeavesItsPublishersOfflineAndNothingElse) {
+  Start(1, "/speed");
+  Start(2, "/dash");
+  Register(1, Publish(1, "/speed", "speed"));
+  Register(1, Subscribe(2, "/speed", "gear"));
+  Register(2, Subscribe(1, "/dash", "speed"));
+  registry_.Close(1);
+  EXPECT_EQ(Events(), "/speed: /speed (offline) <- /dash\n");
+  registry_.Close(2);
+  EXPECT_EQ(Events(), "/speed: /speed (offline) <-\n");
+
+  Start(3, "/speed");
+  Register(3, Publish(9, "/speed", "speed"));
+  EXPECT_EQ(Events(), "/speed: /speed <-\n");
+}
+
+TEST_F(RegistryTest, SubscriberIsNeverListedWithAnOnlineAndAnOfflinePublisher) {
+  Start(1, "/left");
+  Start(2, "/right");
+  Start(3, "/dash");
+  Start(4, "/third");
+  Register(1, Publish(1, "/left", "speed"));
+  Register(2, Publish(1, "/right", "speed"));
+  Register(4, Publish(1, "/third", "speed"));
+  Register(3, Subscribe(1, "/dash", "speed"));
+  registry_.Close(1);
+  EXPECT_EQ(Events(), "/speed: /right <- /dash\n/speed: /third <- /dash\n/speed: /left (offline) <-\n");
+  registry_.Close(4);
+  registry_.Close(2);
+  EXPECT_EQ(Events(), "/speed: /left (offline) <- /dash\n/speed: /third (offline) <-\n/speed: /right (offline) <-\n");
+}
+
+TEST_F(RegistryTest, PublisherThatCameBackBeforeItsOldConnectionEndedStaysOnline) {
+  for (const ConnectionId connection : {1, 2}) {
+    Start(connection, "/speed");
+    Register(connection, Publish(1, "/speed", "speed"));
+  }
+  registry_.Close(1);
+  EXPECT_EQ(Events(), "/speed: /speed <-\n");
+  registry_.Close(2);
+  EXPECT_EQ(Events(), "/speed: /speed (offline) <-\n");
+}
+
+TEST_F(RegistryTest, RemembersOnlyTheLatestOfflinePublishers) {
+  Start(1, "/n");
+  for (std::uint32_t id = 1; id <= 5; ++id) {
+    Register(1, Publish(id, "/n", "t" + std::to_string(id)));
+  }
+  registry_.Close(1);
+  EXPECT_EQ(Events(), "/t3: /n (offline) <-\n/t4: /n (offline) <-\n/t5: /n (offline) <-\n");
+}
+
+TEST_F(RegistryTest, WhatIsUnregisteredIsForgotten) {
+  Start(1, "/a");
+  ASSERT_TRUE(registry_.RegisterNode(1, "/b"));
+  Register(1, Publish(1, "/a", "speed"));
+  Register(1, Publish(2, "/b", "gear"));
+  Register(1, Publish(3, "/b", "brake"));
+  EXPECT_TRUE(registry_.UnregisterEntity(1, 3));
+  EXPECT_EQ(Events(), "/speed: /a <-\n/gear: /b <-\n");
+  EXPECT_TRUE(registry_.UnregisterNode(1, "/b"));
+  EXPECT_EQ(Events(), "/speed: /a <-\n");
+  registry_.Close(1);
+  EXPECT_EQ(Events(), "/speed: /a (offline) <-\n");
+  EXPECT_EQ(registry_.Nodes("ALL").size(), 1U);
+}
+
+TEST_F(RegistryTest, RefusesWhatIsOutOfOrder) {
+  EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/a")), "Hello must come first");
+  EXPECT_EQ(ReasonOf(registry_.Register(1, Publish(1, "/a", "t"))), "Hello must come first");
+  EXPECT_EQ(ReasonOf(registry_.RegisterParticipant(1, {std::string(24, 'a'), 0})), "Hello must come first");
+  Start(1, "/a");
+  EXPECT_EQ(ReasonOf(registry_.Open(1, {}, "app")), "the application has said Hello already");
+  EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/a")), "the application has a node '/a' already");
+  EXPECT_THAT(ReasonOf(registry_.RegisterNode(1, "")), testing::HasSubstr("1 to 5000 characters"));
+  EXPECT_THAT(ReasonOf(registry_.RegisterNode(1, std::string(5001, 'x'))), testing::HasSubstr("this one has 5001"));
+  EXPECT_EQ(ReasonOf(registry_.Register(1, Publish(1, "/b", "t"))),
+            "the node '/b' of the event '/t' is not registered");
+  EXPECT_EQ(ReasonOf(registry_.Register(1, DdsEvent(1, static_cast<EntityRole>(2), "/a", "t"))),
+            "the role must be 0 or 1, not 2");
+  Register(1, Publish(1, "/a", "t"));
+  EXPECT_EQ(ReasonOf(registry_.Register(1, test::SomeipMethod(1, kProvider, "/a", "/m", 1))),
+            "the id 1 is in use already");
+  EXPECT_EQ(ReasonOf(registry_.UnregisterEntity(1, 2)), "nothing is registered under the id 2");
+  EXPECT_THAT(ReasonOf(registry_.RegisterParticipant(1, {std::string(24, 'g'), 0})), testing::HasSubstr("24 hex"));
+  EXPECT_TRUE(registry_.RegisterNode(1, "/b"));
+  EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/c")), "an application can have 2 nodes at most");
+  for (std::uint32_t id = 2; id <= 5; ++id) {
+    Register(1, Publish(id, "/a", "t"));
+  }
+  EXPECT_EQ(ReasonOf(registry_.Register(1, Publish(6, "/a", "t"))), "an application can register 5 entities at most");
+}
+
+TEST_F(RegistryTest, NodesTellTheirProcessAndEntities) {
+  Start(1, "/speed");
+  Register(1, Publish(1, "/speed", "speed"));
+  Register(1, test::SomeipMethod(2, kConsumer, "/speed", "/reset", 5));
+  Start(2, "/dash");
+  Register(2, Subscribe(1, "/dash", "speed"));
+  auto nodes = registry_.Nodes("ALL");
+  ASSERT_EQ(nodes.size(), 2U);
+  EXPECT_EQ(nodes[0].nodeName, "/speed");
+  EXPECT_EQ(nodes[0].processId, 101U);
+  EXPECT_EQ(nodes[0].identity, "vehicle:qor");
+  EXPECT_EQ(nodes[0].applicationName, "app");
+  EXPECT_EQ(nodes[0].maintaindInstance, 7);
+  EXPECT_TRUE(nodes[0].isOnline);
+  EXPECT_THAT(nodes[0].entities,
+              ElementsAre(NodeEntityInfo{EntityKind::kEvent, kProvider, "/speed", DriverType::kDds},
+                          NodeEntityInfo{EntityKind::kMethod, kConsumer, "/reset", DriverType::kSomeip}));
+  EXPECT_THAT(registry_.Nodes("/dash"), ElementsAre(nodes[1]));
+
+  registry_.Close(1);
+  registry_.Close(2);
+  nodes = registry_.Nodes("ALL");
+  ASSERT_EQ(nodes.size(), 1U) << "a node stays listed for its offline publishers only";
+  EXPECT_EQ(nodes[0].nodeName, "/speed");
+  EXPECT_FALSE(nodes[0].isOnline);
+  EXPECT_EQ(nodes[0].entities.size(), 1U);
+}
+
+TEST_F(RegistryTest, SubscriberNodesAreFoundByTheEventsNumbers) {
+  Start(1, "/dash");
+  Start(2, "/log");
+  Register(1, Subscribe(1, "/dash", "speed"));
+  Register(2, Subscribe(1, "/log", "gear"));
+  auto someip = Subscribe(2, "/log", "brake");
+  someip.info.bindings.clear();
+  someip.info.bindings[DriverType::kSomeip].someip.serviceId = 0x55;
+  someip.info.bindings[DriverType::kSomeip].someip.eventId = 0x8001;
+  Register(2, someip);
+  const auto find = [this](const QuerySubEventInfoIndex& index) {
+    std::string names;
+    for (const auto& node : registry_.SubscriberNodes(index).subscribers) {
+      names += node.nodeName + ":" + std::to_string(node.processId) + " ";
+    }
+    return names;
+  };
+  QuerySubEventInfoIndex index;
+  index.topicName = "gear";
+  EXPECT_EQ(find(index), "/log:102 ") << "a foreign event has a topic and no service";
+  index.topicName = "speed";
+  index.ddsServiceId = 0x10;
+  index.ddsInstanceId = 1;
+  EXPECT_EQ(find(index), "/dash:101 ");
+  index.domainId = 3;
+  EXPECT_EQ(find(index), "");
+  index = {};
+  index.topicName = "notopic";
+  EXPECT_EQ(find(index), "");
+  index.someipServiceId = 0x55;
+  index.eventId = 0x8001;
+  EXPECT_EQ(find(index), "/log:102 ");
+}
+
+TEST_F(RegistryTest, ForeignEndpointsMeetRegisteredOnesByTopic) {
+  const auto foreign = [](const std::string& topic) {
+    EventRegisterInfo info = Publish(0, "", topic).info;
+    DDSEventInfo& dds = info.bindings[DriverType::kDds].dds;
+    dds.serviceId = dds.instanceId = 0;
+    dds.isForeign = true;
+    return info;
+  };
+  Start(1, "/speed");
+  Start(2, "/dash");
+  Register(1, Publish(1, "/speed", "speed"));
+  Register(2, Subscribe(1, "/dash", "scan"));
+  auto liar = Subscribe(2, "/dash", "speed");
+  liar.info.bindings[DriverType::kDds].dds.serviceId = 0x99;
+  liar.info.bindings[DriverType::kDds].dds.isForeign = true;
+  Register(2, liar);
+  registry_.SetForeign("w1", kProvider, "dds:lidar:1", foreign("scan"));
+  registry_.SetForeign("r1", kConsumer, "dds:view:2", foreign("speed"));
+  registry_.SetForeign("r2", kConsumer, "dds:view:2", foreign("speed"));
+  EXPECT_EQ(Events(),
+            "/speed: /speed <- dds:view:2\n"
+            "/scan: dds:lidar:1 <- /dash\n"
+            "/speed:  <- /dash\n")
+      << "an application cannot claim to be foreign";
+  registry_.SetForeign("w1", kProvider, "dds:lidar:1", foreign("cloud"));
+  registry_.RemoveForeign("r1");
+  registry_.RemoveForeign("r2");
+  registry_.RemoveForeign("unknown");
+  EXPECT_EQ(Events(), "/speed: /speed <-\n/cloud: dds:lidar:1 <-\n/scan:  <- /dash\n/speed:  <- /dash\n");
+  registry_.RemoveForeign("w1");
+  EXPECT_EQ(Events("/cloud"), "") << "a foreign publisher does not stay as an offline one";
+}
+
+TEST_F(RegistryTest, DeployedEntitiesAreListedUntilSomebodyRegistersThem) {
+  com::Deployment deployment;
+  deployment.methods = {test::SomeipMethod(0, kProvider, "", "/reset", 1).info,
+                        test::SomeipMethod(0, kProvider, "", "/stop", 2).info};
+  deployment.events = {Publish(0, "", "speed").info};
+  deployment.events[0].dataTypeName = "Speed";
+  deployment.services.resize(1);
+  deployment.services[0].serviceName = "Motor";
+  deployment.fields.resize(1);
+  deployment.fields[0].fieldName = "Limit";
+  registry_.SetDeployment(deployment);
+  EXPECT_THAT(registry_.Events("ALL"), IsEmpty()) << "an event of nobody would only confuse";
+  ASSERT_EQ(registry_.Services("Motor").size(), 1U);
+  EXPECT_EQ(registry_.Fields("ALL").size(), 1U);
+  const auto reset = registry_.Methods("/reset");
+  ASSERT_EQ(reset.size(), 1U);
+  EXPECT_EQ(reset[0].server, "");
+  EXPECT_EQ(reset[0].instanceShortName, "front");
+  EXPECT_EQ(reset[0].maintaindInstance, 7);
+
+  Start(1, "/motor");
+  Start(2, "/panel");
+  Register(1, test::SomeipMethod(1, kProvider, "/motor", "/motor/reset", 1));
+  Register(2, test::SomeipMethod(1, kConsumer, "/panel", "/reset", 1));
+  const auto methods = registry_.Methods("ALL");
+  ASSERT_EQ(methods.size(), 2U) << "one of another name and the same numbers is the same";
+  EXPECT_EQ(methods[0].server, "/motor");
+  EXPECT_TRUE(methods[0].isServerOnline);
+  EXPECT_THAT(methods[0].clients, ElementsAre("/panel"));
+  EXPECT_EQ(methods[1].methodName, "/stop");
+
+  EventRegisterInfo seen = Publish(0, "", "speed").info;
+  registry_.SetForeign("w", kProvider, "dds:x:1", seen);
+  EXPECT_EQ(registry_.Events("/speed").front().dataTypeName, "Speed") << "the deployment knows the type of a topic";
+}
+
+class HeardListener : public RegistryListener {
+ public:
+  void OnDomain(std::uint16_t domainId) override { heard += "domain " + std::to_string(domainId) + ";"; }
+  void OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) override {
+    heard += guidPrefix + "@" + std::to_string(domainId) + ";";
+  }
+  std::string heard;
+};
+
+TEST_F(RegistryTest, TellsItsListenerWhatConcernsDds) {
+  HeardListener listener;
+  registry_.SetListener(&listener);
+  Start(1, "/a");
+  Register(1, DdsEvent(1, kConsumer, "/a", "t", 1, 4));
+  Register(1, test::SomeipMethod(2, kProvider, "/a", "/m", 1));
+  ASSERT_TRUE(registry_.RegisterParticipant(1, {"0123456789abcdef01234567", 9}));
+  EXPECT_EQ(listener.heard, "domain 4;domain 9;0123456789abcdef01234567@9;");
+}
+
+TEST_F(RegistryTest, RevisionChangesWithEveryChangeAndNoQuestion) {
+  std::uint64_t last = registry_.Revision();
+  const auto changed = [&] { return std::exchange(last, registry_.Revision()) != last; };
+  Start(1, "/a");
+  EXPECT_TRUE(changed());
+  Register(1, Publish(1, "/a", "t"));
+  EXPECT_TRUE(changed());
+  (void)registry_.Events("ALL");
+  (void)registry_.Nodes("ALL");
+  registry_.Close(99);
+  EXPECT_FALSE(changed());
+  registry_.SetForeign("g", kProvider, "dds:x:1", Publish(0, "", "t").info);
+  EXPECT_TRUE(changed());
+  registry_.RemoveForeign("g");
+  EXPECT_TRUE(changed());
+  ASSERT_TRUE(registry_.UnregisterEntity(1, 1));
+  EXPECT_TRUE(changed());
+  ASSERT_TRUE(registry_.UnregisterNode(1, "/a"));
+  EXPECT_TRUE(changed());
+  registry_.Close(1);
+  EXPECT_TRUE(changed());
+}
+
+}  // namespace
+}  // namespace qor::maintaind
