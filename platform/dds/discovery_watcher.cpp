@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/dds/discovery_watcher.h"
 
+#include <algorithm>
 #include <deque>
 #include <fastdds/dds/domain/DomainParticipant.hpp>
 #include <fastdds/dds/domain/DomainParticipantFactory.hpp>
@@ -62,6 +63,7 @@ class DiscoveryWatcher::Impl : private fdds::DomainParticipantListener {
   /// What is announced by the participant for those of its endpoints that do not say it themselves.
   struct KnownParticipant {
     std::string name;
+    bool isOfPlatform = false;
     ReachableBy reachable;
   };
 
@@ -74,7 +76,9 @@ class DiscoveryWatcher::Impl : private fdds::DomainParticipantListener {
       if (isGone) {
         participants_.erase(guid);
       } else {
-        participants_[guid] = {info.info.m_participantName.to_string(), ReadLocators(info.info.default_locators)};
+        participants_[guid] = {info.info.m_participantName.to_string(),
+                               std::ranges::equal(info.info.m_userData.data_vec(), kPlatformMark),
+                               ReadLocators(info.info.default_locators)};
       }
     }
     if (isGone) {
@@ -109,6 +113,7 @@ class DiscoveryWatcher::Impl : private fdds::DomainParticipantListener {
       return;
     }
     endpoint.participantName = found->second.name;
+    endpoint.isOfPlatform = found->second.isOfPlatform;
     if (endpoint.transports.empty()) {
       endpoint.transports = found->second.reachable.transports;
       endpoint.address = found->second.reachable.address;

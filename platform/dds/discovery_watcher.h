@@ -19,6 +19,7 @@ struct DiscoveredEndpoint {
   std::string guid;             ///< 32 hexadecimal digits
   std::string participantGuid;  ///< GUID prefix of its participant, 24 hexadecimal digits
   std::string participantName;  ///< entity name that the participant announces; may be empty
+  bool isOfPlatform = false;    ///< its participant is one of this platform, here or on another host
   bool isWriter = false;
   std::uint16_t domainId = 0;
   std::string topicName;

@@ -51,6 +51,7 @@ std::shared_ptr<transports::SharedMemTransportDescriptor> MakeSharedMemory(std::
 eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const ParticipantOptions& options) {
   eprosima::fastdds::dds::DomainParticipantQos qos;
   qos.name(options.name);
+  qos.user_data().data_vec({kPlatformMark.begin(), kPlatformMark.end()});
   qos.transport().use_builtin_transports = false;
   qos.transport().user_transports.push_back(MakeUdp(options.addresses));
   if (options.segmentSize != 0) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qor::dds {
@@ -23,6 +24,10 @@ inline constexpr std::uint16_t kMaxDomainId = 232;
 /// the first kPeersPerAddress participants on each of its addresses and listens on its own; nothing joins or sends to a
 /// multicast group. Samples take shared memory where both sides have it, else UDP.
 eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const ParticipantOptions& options);
+
+/// What a participant of this platform announces as USER_DATA: its endpoints are reported by its own daemon, so nobody
+/// else has to list them as foreign.
+inline constexpr std::string_view kPlatformMark = "qor.platform";
 
 /// Participants of one domain on one address that find each other whoever comes first. One datagram each per
 /// announcement.

@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* kOwn = "0f0000000000000000000001";
-constexpr const char* kLidar = "aa00000000000000deadbeef";
+constexpr const char* kLidar = "aa000000deadbeef00000000";
 
 /// Stands for DDS discovery: the test says what is seen.
 class FakeDiscovery {
@@ -111,7 +111,7 @@ TEST_F(DdsMonitorTest, ListsForeignEndpointsWhileTheirProgramLives) {
   Start();
   RunUntilWatched(1);
   discovery_.In(0).onEndpoint(Endpoint("00000001", true));
-  discovery_.In(0).onEndpoint(Endpoint("00000002", false, "bb00000000000000cafecafe"));
+  discovery_.In(0).onEndpoint(Endpoint("00000002", false, "bb000000cafecafe00000000"));
   EXPECT_THAT(Listed(), ElementsAre("/rt/scan dds:lidar:deadbeef <- { \"dds:lidar:cafecafe\" }"));
   const EventInfoWithPubSub event = registry_.Events("/rt/scan").front();
   EXPECT_EQ(event.applicationName, "dds");
@@ -121,7 +121,7 @@ TEST_F(DdsMonitorTest, ListsForeignEndpointsWhileTheirProgramLives) {
   EXPECT_THAT(dds.transports, ElementsAre(TransportQos::kShm, TransportQos::kUdp));
   EXPECT_EQ(dds.participantGuid, kLidar);
 
-  discovery_.In(0).onEndpointGone("bb00000000000000cafecafe00000002");
+  discovery_.In(0).onEndpointGone("bb000000cafecafe0000000000000002");
   EXPECT_THAT(Listed(), ElementsAre("/rt/scan dds:lidar:deadbeef <- {}"));
   discovery_.In(0).onParticipantGone(kLidar);
   EXPECT_THAT(Listed(), IsEmpty());
@@ -132,11 +132,14 @@ TEST_F(DdsMonitorTest, ParticipantsOfApplicationsAreNotForeign) {
   RunUntilWatched(1);
   discovery_.In(0).onEndpoint(Endpoint("00000001", true));
   ASSERT_EQ(Listed().size(), 1U);
-  monitor_->OnParticipant("AA00000000000000DEADBEEF", 0);
+  monitor_->OnParticipant("AA000000DEADBEEF00000000", 0);
   EXPECT_THAT(Listed(), IsEmpty()) << "seen before it was registered";
   discovery_.In(0).onEndpoint(Endpoint("00000002", true));
   discovery_.In(0).onEndpoint(Endpoint("00000003", true, kOwn));
-  EXPECT_THAT(Listed(), IsEmpty()) << "registered, or the monitor's own";
+  auto ofAnotherDaemon = Endpoint("00000004", true, "cc000000cafecafe00000000");
+  ofAnotherDaemon.isOfPlatform = true;
+  discovery_.In(0).onEndpoint(ofAnotherDaemon);
+  EXPECT_THAT(Listed(), IsEmpty()) << "registered, the monitor's own, or registered with another daemon";
   discovery_.In(0).onParticipantGone(kLidar);
   discovery_.In(0).onEndpoint(Endpoint("00000001", true));
   EXPECT_EQ(Listed().size(), 1U) << "the next participant with this number is another one";
@@ -196,8 +199,10 @@ TEST(ForeignEvent, NamesAreMadeOfWhatNamesCanHave) {
   endpoint.participantName = "";
   EXPECT_EQ(ForeignNodeName(endpoint), "dds:unnamed:deadbeef");
   endpoint.participantName = "a\x1b[2Jb";
+  endpoint.participantGuid = "0123456789";
+  EXPECT_EQ(ForeignNodeName(endpoint), "dds:a_[2Jb:89");
   endpoint.participantGuid = "77";
-  EXPECT_EQ(ForeignNodeName(endpoint), "dds:a_[2Jb:77");
+  EXPECT_EQ(ForeignNodeName(endpoint), "dds:a_[2Jb:");
 }
 
 }  // namespace

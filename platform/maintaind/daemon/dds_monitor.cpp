@@ -145,7 +145,7 @@ void DdsMonitor::Know(const std::string& guidPrefix) {
 
 void DdsMonitor::OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoint& endpoint) {
   const std::string participant = LowerCase(endpoint.participantGuid);
-  if (known_.contains(participant)) {
+  if (endpoint.isOfPlatform || known_.contains(participant)) {
     return;
   }
   const std::string guid = LowerCase(endpoint.guid);

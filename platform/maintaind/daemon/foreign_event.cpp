@@ -8,7 +8,10 @@ namespace qor::maintaind {
 namespace {
 
 constexpr std::size_t kMaxParticipantName = 256;
-constexpr std::size_t kGuidTail = 8;
+/// Where the common DDS implementations put what differs between two programs of one host: before it stand the vendor
+/// and the host, behind it a number that counts inside the program.
+constexpr std::size_t kProgramDigits = 8;
+constexpr std::size_t kProgramDigitsAt = 8;
 
 }  // namespace
 
@@ -25,7 +28,8 @@ std::string ForeignNodeName(const dds::DiscoveredEndpoint& endpoint) {
   std::replace_if(
       name.begin(), name.end(), [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; }, '_');
   const std::string& guid = endpoint.participantGuid;
-  return "dds:" + (name.empty() ? "unnamed" : name) + ":" + guid.substr(guid.size() - std::min(guid.size(), kGuidTail));
+  return "dds:" + (name.empty() ? "unnamed" : name) + ":" +
+         guid.substr(std::min(guid.size(), kProgramDigitsAt), kProgramDigits);
 }
 
 EventRegisterInfo ForeignEvent(const dds::DiscoveredEndpoint& endpoint) {
