@@ -20,7 +20,7 @@ constexpr std::uint32_t kMaxDepth = 100'000;
 constexpr std::int32_t kMaxInstances = 20'000;
 static_assert(kMaxInstances <= std::numeric_limits<std::int32_t>::max() / static_cast<std::int32_t>(kMaxDepth));
 /// A writer tells every so often what it has sent until all readers have it; a lost last fragment waits that long.
-constexpr std::chrono::milliseconds kHeartbeatPeriod{50};
+constexpr std::chrono::milliseconds kHeartbeatPeriod{20};
 /// How long a Write may wait for slow readers of a KEEP_ALL event.
 constexpr std::chrono::milliseconds kMaxBlockingTime{1000};
 

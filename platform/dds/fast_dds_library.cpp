@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/dds/shared_memory.h"
 #include "platform/log/qor_log.h"
 
 namespace qor::dds {
@@ -38,6 +39,7 @@ class LogConsumer : public fdds::LogConsumer {
 using FactoryHandle = std::shared_ptr<fdds::DomainParticipantFactory>;
 
 FactoryHandle* SetUp() {
+  RemoveAbandonedSegments();
   fdds::Log::ClearConsumers();
   fdds::Log::RegisterConsumer(std::make_unique<LogConsumer>());
   eprosima::fastrtps::LibrarySettingsAttributes settings;

@@ -26,7 +26,7 @@ constexpr std::uint32_t kMaxMessageSize = 65500;
 /// Room for a few samples of 2 MB while the receive thread is busy; the kernel gives what net.core.rmem_max allows.
 constexpr std::uint32_t kSocketBufferSize = 4U << 20U;
 /// A sample of 2 MB takes 33 messages; this is room for several of them.
-constexpr std::uint32_t kSharedMemoryQueue = 1024;
+constexpr std::uint32_t kSharedMemoryQueue = 8192;
 
 std::shared_ptr<transports::UDPv4TransportDescriptor> MakeUdp(const std::vector<std::string>& addresses) {
   auto udp = std::make_shared<transports::UDPv4TransportDescriptor>();

@@ -1,15 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/dds/shared_memory.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
 
+#include "platform/ipc/unique_fd.h"
 #include "platform/log/qor_log.h"
 
 namespace qor::dds {
@@ -28,7 +36,44 @@ void WarnOnce(const std::string& reason) {
   });
 }
 
+constexpr std::string_view kSegmentPrefix = "fastrtps_";
+constexpr std::string_view kPortPrefix = "fastrtps_port";
+constexpr std::string_view kLockSuffix = "_el";
+/// A program locks its file right after it made it.
+constexpr std::chrono::seconds kYoungest{10};
+
+bool IsSegmentLock(std::string_view fileName) {
+  return fileName.starts_with(kSegmentPrefix) && fileName.ends_with(kLockSuffix) && !fileName.starts_with(kPortPrefix);
+}
+
+bool IsAbandoned(const std::filesystem::path& lockFile) {
+  std::error_code error;
+  const auto changed = std::filesystem::last_write_time(lockFile, error);
+  if (error || std::filesystem::file_time_type::clock::now() - changed < kYoungest) {
+    return false;
+  }
+  const ipc::UniqueFd file(::open(lockFile.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  return file && ::flock(file.Get(), LOCK_EX | LOCK_NB) == 0;
+}
+
 }  // namespace
+
+void RemoveAbandonedSegments() {
+  std::error_code error;
+  std::vector<std::filesystem::path> abandoned;
+  std::filesystem::directory_iterator entry(kFolder, error);
+  while (!error && entry != std::filesystem::directory_iterator()) {
+    if (IsSegmentLock(entry->path().filename().native()) && IsAbandoned(entry->path())) {
+      abandoned.push_back(entry->path());
+    }
+    entry.increment(error);
+  }
+  for (const std::filesystem::path& lockFile : abandoned) {
+    const std::string& name = lockFile.native();
+    std::filesystem::remove(name.substr(0, name.size() - kLockSuffix.size()), error);
+    std::filesystem::remove(lockFile, error);
+  }
+}
 
 std::uint32_t UsableSegmentSize(std::uint32_t wanted) {
   struct statvfs info {};

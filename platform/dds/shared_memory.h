@@ -11,6 +11,10 @@ namespace qor::dds {
 /// touches every page of its segment, so a segment that does not fit would end the process.
 std::uint32_t UsableSegmentSize(std::uint32_t wanted);
 
+/// Removes the segments of programs that were killed: nothing else ever would. A segment belongs to a living program as
+/// long as its lock file, "<segment>_el", is locked.
+void RemoveAbandonedSegments();
+
 }  // namespace qor::dds
 
 #endif
