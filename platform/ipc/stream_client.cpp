@@ -5,6 +5,7 @@
 #include <chrono>
 #include <deque>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include <asio/local/stream_protocol.hpp>
@@ -35,7 +36,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
       : socket_(IoThread()), retryTimer_(IoThread()), framer_(kMaxResponsePayload), onClosed_(std::move(onClosed)) {}
 
   void Connect(const std::string& path) {
-    if (isClosed_) {
+    if (failure_) {
       return;
     }
     ConnectAttempt attempt = ConnectUnix(path);
@@ -60,8 +61,8 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void Send(std::uint16_t serviceId, std::uint16_t methodId, const Payload& payload, ResponseHandler onResponse) {
-    if (isClosed_) {
-      onResponse(ara::core::ErrorCode(kConnectionLost, "the connection is closed"));
+    if (failure_) {
+      onResponse(*failure_);
       return;
     }
     const std::uint32_t request = NextRequest();
@@ -97,7 +98,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void WriteNext() {
-    if (outgoing_.empty() || isClosed_) {
+    if (outgoing_.empty() || failure_) {
       return;
     }
     asio::async_write(socket_, asio::buffer(outgoing_.front()),
@@ -127,7 +128,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
         [this](const someip::MessageHeader& header, std::span<const std::uint8_t> body) { OnMessage(header, body); });
     if (!isSound) {
       Fail(kConnectionLost, "the peer sent what is no SOME/IP message");
-    } else if (!isClosed_) {
+    } else if (!failure_) {
       ReadNext();
     }
   }
@@ -148,10 +149,10 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void Fail(std::int32_t code, const std::string& message) {
-    if (isClosed_) {
+    if (failure_) {
       return;
     }
-    isClosed_ = true;
+    failure_.emplace(code, message);
     asio::error_code ignored;
     socket_.close(ignored);
     retryTimer_.cancel();
@@ -160,7 +161,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
       onClosed();
     }
     for (auto& [request, onResponse] : std::exchange(pending_, {})) {
-      onResponse(ara::core::ErrorCode(code, message));
+      onResponse(*failure_);
     }
   }
 
@@ -173,7 +174,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   std::map<std::uint32_t, ResponseHandler> pending_;
   std::uint32_t lastRequest_ = 0;
   bool isConnected_ = false;
-  bool isClosed_ = false;
+  std::optional<ara::core::ErrorCode> failure_;  // why the connection is closed; nothing while it is not
 };
 
 StreamClient::StreamClient(std::string socketPath, ClosedHandler onClosed)
