@@ -2,10 +2,7 @@
 # What `cmake --install` puts down: libraries, public headers, the CMake package, the licence. Each tool installs itself.
 include(CMakePackageConfigHelpers)
 
-set(qor_libraries qorplatform)
-if(TARGET qortools)
-  list(APPEND qor_libraries qortools)
-endif()
+set(qor_libraries qorplatform qortools)
 install(TARGETS ${qor_libraries} EXPORT qortools
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP COMPONENT Runtime)
 install(TARGETS ${qor_libraries}

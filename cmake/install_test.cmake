@@ -6,7 +6,7 @@ if(QOR_SANITIZE OR CMAKE_CROSSCOMPILING)
 endif()
 set(qor_install_root ${PROJECT_BINARY_DIR}/install-test)
 add_test(NAME Install.IntoAnEmptyPrefix
-         COMMAND ${CMAKE_COMMAND} --install ${PROJECT_BINARY_DIR} --prefix ${qor_install_root}/prefix)
+         COMMAND sh -c "rm -rf '${qor_install_root}' && '${CMAKE_COMMAND}' --install '${PROJECT_BINARY_DIR}' --prefix '${qor_install_root}/prefix'")
 add_test(NAME Install.APackageUserBuildsAndRuns
          COMMAND ${CMAKE_CTEST_COMMAND} --build-and-test
                  ${CMAKE_CURRENT_LIST_DIR}/install_test ${qor_install_root}/consumer

@@ -44,6 +44,7 @@ void Schedule::Every(Clock::duration period, Task task) {
 
 void Schedule::Run() {
   constexpr auto kIdle = std::chrono::hours(1);
+  constexpr auto kMaxBacklog = std::chrono::milliseconds(100);
   const auto earlier = [](const Entry& left, const Entry& right) { return left.next < right.next; };
   while (true) {
     const auto entry = std::min_element(entries_.begin(), entries_.end(), earlier);
@@ -55,7 +56,7 @@ void Schedule::Run() {
     const Clock::time_point now = Clock::now();
     if (now >= due) {
       entry->task();
-      entry->next = std::max(due + entry->period, now);
+      entry->next = std::max(due + entry->period, now - kMaxBacklog);
     } else if (hasAlways) {
       always_();
     }

@@ -17,7 +17,7 @@ class Schedule {
 
   Schedule();
 
-  /// `period` above 0. A task that falls behind skips what it missed.
+  /// `period` above 0. A task that falls behind catches up, and skips what is more than 100 ms late.
   void Every(Clock::duration period, Task task);
   /// Runs `task` whenever nothing else is due, without a pause.
   void Always(Task task) { always_ = std::move(task); }

@@ -4,6 +4,8 @@
 //     test_publisher NODE EVENT DOMAIN PERIOD_MS
 //
 // It says "ready" when the event is set up; a period of 0 publishes nothing.
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -26,7 +28,7 @@ qor::maintaind::EventRegisterInfo Event(const std::string& name, int domain) {
   dds.serviceId = 4660;
   dds.instanceId = 1;
   dds.domainId = static_cast<std::uint16_t>(domain);
-  dds.topicName = name;
+  dds.topicName = name + "_" + std::to_string(getppid());  // another test may use the same domain
   dds.typeName = "TestType";
   dds.transports = {qor::maintaind::TransportQos::kUdp};
   return event;

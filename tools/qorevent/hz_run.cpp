@@ -175,7 +175,8 @@ void HzRun::Report() {
     return;
   }
   hz_.QorEventPrintHz();
-  ++reportCount_;
+  CountSamples();
+  reportCount_ += HasData() ? 1 : 0;
 }
 
 void HzRun::PrintSamples() {
