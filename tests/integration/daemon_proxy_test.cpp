@@ -9,6 +9,7 @@
 #include "platform/ipc/stream_client.h"
 #include "platform/maintaind/service/tools_service_proxy.h"
 #include "tests/support/daemon_thread.h"
+#include "tests/support/eventually.h"
 #include "tests/support/runtime_folder.h"
 
 namespace qor::maintaind::proxy {

@@ -11,6 +11,7 @@
 #include "platform/ipc/unix_connect.h"
 #include "platform/log/log_capture.h"
 #include "tests/support/daemon_thread.h"
+#include "tests/support/eventually.h"
 #include "tests/support/runtime_folder.h"
 
 namespace qor::maintaind {
