@@ -28,7 +28,7 @@ struct LoadOptions {
   double rate = 10;               ///< samples a second of each event; 0: as fast as it goes
   std::uint32_t size = 64;        ///< bytes of a sample, at least kMinLoadSize
   std::string transport = "SHM";  ///< "SHM" or "UDP"
-  std::uint16_t domain = 77;
+  std::uint16_t domain = 12;
 };
 int RunLoad(Schedule& schedule, const LoadOptions& options);
 
