@@ -33,7 +33,6 @@ bool IsFromDaemon(const ara::core::ErrorCode& error) {
 }
 
 std::string NodeKey(const std::string& name) { return "node " + name; }
-std::string ParticipantKey(const std::string& guidPrefix) { return "participant " + guidPrefix; }
 std::string EntityKey(std::uint32_t id) { return "entity " + std::to_string(id); }
 
 }  // namespace
@@ -231,18 +230,6 @@ void DaemonLink::AddNode(const std::string& name) {
 
 void DaemonLink::RemoveNode(const std::string& name) {
   asio::post(ipc::IoThread(), [impl = impl_, key = NodeKey(name)] { impl->Remove(key); });
-}
-
-void DaemonLink::AddParticipant(const maintaind::ParticipantRegistration& participant) {
-  Registration registration{.key = ParticipantKey(participant.guidPrefix),
-                            .description = "participant " + participant.guidPrefix,
-                            .registerMethod = operation::RegisterParticipant::kMethodId,
-                            .registerPayload = maintaind::Encode(participant)};
-  asio::post(ipc::IoThread(), [impl = impl_, registration = std::move(registration)] { impl->Add(registration); });
-}
-
-void DaemonLink::RemoveParticipant(const std::string& guidPrefix) {
-  asio::post(ipc::IoThread(), [impl = impl_, key = ParticipantKey(guidPrefix)] { impl->Remove(key); });
 }
 
 std::uint32_t DaemonLink::AddEvent(maintaind::EntityRole role, maintaind::EventRegisterInfo event) {

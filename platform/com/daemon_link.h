@@ -30,10 +30,6 @@ class DaemonLink {
   void AddNode(const std::string& name);
   void RemoveNode(const std::string& name);
 
-  /// The participant's endpoints are this application's; nobody needs to be told when it goes.
-  void AddParticipant(const maintaind::ParticipantRegistration& participant);
-  void RemoveParticipant(const std::string& guidPrefix);
-
   /// Returns the id for RemoveEntity.
   [[nodiscard]] std::uint32_t AddEvent(maintaind::EntityRole role, maintaind::EventRegisterInfo event);
   void RemoveEntity(std::uint32_t id);

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/com/application_name.h"
-#include "platform/com/daemon_link.h"
 #include "platform/dds/guid_text.h"
 #include "platform/dds/raw_reader.h"
 #include "platform/dds/raw_writer.h"
@@ -63,10 +62,7 @@ namespace {
 
 dds::ParticipantPool& ProcessPool() {
   // Never destroyed, like the transport below.
-  static auto* const pool = new dds::ParticipantPool(
-      ApplicationName(),
-      {.onCreated = [](const auto& made) { DaemonLink::Instance().AddParticipant(made); },
-       .onGone = [](const auto& gone) { DaemonLink::Instance().RemoveParticipant(gone.guidPrefix); }});
+  static auto* const pool = new dds::ParticipantPool(ApplicationName());
   return *pool;
 }
 

@@ -75,9 +75,6 @@ Participant::~Participant() {
   if (FastDdsFactory().delete_participant(participant_) != ReturnCode_t::RETCODE_OK) {
     kLog.Error() << "Fast DDS could not delete the participant in domain " << domainId_ << " on " << address_;
   }
-  if (onGone_) {
-    onGone_();
-  }
 }
 
 /// Fast DDS picks the ports when it opens them, and only a reader tells what they are.

@@ -6,7 +6,6 @@
 #include <fastdds/rtps/common/Locator.h>
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,9 +48,6 @@ class Participant : public std::enable_shared_from_this<Participant> {
   Participant(const Participant&) = delete;
   Participant& operator=(const Participant&) = delete;
 
-  /// Called when the participant is gone; to be set before the participant is shared.
-  void SetGoneHandler(std::function<void()> onGone) { onGone_ = std::move(onGone); }
-
   /// The topic with this type. kBadConfig when this process already uses the topic with another type, or the type name
   /// with and without a key.
   ara::core::Result<TopicLease> LeaseTopic(const std::string& topicName, const std::string& typeName, bool isKeyed);
@@ -87,7 +83,6 @@ class Participant : public std::enable_shared_from_this<Participant> {
   eprosima::fastrtps::rtps::GuidPrefix_t guidPrefix_;
 
   eprosima::fastrtps::rtps::LocatorList_t listeningLocators_;
-  std::function<void()> onGone_;
 
   std::mutex mutex_;
   std::map<std::string, SharedTopic> topics_;  // guarded by mutex_; by topic name

@@ -1,46 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/dds/participant_pool.h"
 
-#include "platform/dds/guid_text.h"
 #include "platform/dds/host_interfaces.h"
 
 namespace qor::dds {
-namespace {
-
-maintaind::ParticipantRegistration RegistrationOf(const Participant& participant) {
-  return {GuidText(participant.GuidPrefix()), participant.DomainId()};
-}
-
-}  // namespace
-
-ParticipantPool::ParticipantPool(std::string name, Observer observer)
-    : name_(std::move(name)), observer_(std::move(observer)) {}
+ParticipantPool::ParticipantPool(std::string name) : name_(std::move(name)) {}
 
 ara::core::Result<std::shared_ptr<Participant>> ParticipantPool::Get(std::uint16_t domainId, const std::string& ip) {
   const std::string address = IsLoopback(ip) ? kLoopbackAddress : ip;
   const std::shared_ptr<Slot> slot = SlotOf(domainId, address);
-  std::shared_ptr<Participant> pooled;
-  {
-    const std::lock_guard lock(slot->mutex);
-    if (auto existing = slot->participant.lock()) {
-      return existing;
-    }
-    auto made = Participant::Create(domainId, address, name_);
-    if (!made) {
-      return made.Error();
-    }
-    pooled = std::move(made).Value();
-    pooled->SetGoneHandler([onGone = observer_.onGone, registration = RegistrationOf(*pooled)] {
-      if (onGone) {
-        onGone(registration);
-      }
-    });
-    slot->participant = pooled;
+  const std::lock_guard lock(slot->mutex);
+  if (auto existing = slot->participant.lock()) {
+    return existing;
   }
-  if (observer_.onCreated) {
-    observer_.onCreated(RegistrationOf(*pooled));
+  auto made = Participant::Create(domainId, address, name_);
+  if (made) {
+    slot->participant = made.Value();
   }
-  return pooled;
+  return made;
 }
 
 std::shared_ptr<ParticipantPool::Slot> ParticipantPool::SlotOf(std::uint16_t domainId, const std::string& address) {

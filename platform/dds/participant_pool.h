@@ -3,7 +3,6 @@
 #define QOR_DDS_PARTICIPANT_POOL_H
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,7 +11,6 @@
 
 #include "platform/ara/core/result.h"
 #include "platform/dds/participant.h"
-#include "src/common/records/registration.h"
 
 namespace qor::dds {
 
@@ -20,14 +18,8 @@ namespace qor::dds {
 /// with the last. Any thread.
 class ParticipantPool {
  public:
-  /// Told, without a lock held, about each participant when it was made and when its last user has gone.
-  struct Observer {
-    std::function<void(const maintaind::ParticipantRegistration&)> onCreated;
-    std::function<void(const maintaind::ParticipantRegistration&)> onGone;
-  };
-
   /// `name` is the entity name that the participants announce.
-  explicit ParticipantPool(std::string name, Observer observer = {});
+  explicit ParticipantPool(std::string name);
 
   /// The participant on the interface with the address `ip`; empty or in 127.0.0.0/8: this host only.
   ara::core::Result<std::shared_ptr<Participant>> Get(std::uint16_t domainId, const std::string& ip);
@@ -41,7 +33,6 @@ class ParticipantPool {
   std::shared_ptr<Slot> SlotOf(std::uint16_t domainId, const std::string& address);
 
   std::string name_;
-  Observer observer_;
   std::mutex mutex_;
   // Guarded by mutex_. Shared, so that a slot can be used while the map is not locked.
   std::map<std::pair<std::uint16_t, std::string>, std::shared_ptr<Slot>> slots_;

@@ -18,8 +18,8 @@ using Payloads =
                std::vector<FieldInfoWithPubSub>, std::vector<ServiceInfoWithPubSub>, std::vector<NodeInfoWithAppName>,
                QueryDataTypeIndex, QuerySubEventInfoIndex, SubNodeEventInfo, EventShowTexts, MethodTypeTexts,
                std::vector<DataTypeInfo>, std::vector<DataTypeRef>, LatencyIndex, LatencySwitch, LatencyQueryInfo,
-               LatencyStatus, LatencyResult, ReturnCode, ApplicationHello, DaemonHello, ParticipantRegistration,
-               EventRegistration, MethodRegistration, FieldRegistration, ServiceRegistration>;
+               LatencyStatus, LatencyResult, ReturnCode, ApplicationHello, DaemonHello, EventRegistration,
+               MethodRegistration, FieldRegistration, ServiceRegistration>;
 
 /// What can be read is written and read again as the same value.
 template <class T>

@@ -123,9 +123,6 @@ TEST_F(NodeTest, RegistersWhatIsReallyUsedAndTakesItBack) {
       dds.transports = {TransportQos::kUdp};
       dds.participantGuid = registration.info.bindings.at(DriverType::kDds).dds.participantGuid;
       EXPECT_EQ(registration.info, expected);
-      const maintaind::ParticipantRegistration participant{dds.participantGuid, dds.domainId};
-      EXPECT_THAT(daemon_.RequestsOf(operation::RegisterParticipant::kMethodId),
-                  testing::Contains(maintaind::Encode(participant)));
     }
     EXPECT_THAT(daemon_.RequestsOf(operation::RegisterNode::kMethodId),
                 testing::ElementsAre(maintaind::Encode(std::string("/node"))));

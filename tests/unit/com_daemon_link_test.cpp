@@ -70,20 +70,15 @@ TEST_F(DaemonLinkTest, RegistersInOrderAndTakesBackWhatIsRemoved) {
   ScriptedDaemon daemon(3, kApplication);
   DaemonLink link(kApplication);
   link.AddNode("/a");
-  link.AddParticipant({"0123456789abcdef01234567", 12});
   const auto event = Event("speed");
   const std::uint32_t id = link.AddEvent(EntityRole::kConsumer, event);
-  ASSERT_TRUE(WaitForRequests(daemon, 4));
-  EXPECT_THAT(Methods(daemon),
-              ElementsAre(operation::Hello::kMethodId, operation::RegisterNode::kMethodId,
-                          operation::RegisterParticipant::kMethodId, operation::RegisterEvent::kMethodId));
+  ASSERT_TRUE(WaitForRequests(daemon, 3));
+  EXPECT_THAT(Methods(daemon), ElementsAre(operation::Hello::kMethodId, operation::RegisterNode::kMethodId,
+                                           operation::RegisterEvent::kMethodId));
   const auto requests = daemon.Requests();
   EXPECT_EQ(Decoded<operation::Hello>(requests[0].payload).applicationName, kApplication);
   EXPECT_EQ(Decoded<operation::RegisterNode>(requests[1].payload), "/a");
-  const auto participant = Decoded<operation::RegisterParticipant>(requests[2].payload);
-  EXPECT_EQ(participant.guidPrefix, "0123456789abcdef01234567");
-  EXPECT_EQ(participant.domainId, 12);
-  const auto registration = Decoded<operation::RegisterEvent>(requests[3].payload);
+  const auto registration = Decoded<operation::RegisterEvent>(requests[2].payload);
   EXPECT_EQ(registration.id, id);
   EXPECT_EQ(registration.role, EntityRole::kConsumer);
   EXPECT_EQ(registration.info, event);
@@ -92,7 +87,7 @@ TEST_F(DaemonLinkTest, RegistersInOrderAndTakesBackWhatIsRemoved) {
   link.AddNode("/a");
   link.RemoveNode("/a");  // one user is left
   link.RemoveNode("/a");
-  ASSERT_TRUE(WaitForRequests(daemon, 6));
+  ASSERT_TRUE(WaitForRequests(daemon, 5));
   EXPECT_THAT(daemon.RequestsOf(operation::UnregisterEntity::kMethodId), ElementsAre(maintaind::Encode(id)));
   EXPECT_THAT(Methods(daemon).back(), operation::UnregisterNode::kMethodId);
 }
@@ -101,20 +96,21 @@ TEST_F(DaemonLinkTest, RegistersAgainWithEveryDaemonThatComes) {
   DaemonLink link(kApplication);
   link.AddNode("/kept");
   link.AddNode("/removed");
-  link.AddParticipant({"aaaaaaaaaaaaaaaaaaaaaaaa", 1});
-  link.AddParticipant({"bbbbbbbbbbbbbbbbbbbbbbbb", 1});
+  const std::uint32_t removed = link.AddEvent(EntityRole::kProvider, Event("removed"));
+  const std::uint32_t kept = link.AddEvent(EntityRole::kProvider, Event("kept"));
   {
     ScriptedDaemon daemon(1, kApplication);  // comes after the first attempts failed
     ASSERT_TRUE(WaitForRequests(daemon, 5));
     link.RemoveNode("/removed");
-    link.RemoveParticipant("aaaaaaaaaaaaaaaaaaaaaaaa");
-    ASSERT_TRUE(WaitForRequests(daemon, 6));
+    link.RemoveEntity(removed);
+    ASSERT_TRUE(WaitForRequests(daemon, 7));
     daemon.DropConnection();
-    ASSERT_TRUE(WaitForRequests(daemon, 9));
+    ASSERT_TRUE(WaitForRequests(daemon, 10));
     const auto methods = Methods(daemon);
-    EXPECT_THAT(std::vector(methods.begin() + 6, methods.end()),
+    EXPECT_THAT(std::vector(methods.begin() + 7, methods.end()),
                 ElementsAre(operation::Hello::kMethodId, operation::RegisterNode::kMethodId,
-                            operation::RegisterParticipant::kMethodId));
+                            operation::RegisterEvent::kMethodId));
+    EXPECT_EQ(Decoded<operation::RegisterEvent>(daemon.Requests().back().payload).id, kept);
   }
   ScriptedDaemon next(2, kApplication);
   ASSERT_TRUE(WaitForRequests(next, 3));

@@ -20,7 +20,7 @@ using RecordTypes =
     testing::Types<EventInfoWithPubSub, MethodInfoWithPubSub, FieldInfoWithPubSub, ServiceInfoWithPubSub,
                    NodeInfoWithAppName, QueryDataTypeIndex, QuerySubEventInfoIndex, SubNodeEventInfo, EventShowTexts,
                    MethodTypeTexts, DataTypeInfo, DataTypeRef, LatencySwitch, LatencyQueryInfo, LatencyStatus,
-                   LatencyResult, ApplicationHello, DaemonHello, ParticipantRegistration, EventRegistration,
+                   LatencyResult, ApplicationHello, DaemonHello, EventRegistration,
                    MethodRegistration, FieldRegistration, ServiceRegistration>;
 TYPED_TEST_SUITE(EveryRecord, RecordTypes);
 

@@ -165,7 +165,6 @@ TEST_F(RegistryTest, WhatIsUnregisteredIsForgotten) {
 TEST_F(RegistryTest, RefusesWhatIsOutOfOrder) {
   EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/a")), "Hello must come first");
   EXPECT_EQ(ReasonOf(registry_.Register(1, Publish(1, "/a", "t"))), "Hello must come first");
-  EXPECT_EQ(ReasonOf(registry_.RegisterParticipant(1, {std::string(24, 'a'), 0})), "Hello must come first");
   Start(1, "/a");
   EXPECT_EQ(ReasonOf(registry_.Open(1, {}, "app")), "the application has said Hello already");
   EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/a")), "the application has a node '/a' already");
@@ -179,7 +178,6 @@ TEST_F(RegistryTest, RefusesWhatIsOutOfOrder) {
   EXPECT_EQ(ReasonOf(registry_.Register(1, test::SomeipMethod(1, kProvider, "/a", "/m", 1))),
             "the id 1 is in use already");
   EXPECT_EQ(ReasonOf(registry_.UnregisterEntity(1, 2)), "nothing is registered under the id 2");
-  EXPECT_THAT(ReasonOf(registry_.RegisterParticipant(1, {std::string(24, 'g'), 0})), testing::HasSubstr("24 hex"));
   EXPECT_TRUE(registry_.RegisterNode(1, "/b"));
   EXPECT_EQ(ReasonOf(registry_.RegisterNode(1, "/c")), "an application can have 2 nodes at most");
   for (std::uint32_t id = 2; id <= 5; ++id) {
@@ -322,9 +320,6 @@ TEST_F(RegistryTest, DeployedEntitiesAreListedUntilSomebodyRegistersThem) {
 class HeardListener : public RegistryListener {
  public:
   void OnDomain(std::uint16_t domainId) override { heard += "domain " + std::to_string(domainId) + ";"; }
-  void OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) override {
-    heard += guidPrefix + "@" + std::to_string(domainId) + ";";
-  }
   std::string heard;
 };
 
@@ -334,8 +329,7 @@ TEST_F(RegistryTest, TellsItsListenerWhatConcernsDds) {
   Start(1, "/a");
   Register(1, DdsEvent(1, kConsumer, "/a", "t", 1, 4));
   Register(1, test::SomeipMethod(2, kProvider, "/a", "/m", 1));
-  ASSERT_TRUE(registry_.RegisterParticipant(1, {"0123456789abcdef01234567", 9}));
-  EXPECT_EQ(listener.heard, "domain 4;domain 9;0123456789abcdef01234567@9;");
+  EXPECT_EQ(listener.heard, "domain 4;");
 }
 
 TEST_F(RegistryTest, RevisionChangesWithEveryChangeAndNoQuestion) {

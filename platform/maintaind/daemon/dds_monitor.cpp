@@ -26,7 +26,6 @@ std::string LowerCase(std::string text) {
 class DiscoveryWatch : public DomainWatch {
  public:
   explicit DiscoveryWatch(std::unique_ptr<dds::DiscoveryWatcher> watcher) : watcher_(std::move(watcher)) {}
-  std::string ParticipantGuid() const override { return watcher_->ParticipantGuid(); }
 
  private:
   std::unique_ptr<dds::DiscoveryWatcher> watcher_;
@@ -93,15 +92,14 @@ void DdsMonitor::Watch(std::uint16_t domainId) {
   if (!watched_.insert(domainId).second) {
     return;
   }
-  auto adopt =
-      PostToLoop([this, domainId](const Result<std::string>& participantGuid) { Adopt(domainId, participantGuid); });
-  asio::post(worker_, [this, domainId, callbacks = CallbacksFor(domainId), adopt = std::move(adopt)] {
+  auto report = PostToLoop([this, domainId](const Result<void>& outcome) { OnWatch(domainId, outcome); });
+  asio::post(worker_, [this, domainId, callbacks = CallbacksFor(domainId), report = std::move(report)] {
     auto watch = factory_(domainId, options_.interfaceIp, callbacks);
     if (!watch) {
-      adopt(Result<std::string>(watch.Error()));
+      report(Result<void>(watch.Error()));
       return;
     }
-    adopt(Result<std::string>(watch.Value()->ParticipantGuid()));
+    report(Result<void>());
     const std::lock_guard lock(watchesMutex_);
     watches_.push_back(std::move(watch).Value());
   });
@@ -115,37 +113,18 @@ dds::DiscoveryWatcher::Callbacks DdsMonitor::CallbacksFor(std::uint16_t domainId
   };
 }
 
-void DdsMonitor::Adopt(std::uint16_t domainId, const Result<std::string>& participantGuid) {
-  if (!participantGuid) {
-    log_.Error("DdsMonitor_Adopt", kLogIntervalMs)
-        << "DDS domain " << domainId << " cannot be watched: " << participantGuid.Error().Message();
+void DdsMonitor::OnWatch(std::uint16_t domainId, const Result<void>& outcome) {
+  if (!outcome) {
+    log_.Error("DdsMonitor_OnWatch", kLogIntervalMs)
+        << "DDS domain " << domainId << " cannot be watched: " << outcome.Error().Message();
     watched_.erase(domainId);
     return;
   }
-  Know(LowerCase(participantGuid.Value()));
   log_.Info() << "DDS domain " << domainId << " is being watched.";
 }
 
-void DdsMonitor::OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) {
-  if (watched_.contains(domainId)) {
-    Know(LowerCase(guidPrefix));
-  }
-}
-
-void DdsMonitor::Know(const std::string& guidPrefix) {
-  if (known_.size() >= options_.maxKnownParticipants && !known_.contains(guidPrefix)) {
-    log_.Warn("DdsMonitor_Know", kLogIntervalMs)
-        << "More than " << options_.maxKnownParticipants
-        << " participants are registered; the endpoints of further ones are listed as foreign.";
-    return;
-  }
-  known_.insert(guidPrefix);
-  RemoveEndpointsOf(guidPrefix);
-}
-
 void DdsMonitor::OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoint& endpoint) {
-  const std::string participant = LowerCase(endpoint.participantGuid);
-  if (endpoint.isOfPlatform || known_.contains(participant)) {
+  if (endpoint.isOfPlatform) {
     return;
   }
   const std::string guid = LowerCase(endpoint.guid);
@@ -154,6 +133,7 @@ void DdsMonitor::OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoin
         << "More than " << options_.maxEndpoints << " foreign DDS endpoints; further ones are not listed.";
     return;
   }
+  const std::string participant = LowerCase(endpoint.participantGuid);
   endpoints_[guid] = participant;
   dds::DiscoveredEndpoint seen = endpoint;
   seen.domainId = domainId;
@@ -169,11 +149,6 @@ void DdsMonitor::OnEndpointGone(const std::string& guid) {
 }
 
 void DdsMonitor::OnParticipantGone(const std::string& guidPrefix) {
-  known_.erase(guidPrefix);
-  RemoveEndpointsOf(guidPrefix);
-}
-
-void DdsMonitor::RemoveEndpointsOf(const std::string& guidPrefix) {
   std::erase_if(endpoints_, [&](const auto& endpoint) {
     if (endpoint.second != guidPrefix) {
       return false;

@@ -11,7 +11,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include <asio/io_context.hpp>
@@ -28,8 +27,6 @@ namespace qor::maintaind {
 class DomainWatch {
  public:
   virtual ~DomainWatch() = default;
-  /// GUID prefix of the watch's own participant.
-  virtual std::string ParticipantGuid() const = 0;
 };
 
 /// Starts to watch a domain: DiscoveryWatcher::Create, or what a test puts in its place.
@@ -41,17 +38,15 @@ ara::core::Result<std::unique_ptr<DomainWatch>> WatchDomain(std::uint16_t domain
 struct DdsMonitorOptions {
   /// The domains to watch. Nothing: domain 0 and those that applications of this daemon use.
   std::optional<std::vector<std::uint16_t>> domains{};
-  std::string interfaceIp{};                 ///< besides this host; empty: this host only
-  std::size_t maxEndpoints = 16384;          ///< foreign endpoints that are listed
-  std::size_t maxKnownParticipants = 16384;  ///< of applications that are remembered
+  std::string interfaceIp{};         ///< besides this host; empty: this host only
+  std::size_t maxEndpoints = 16384;  ///< foreign endpoints that are listed
 };
 
 /// Puts the DDS endpoints of programs that know no daemon into the registry. Belongs to the daemon's loop: all is
 /// called and done there, except that watches are made and destroyed on a thread of the monitor's own, because that
 /// takes long, and discovery reports from threads of its own, which is passed on to the loop.
 ///
-/// Participants that an application registered are known, and stay so until discovery reports their end: a program that
-/// was killed must not come up as a foreign one until its lease runs out.
+/// Participants of the platform say what they are; their endpoints are registered with a daemon and are not foreign.
 class DdsMonitor : public RegistryListener {
  public:
   DdsMonitor(asio::io_context& loop, Registry& registry, DdsMonitorOptions options,
@@ -63,7 +58,6 @@ class DdsMonitor : public RegistryListener {
   /// still.
   void Stop();
 
-  void OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) override;
   void OnDomain(std::uint16_t domainId) override;
 
  private:
@@ -71,15 +65,13 @@ class DdsMonitor : public RegistryListener {
 
   void Watch(std::uint16_t domainId);
   dds::DiscoveryWatcher::Callbacks CallbacksFor(std::uint16_t domainId);
-  void Adopt(std::uint16_t domainId, const ara::core::Result<std::string>& participantGuid);
-  void Know(const std::string& guidPrefix);
+  void OnWatch(std::uint16_t domainId, const ara::core::Result<void>& outcome);
   template <class Function>
   auto PostToLoop(Function function);
 
   void OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoint& endpoint);
   void OnEndpointGone(const std::string& guid);
   void OnParticipantGone(const std::string& guidPrefix);
-  void RemoveEndpointsOf(const std::string& guidPrefix);
 
   asio::io_context& loop_;
   Registry& registry_;
@@ -88,7 +80,6 @@ class DdsMonitor : public RegistryListener {
   const QorLog log_{"DdsMonitor"};
   asio::thread_pool worker_{1};
   std::set<std::uint16_t> watched_;               ///< domains, those whose watch is still being made among them
-  std::unordered_set<std::string> known_;         ///< participants of applications and of the watches
   std::map<std::string, std::string> endpoints_;  ///< foreign: GUID -> participant
   std::shared_ptr<Liveness> liveness_;            ///< what was posted before Stop() finds it gone
 

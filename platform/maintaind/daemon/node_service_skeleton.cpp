@@ -31,10 +31,6 @@ ServiceAnswer NodeServiceSkeleton::Answer(ConnectionId connection, const PeerInf
     case op::UnregisterNode::kMethodId:
       return AnswerRequest<op::UnregisterNode>(
           payload, [&](const std::string& name) { return registry_.UnregisterNode(connection, name); });
-    case op::RegisterParticipant::kMethodId:
-      return AnswerRequest<op::RegisterParticipant>(payload, [&](const ParticipantRegistration& participant) {
-        return registry_.RegisterParticipant(connection, participant);
-      });
     case op::RegisterEvent::kMethodId:
       return Register<op::RegisterEvent>(connection, payload);
     case op::RegisterMethod::kMethodId:

@@ -14,7 +14,6 @@ namespace {
 using VoidResult = ara::core::Result<void>;
 
 constexpr std::size_t kMaxNameLength = 5000;
-constexpr std::size_t kGuidPrefixLength = 24;
 /// Foreign endpoints stand in the tables under this connection.
 constexpr ConnectionId kForeign = 0;
 
@@ -189,22 +188,6 @@ VoidResult Registry::UnregisterNode(ConnectionId connection, const std::string& 
     return online.connection == connection && online.node->nodeName == name;
   });
   ++revision_;
-  return {};
-}
-
-VoidResult Registry::RegisterParticipant(ConnectionId connection, const ParticipantRegistration& participant) {
-  if (!IsOpen(connection)) {
-    return NotReady();
-  }
-  const bool isHexadecimal = participant.guidPrefix.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-  if (participant.guidPrefix.size() != kGuidPrefixLength || !isHexadecimal) {
-    return Refuse("the GUID prefix of a participant must be 24 hexadecimal digits, not '" + participant.guidPrefix +
-                  "'");
-  }
-  if (listener_ != nullptr) {
-    listener_->OnDomain(participant.domainId);
-    listener_->OnParticipant(participant.guidPrefix, participant.domainId);
-  }
   return {};
 }
 

@@ -35,8 +35,6 @@ class RegistryListener {
   virtual ~RegistryListener() = default;
   /// An application uses this DDS domain. Called again for each use.
   virtual void OnDomain(std::uint16_t domainId) = 0;
-  /// The participant belongs to an application of this daemon. Called after OnDomain.
-  virtual void OnParticipant(const std::string& guidPrefix, std::uint16_t domainId) = 0;
 };
 
 /// What the applications of this daemon registered, by connection, and what DDS discovery showed besides. One thread;
@@ -66,7 +64,6 @@ class Registry {
   ara::core::Result<void> RegisterNode(ConnectionId connection, const std::string& name);
   /// Forgets the node and its entities.
   ara::core::Result<void> UnregisterNode(ConnectionId connection, const std::string& name);
-  ara::core::Result<void> RegisterParticipant(ConnectionId connection, const ParticipantRegistration& participant);
   /// The node must be registered, the id new in the connection.
   template <class Info>
   ara::core::Result<void> Register(ConnectionId connection, EntityRegistration<Info> registration);

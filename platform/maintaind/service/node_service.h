@@ -24,13 +24,12 @@ using Hello = ToolsOperation<0x0001, ApplicationHello, DaemonHello>;
 /// A node of the application, by name.
 using RegisterNode = ToolsOperation<0x0002, std::string, NoArgument>;
 using UnregisterNode = ToolsOperation<0x0003, std::string, NoArgument>;
-using RegisterParticipant = ToolsOperation<0x0004, ParticipantRegistration, NoArgument>;
-using RegisterEvent = ToolsOperation<0x0005, EventRegistration, NoArgument>;
-using RegisterMethod = ToolsOperation<0x0006, MethodRegistration, NoArgument>;
-using RegisterField = ToolsOperation<0x0007, FieldRegistration, NoArgument>;
-using RegisterService = ToolsOperation<0x0008, ServiceRegistration, NoArgument>;
+using RegisterEvent = ToolsOperation<0x0004, EventRegistration, NoArgument>;
+using RegisterMethod = ToolsOperation<0x0005, MethodRegistration, NoArgument>;
+using RegisterField = ToolsOperation<0x0006, FieldRegistration, NoArgument>;
+using RegisterService = ToolsOperation<0x0007, ServiceRegistration, NoArgument>;
 /// By the id of the registration.
-using UnregisterEntity = ToolsOperation<0x0009, std::uint32_t, NoArgument>;
+using UnregisterEntity = ToolsOperation<0x0008, std::uint32_t, NoArgument>;
 
 }  // namespace node_operation
 

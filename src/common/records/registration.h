@@ -40,18 +40,6 @@ struct DaemonHello {
   }
 };
 
-/// A DDS participant of the application: what the DDS monitor sees of it is known already.
-struct ParticipantRegistration {
-  std::string guidPrefix;  ///< 24 hexadecimal digits
-  std::uint16_t domainId = 0;
-
-  template <class V, class... S>
-  static void Visit(V& visit, S&... s) {
-    visit("guidPrefix", s.guidPrefix...);
-    visit("domainId", s.domainId...);
-  }
-};
-
 /// One side of one entity of one node. `Info` is the registration record of the entity's family. The id is chosen by
 /// the application, unique in its connection over all families.
 template <class Info>
