@@ -24,7 +24,6 @@ namespace qor::dds {
 namespace {
 
 constexpr QorLog kLog("DDS");
-constexpr const char* kFolder = "/dev/shm";
 constexpr std::uint32_t kSmallestSegment = 512U << 10U;
 /// A participant takes at most this part of what is free, so that the processes started later get theirs.
 constexpr std::uint64_t kShare = 8;
@@ -58,10 +57,10 @@ bool IsAbandoned(const std::filesystem::path& lockFile) {
 
 }  // namespace
 
-void RemoveAbandonedSegments() {
+void RemoveAbandonedSegments(const std::string& folder) {
   std::error_code error;
   std::vector<std::filesystem::path> abandoned;
-  std::filesystem::directory_iterator entry(kFolder, error);
+  std::filesystem::directory_iterator entry(folder, error);
   while (!error && entry != std::filesystem::directory_iterator()) {
     if (IsSegmentLock(entry->path().filename().native()) && IsAbandoned(entry->path())) {
       abandoned.push_back(entry->path());
@@ -75,16 +74,16 @@ void RemoveAbandonedSegments() {
   }
 }
 
-std::uint32_t UsableSegmentSize(std::uint32_t wanted) {
+std::uint32_t UsableSegmentSize(std::uint32_t wanted, const std::string& folder) {
   struct statvfs info {};
-  if (::access(kFolder, R_OK | W_OK | X_OK) != 0 || ::statvfs(kFolder, &info) != 0) {
-    WarnOnce(std::string(kFolder) + ": " + std::strerror(errno));
+  if (::access(folder.c_str(), R_OK | W_OK | X_OK) != 0 || ::statvfs(folder.c_str(), &info) != 0) {
+    WarnOnce(folder + ": " + std::strerror(errno));
     return 0;
   }
   const std::uint64_t available = static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
   const std::uint64_t size = std::min<std::uint64_t>(wanted, available / kShare);
   if (size < kSmallestSegment) {
-    WarnOnce(std::string(kFolder) + " has only " + std::to_string(available) + " bytes free");
+    WarnOnce(folder + " has only " + std::to_string(available) + " bytes free");
     return 0;
   }
   return static_cast<std::uint32_t>(size);

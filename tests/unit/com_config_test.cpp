@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/com/application_name.h"
 #include "platform/com/config_store.h"
 #include "platform/com/helper.h"
 #include "platform/com/node_handle.h"
@@ -79,6 +83,16 @@ TEST(HelperAddConfig, RefusesWhatIsNotOneNamedBinding) {
   EXPECT_FALSE(Helper::AddConfig(true, {"/refused/", "", ""}, event));
   EXPECT_FALSE(ConfigStore::Instance().Find(EntityRole::kProvider, "/refused/e"));
   EXPECT_EQ(capture.CountContaining("exactly one binding"), 3U);
+}
+
+TEST(ApplicationName, IsTheChosenOneElseTheProgram) {
+  const char* before = std::getenv("QOR_APP_NAME");
+  const std::string saved = before != nullptr ? before : "";
+  ::setenv("QOR_APP_NAME", "chosen", 1);
+  EXPECT_EQ(ApplicationName(), "chosen");
+  ::setenv("QOR_APP_NAME", "", 1);
+  EXPECT_EQ(ApplicationName(), std::filesystem::read_symlink("/proc/self/exe").filename());
+  saved.empty() ? ::unsetenv("QOR_APP_NAME") : ::setenv("QOR_APP_NAME", saved.c_str(), 1);
 }
 
 TEST(NodeHandle, SaysWhyItCannotPublishOrSubscribe) {

@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fastdds/rtps/common/SerializedPayload.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 
 #include <thread>
 
 #include "platform/dds/delivery_gate.h"
 #include "platform/dds/endpoint_qos.h"
+#include "platform/dds/endpoint_transports.h"
 #include "platform/dds/raw_type.h"
+#include "platform/dds/shared_memory.h"
 #include "platform/dp/mbuf.h"
+#include "platform/ipc/unique_fd.h"
+#include "platform/log/log_capture.h"
+#include "tests/support/scratch_folder.h"
 
 namespace qor::dds {
 namespace {
@@ -86,6 +93,54 @@ TEST(EndpointQos, StandsEveryDepth) {
   EXPECT_EQ(MakeReaderQos(event, 0).history().kind, eprosima::fastdds::dds::KEEP_ALL_HISTORY_QOS);
   EXPECT_EQ(MakeReaderQos(event, 77).history().kind, eprosima::fastdds::dds::KEEP_LAST_HISTORY_QOS);
   EXPECT_EQ(MakeReaderQos(event, 77).history().depth, 77);
+}
+
+TEST(ChooseTransports, TakesWhatCanBeDrivenAndUdpWhereThereIsNoSharedMemory) {
+  using maintaind::TransportQos;
+  const auto both = ChooseTransports({TransportQos::kIcc, TransportQos::kFshm, TransportQos::kUdp}, true);
+  ASSERT_TRUE(both);
+  EXPECT_TRUE(both.Value().useUdp && both.Value().useSharedMemory);
+  const auto local = ChooseTransports({TransportQos::kDshmMbuf}, true);
+  ASSERT_TRUE(local);
+  EXPECT_TRUE(!local.Value().useUdp && local.Value().useSharedMemory);
+  for (const auto& wanted :
+       {std::vector<TransportQos>{}, {TransportQos::kShm}, {TransportQos::kShm, TransportQos::kUdp}}) {
+    const auto chosen = ChooseTransports(wanted, false);
+    ASSERT_TRUE(chosen);
+    EXPECT_TRUE(chosen.Value().useUdp && !chosen.Value().useSharedMemory);
+    EXPECT_THAT(chosen.Value().used, ElementsAre(TransportQos::kUdp));
+  }
+  EXPECT_FALSE(ChooseTransports({TransportQos::kPcie}, true));
+  EXPECT_FALSE(ChooseTransports({static_cast<TransportQos>(99)}, true));
+}
+
+TEST(SharedMemory, IsUsedAsFarAsThereIsRoomAndGivenUpWithOneWarning) {
+  const test::ScratchFolder folder;
+  log::LogCapture capture;
+  EXPECT_EQ(UsableSegmentSize(1U << 20U, folder.Path()), 1U << 20U);
+  EXPECT_EQ(capture.Lines().size(), 0U);
+  EXPECT_EQ(UsableSegmentSize(1U << 20U, folder.File("missing")), 0U);
+  EXPECT_EQ(UsableSegmentSize(1U << 20U, folder.File("missing")), 0U);
+  EXPECT_EQ(UsableSegmentSize(1U << 20U, "/proc"), 0U) << "no room at all";
+  EXPECT_EQ(capture.CountContaining("Shared memory cannot be used"), 1U);
+}
+
+TEST(SharedMemory, OnlyTheSegmentsOfTheDeadAreRemoved) {
+  const test::ScratchFolder folder;
+  for (const char* name : {"fastrtps_dead", "fastrtps_living", "fastrtps_young", "fastrtps_port7411", "other"}) {
+    folder.Write(name, "segment");
+    folder.Write(std::string(name) + "_el", "");
+    if (name != std::string("fastrtps_young")) {
+      std::filesystem::last_write_time(folder.File(std::string(name) + "_el"),
+                                       std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
+    }
+  }
+  const ipc::UniqueFd owner(::open(folder.File("fastrtps_living_el").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(owner.Get(), LOCK_EX), 0);
+  RemoveAbandonedSegments(folder.Path());
+  EXPECT_THAT(folder.Names(), testing::UnorderedElementsAre("fastrtps_living", "fastrtps_living_el", "fastrtps_young",
+                                                            "fastrtps_young_el", "fastrtps_port7411",
+                                                            "fastrtps_port7411_el", "other", "other_el"));
 }
 
 TEST(DeliveryGate, LosesNoSignalAndLetsOneThreadIn) {
