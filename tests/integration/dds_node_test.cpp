@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <map>
 
 #include "platform/com/application_name.h"
@@ -12,6 +11,7 @@
 #include "platform/log/log_capture.h"
 #include "platform/maintaind/service/node_service.h"
 #include "src/common/records/codec.h"
+#include "tests/support/environment.h"
 #include "tests/support/received_samples.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/scripted_daemon.h"
@@ -31,8 +31,8 @@ using test::WaitUntil;
 /// A runtime directory for this test alone.
 class RuntimeDirectory {
  public:
-  RuntimeDirectory() { ::setenv("QOR_RUNTIME_DIR", folder_.Path().c_str(), 1); }
-  ~RuntimeDirectory() { ::unsetenv("QOR_RUNTIME_DIR"); }
+  RuntimeDirectory() { test::SetEnvironment("QOR_RUNTIME_DIR", folder_.Path().c_str()); }
+  ~RuntimeDirectory() { test::SetEnvironment("QOR_RUNTIME_DIR", nullptr); }
   RuntimeDirectory(const RuntimeDirectory&) = delete;
   RuntimeDirectory& operator=(const RuntimeDirectory&) = delete;
 

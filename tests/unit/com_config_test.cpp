@@ -10,6 +10,7 @@
 #include "platform/com/node_handle.h"
 #include "platform/log/log_capture.h"
 #include "tests/support/dds_event.h"
+#include "tests/support/environment.h"
 
 namespace qor::com {
 namespace {
@@ -88,11 +89,11 @@ TEST(HelperAddConfig, RefusesWhatIsNotOneNamedBinding) {
 TEST(ApplicationName, IsTheChosenOneElseTheProgram) {
   const char* before = std::getenv("QOR_APP_NAME");
   const std::string saved = before != nullptr ? before : "";
-  ::setenv("QOR_APP_NAME", "chosen", 1);
+  test::SetEnvironment("QOR_APP_NAME", "chosen");
   EXPECT_EQ(ApplicationName(), "chosen");
-  ::setenv("QOR_APP_NAME", "", 1);
+  test::SetEnvironment("QOR_APP_NAME", "");
   EXPECT_EQ(ApplicationName(), std::filesystem::read_symlink("/proc/self/exe").filename());
-  saved.empty() ? ::unsetenv("QOR_APP_NAME") : ::setenv("QOR_APP_NAME", saved.c_str(), 1);
+  test::SetEnvironment("QOR_APP_NAME", before != nullptr ? saved.c_str() : nullptr);
 }
 
 TEST(NodeHandle, SaysWhyItCannotPublishOrSubscribe) {

@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -12,6 +11,7 @@
 #include "platform/maintaind/service/node_service.h"
 #include "src/common/records/codec.h"
 #include "tests/support/dds_event.h"
+#include "tests/support/environment.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/scripted_daemon.h"
 
@@ -31,12 +31,12 @@ constexpr const char* kApplication = "application under test";
 class DaemonLinkTest : public testing::Test {
  protected:
   DaemonLinkTest() {
-    ::setenv("QOR_RUNTIME_DIR", folder_.Path().c_str(), 1);
-    ::unsetenv("QOR_MAINTAIND_INSTANCE");
+    test::SetEnvironment("QOR_RUNTIME_DIR", folder_.Path().c_str());
+    test::SetEnvironment("QOR_MAINTAIND_INSTANCE", nullptr);
   }
   ~DaemonLinkTest() override {
-    ::unsetenv("QOR_RUNTIME_DIR");
-    ::unsetenv("QOR_MAINTAIND_INSTANCE");
+    test::SetEnvironment("QOR_RUNTIME_DIR", nullptr);
+    test::SetEnvironment("QOR_MAINTAIND_INSTANCE", nullptr);
   }
 
   static std::vector<std::uint16_t> Methods(const ScriptedDaemon& daemon) {
@@ -156,7 +156,7 @@ TEST_F(DaemonLinkTest, TakesTheLowestInstanceThatAccepts) {
 }
 
 TEST_F(DaemonLinkTest, GoesToTheChosenInstanceOnly) {
-  ::setenv("QOR_MAINTAIND_INSTANCE", "7", 1);
+  test::SetEnvironment("QOR_MAINTAIND_INSTANCE", "7");
   ScriptedDaemon lower(1, kApplication);
   DaemonLink link(kApplication);
   link.AddNode("/a");
@@ -166,7 +166,7 @@ TEST_F(DaemonLinkTest, GoesToTheChosenInstanceOnly) {
 }
 
 TEST_F(DaemonLinkTest, AnInstanceThatIsNoNumberIsReportedAndIgnored) {
-  ::setenv("QOR_MAINTAIND_INSTANCE", "7a", 1);
+  test::SetEnvironment("QOR_MAINTAIND_INSTANCE", "7a");
   ScriptedDaemon daemon(1, kApplication);
   DaemonLink link(kApplication);
   link.AddNode("/a");

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TESTS_SUPPORT_ENVIRONMENT_H
+#define QOR_TESTS_SUPPORT_ENVIRONMENT_H
+
+#include <asio/post.hpp>
+#include <cstdlib>
+#include <future>
+
+#include "platform/ipc/io_thread.h"
+
+namespace qor::test {
+
+/// Changes the environment of this process where the middleware reads it, so that the two do not meet; null removes.
+inline void SetEnvironment(const char* name, const char* value) {
+  std::promise<void> done;
+  asio::post(ipc::IoThread(), [&] {
+    value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name);
+    done.set_value();
+  });
+  done.get_future().wait();
+}
+
+}  // namespace qor::test
+
+#endif
