@@ -21,7 +21,7 @@ constexpr std::uint16_t kLastMethod = 0x7FFF;
 /// at the object.
 class BindingCheck {
  public:
-  BindingCheck(DeploymentReader& reader) : reader_(reader) {}
+  explicit BindingCheck(DeploymentReader& reader) : reader_(reader) {}
 
   void Expect(bool isGood, std::string_view key, const std::string& expected) {
     if (!isGood) {
