@@ -17,9 +17,12 @@ namespace rtps = eprosima::fastrtps::rtps;
 namespace transports = eprosima::fastdds::rtps;
 
 /// A killed program is forgotten after this long; the programs of this platform are known to be gone sooner, by their
-/// connection to the daemon. Four announcements fit, so that a busy host loses nobody.
+/// connection to the daemon.
 constexpr std::chrono::milliseconds kLease{5000};
-constexpr std::chrono::milliseconds kAnnouncementPeriod{1250};
+/// Ten in a lease, so that a busy host loses nobody. It also bounds how long two programs may miss each other: Fast DDS
+/// announces a new participant before it listens, so the first answer is often lost, and the next is the other's next
+/// announcement.
+constexpr std::chrono::milliseconds kAnnouncementPeriod{500};
 
 /// RTPS over UDPv4: what fits a datagram, without the headers of IP and UDP and a margin.
 constexpr std::uint32_t kMaxMessageSize = 65500;
