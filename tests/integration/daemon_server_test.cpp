@@ -173,15 +173,19 @@ TEST_F(DaemonServerTest, ThousandIdleConnectionsDoNotDisturb) {
   const DaemonThread daemon(options);
   LimitFiles(4096);
   std::vector<std::unique_ptr<RawPeer>> idle;
-  while (idle.size() < 1000) {
+  const auto connect = [&daemon] {
     auto peer = std::make_unique<RawPeer>(daemon.SocketPath());
-    if (peer->IsConnected()) {  // otherwise the daemon is behind with accepting
-      ASSERT_TRUE(peer->Send(RawPeer::Bytes(1, 0xF0)));
-      idle.push_back(std::move(peer));
+    while (!peer->IsConnected()) {  // the daemon is behind with accepting
+      peer = std::make_unique<RawPeer>(daemon.SocketPath());
     }
+    return peer;
+  };
+  while (idle.size() < 1000) {
+    idle.push_back(connect());
+    ASSERT_TRUE(idle.back()->Send(RawPeer::Bytes(1, 0xF0)));
   }
-  RawPeer asking(daemon.SocketPath());
-  ASSERT_TRUE(Answers(asking));
+  const auto asking = connect();
+  ASSERT_TRUE(Answers(*asking));
   RawPeer waiting(daemon.SocketPath());
   ASSERT_TRUE(waiting.IsConnected());
   ASSERT_TRUE(waiting.Send(RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")))));

@@ -135,7 +135,7 @@ void ScriptedDaemon::Answer(int connection, const someip::MessageHeader& request
     const std::lock_guard lock(mutex_);
     requests_.push_back(asked);
   }
-  (void)!::write(connection, body.data(), body.size());
+  (void)!::send(connection, body.data(), body.size(), MSG_NOSIGNAL);  // the program may have gone
 }
 
 }  // namespace qor::test
