@@ -59,11 +59,25 @@ EventList Reports(int size) {
   return list;
 }
 
+/// Pushes everything else out of the processor's caches.
+void EmptyCaches() {
+  static std::vector<std::uint8_t> other(std::size_t{128} << 20U);
+  for (std::size_t i = 0; i < other.size(); i += 64) {
+    ++other[i];
+  }
+  benchmark::DoNotOptimize(other.data());
+}
+
+enum class Caches { kAsTheyAre, kEmpty };
+
 template <class Merge>
-void Run(benchmark::State& state, Merge merge) {
+void Run(benchmark::State& state, Merge merge, Caches caches = Caches::kAsTheyAre) {
   for (auto _ : state) {
     state.PauseTiming();
     EventList list = Reports(static_cast<int>(state.range(0)));
+    if (caches == Caches::kEmpty) {
+      EmptyCaches();
+    }
     state.ResumeTiming();
     merge(list);
     state.PauseTiming();
@@ -74,6 +88,10 @@ void Run(benchmark::State& state, Merge merge) {
 }
 
 void Merge(benchmark::State& state) { Run(state, qor::common::MergeEntities<EventInfoWithPubSub>); }
+/// The growth with the length alone: 1,000 records fit the caches, 10,000 do not.
+void MergeFromEmptyCaches(benchmark::State& state) {
+  Run(state, qor::common::MergeEntities<EventInfoWithPubSub>, Caches::kEmpty);
+}
 void PlainRule(benchmark::State& state) { Run(state, qor::test::PlainMerge<EventInfoWithPubSub>::All); }
 /// What the memory alone costs: ten times the records do not fit the cache any more.
 void CopyOfTheList(benchmark::State& state) {
@@ -81,6 +99,7 @@ void CopyOfTheList(benchmark::State& state) {
 }
 
 BENCHMARK(Merge)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(MergeFromEmptyCaches)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(CopyOfTheList)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 BENCHMARK(PlainRule)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
