@@ -55,7 +55,7 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
 
   void Remove(const std::string& key) {
     const auto removed = book_.Remove(key);
-    if (removed && isGreeted_ && removed->unregisterMethod != 0) {
+    if (removed && isGreeted_) {
       Request(removed->unregisterMethod, removed->unregisterPayload, [](const auto& /*nobody waits for it*/) {});
     }
   }

@@ -45,6 +45,7 @@ std::uint64_t SubscriberCore::LostCount() const {
 }
 
 void SubscriberCore::Stop() {
+  const std::lock_guard stopping(stopMutex_);
   std::unique_ptr<EventReader> reader;
   std::unique_ptr<EventRegistration> registration;
   {

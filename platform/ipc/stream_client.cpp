@@ -47,7 +47,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     }
     asio::error_code error;
     if (attempt.IsConnected()) {
-      socket_.assign(asio::local::stream_protocol(), attempt.socket.Release(), error);
+      socket_.assign(asio::local::stream_protocol(), attempt.socket.Get(), error);
     } else {
       error = asio::error_code(attempt.error, asio::system_category());
     }
@@ -55,6 +55,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
       Fail(kConnectFailed, "cannot connect to '" + path + "': " + error.message());
       return;
     }
+    static_cast<void>(attempt.socket.Release());  // the socket's now
     isConnected_ = true;
     WriteNext();
     ReadNext();

@@ -261,7 +261,7 @@ TEST_F(DaemonServerTest, RefusesWhatIsNoPlaceForASocket) {
 
   ASSERT_EQ(::mkdir((base + "/open").c_str(), 0700), 0);
   ASSERT_EQ(::chmod((base + "/open").c_str(), 0777), 0);
-  EXPECT_THAT(reasonFor(base + "/open/s"), HasSubstr("must not be writable for everybody"));
+  EXPECT_THAT(reasonFor(base + "/open/s"), HasSubstr("must not be writable for others"));
   ASSERT_EQ(::chmod((base + "/open").c_str(), 01777), 0);
   EXPECT_EQ(reasonFor(base + "/open/s"), "started");
 

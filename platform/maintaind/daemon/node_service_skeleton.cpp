@@ -9,7 +9,7 @@
 namespace qor::maintaind {
 namespace {
 
-/// Far above any real registration, and small enough that a program cannot fill the daemon's memory with a few.
+/// Far above any real registration.
 constexpr std::size_t kMaxRegistration = 64U << 10U;
 
 }  // namespace
@@ -69,7 +69,7 @@ ServiceAnswer NodeServiceSkeleton::Hello(ConnectionId connection, const PeerInfo
 template <class Operation>
 ServiceAnswer NodeServiceSkeleton::Register(ConnectionId connection, std::span<const std::uint8_t> payload) {
   return AnswerRequest<Operation>(payload, [&](typename Operation::Request registration) {
-    return registry_.Register(connection, std::move(registration));
+    return registry_.Register(connection, std::move(registration), payload.size());
   });
 }
 

@@ -45,6 +45,9 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
                             });
   }
 
+  /// Not after Close.
+  std::uint32_t ProcessId() const { return session_->Peer().processId; }
+
   /// May be called more than once.
   void Close() {
     if (session_ == nullptr) {
@@ -53,8 +56,9 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
     asio::error_code ignored;
     socket_.close(ignored);
     halfMessage_.cancel();
+    const std::uint32_t processId = ProcessId();
     session_.reset();
-    server_.Forget(id_);
+    server_.Forget(id_, processId);
   }
 
  private:
@@ -91,7 +95,7 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
   /// Called while the session is being fed, so a peer that is to go goes afterwards.
   void Send(OutgoingMessage message) {
     queuedSize_ += message.Size();
-    if (queuedSize_ > server_.limits_.maxQueued) {
+    if (!queue_.empty() && queuedSize_ > server_.limits_.maxQueued) {
       cutOffReason_ = "it does not read its answers";
       session_->Mute();
       return;
@@ -198,6 +202,12 @@ void StreamServer::OnAccepted(stream_protocol::socket socket) {
   const ConnectionId id = ++lastId_;
   const auto connection = std::make_shared<Connection>(*this, id, std::move(socket));
   connections_.emplace(id, connection);
+  if (++perProcess_[connection->ProcessId()] > limits_.maxPerProcess) {
+    log_.Warn("StreamServer_Process", kLogIntervalMs) << "Process " << connection->ProcessId() << " has "
+                                                      << limits_.maxPerProcess << " connections; one more is refused.";
+    connection->Close();
+    return;
+  }
   connection->Read();
   if (connections_.size() == limits_.maxConnections) {
     log_.Warn("StreamServer_Full", kLogIntervalMs)
@@ -205,7 +215,10 @@ void StreamServer::OnAccepted(stream_protocol::socket socket) {
   }
 }
 
-void StreamServer::Forget(ConnectionId id) {
+void StreamServer::Forget(ConnectionId id, std::uint32_t processId) {
+  if (const auto count = perProcess_.find(processId); count != perProcess_.end() && --count->second == 0) {
+    perProcess_.erase(count);
+  }
   if (connections_.erase(id) != 0) {
     Accept();
   }
