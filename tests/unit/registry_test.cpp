@@ -100,10 +100,9 @@ TEST_F(RegistryTest, ClosedConnectionLeavesItsPublishersOfflineAndNothingElse) {
   EXPECT_EQ(Events(), "/speed: /speed (offline) <- /dash\n");
   registry_.Close(2);
   EXPECT_EQ(Events(), "/speed: /speed (offline) <-\n");
-  for (const ConnectionId connection : {3, 4}) {
-    Start(connection, "/speed", {">speed"});
-    EXPECT_EQ(Events(), "/speed: /speed <-\n");
-  }
+  Start(3, "/speed", {">speed"});
+  EXPECT_EQ(Events(), "/speed: /speed <-\n");
+  Start(4, "/speed", {">speed"});
   registry_.Close(3);
   EXPECT_EQ(Events(), "/speed: /speed <-\n") << "it came back before its old connection ended";
   registry_.Close(4);
