@@ -130,6 +130,12 @@ TEST(Communicable, LocallyBySharedMemoryInOneDomainAndField) {
   EXPECT_TRUE(OnGea(R"({"fields": {"drive": ["/app"]}, "currentField": "drive"})").FiltByLocal(record));
 }
 
+TEST(Communicable, TheFieldIsAskedBeforeTheTransports) {
+  const log::LogCapture capture;
+  EXPECT_FALSE(OnGea().FiltByLocal(DdsEvent("/e", {TransportQos::kUdp})));
+  EXPECT_EQ(capture.Count(LogLevel::kDebug, "[QorCommon][Server fieldName=, Current fieldName=]"), 1U);
+}
+
 TEST(Communicable, OverTheNetworkByUdpOrBySomeipAlone) {
   EXPECT_TRUE(Common().FiltByNetwork(DdsEvent("/e", {TransportQos::kShm, TransportQos::kUdp})));
   EXPECT_TRUE(Common().FiltByNetwork(SomeipEvent("/e")));
