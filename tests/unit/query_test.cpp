@@ -68,7 +68,8 @@ class Collect : public testing::Test {
         std::make_shared<Daemon>(3, EventList{Event("/b"), Event("/a")}), std::make_shared<Daemon>(5, std::nullopt),
         std::make_shared<Daemon>(6, ErrorCode(9, "shutting down")), std::make_shared<Daemon>(7, EventList{}),
         std::make_shared<Daemon>(9, EventList{Event("/c")})};
-    const int code = common::CollectEvents(daemons, "/name", report, collected_, std::chrono::milliseconds(1));
+    const int code =
+        common::CollectEvents(daemons, "/name", report, collected_, answers_, std::chrono::milliseconds(1));
     for (const auto& daemon : daemons) {
       EXPECT_THAT(daemon->AskedFor(), ElementsAre("/name"));
     }
@@ -76,6 +77,7 @@ class Collect : public testing::Test {
   }
 
   log::LogCapture capture_;
+  common::Answers answers_;
   EventList collected_{Event("/before")};
 };
 
@@ -84,6 +86,10 @@ TEST_F(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilent) {
   ASSERT_EQ(collected_.size(), 4U);
   EXPECT_EQ(collected_[1].eventName, "/b");
   EXPECT_EQ(collected_[3].eventName, "/c");
+  EXPECT_EQ(answers_.answered, 3U) << "an error is no answer";
+  EXPECT_THAT(answers_.silent, ElementsAre(5)) << "but it is no silence either";
+  EXPECT_TRUE(answers_.IsAny());
+  EXPECT_FALSE(answers_.IsAll());
   EXPECT_THAT(Lines(capture_),
               ElementsAre(std::pair(LogLevel::kDebug, "[QueryAll][EventInfoWithPubSub list size is 2]"),
                           std::pair(LogLevel::kWarn, "Disconnect To Maintaind."),
