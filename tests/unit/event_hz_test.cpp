@@ -9,10 +9,13 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/log_capture.h"
+#include "src/common/tools_common_client_manager.h"
+#include "src/qorevent/backlog_gate.h"
 #include "src/qorevent/event_rate_counter.h"
 #include "src/qorevent/event_subscriber.h"
 #include "src/qorevent/interval_window.h"
 #include "src/qorevent/qor_event_hz.h"
+#include "src/qorevent/subscription_book.h"
 
 namespace qor::qorevent {
 namespace {
@@ -21,15 +24,7 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-
-std::vector<std::uint64_t> Contents(const IntervalWindow& window) {
-  std::vector<std::uint64_t> intervals;
-  for (std::size_t i = 0; i < window.Size(); ++i) {
-    intervals.push_back(window[i]);
-  }
-  return intervals;
-}
+using ::testing::UnorderedElementsAre;
 
 IntervalWindow WindowOf(std::vector<std::uint64_t> intervals) {
   IntervalWindow window(100);
@@ -56,14 +51,14 @@ TEST_F(EventRateCounterTest, FirstTwoSamplesOnlySetTheClock) {
   Sample(milliseconds(700));
   EXPECT_TRUE(counter_.Window().IsEmpty());
   Sample(milliseconds(10));
-  EXPECT_THAT(Contents(counter_.Window()), ElementsAre(10'000)) << "the interval before the second sample counts";
+  EXPECT_THAT(counter_.Window().Intervals(), ElementsAre(10'000)) << "the interval before the second sample counts";
 }
 
-TEST_F(EventRateCounterTest, WindowKeepsTheLatestIntervalsInOrder) {
+TEST_F(EventRateCounterTest, WindowKeepsTheLatestIntervals) {
   for (int i = 0; i < 7; ++i) {
     Sample(milliseconds(i));
   }
-  EXPECT_THAT(Contents(counter_.Window()), ElementsAre(4'000, 5'000, 6'000));
+  EXPECT_THAT(counter_.Window().Intervals(), UnorderedElementsAre(4'000, 5'000, 6'000));
 }
 
 TEST_F(EventRateCounterTest, IntervalsAreCutToMicroseconds) {
@@ -71,7 +66,7 @@ TEST_F(EventRateCounterTest, IntervalsAreCutToMicroseconds) {
   Sample(nanoseconds(1));
   Sample(nanoseconds(1'999));
   Sample(nanoseconds(999));
-  EXPECT_THAT(Contents(counter_.Window()), ElementsAre(1, 0));
+  EXPECT_THAT(counter_.Window().Intervals(), ElementsAre(1, 0));
 }
 
 TEST_F(EventRateCounterTest, ReportOfRegularSamples) {
@@ -136,8 +131,31 @@ TEST(IntervalWindowTest, EmptyWindowGivesNoNumber) {
   EXPECT_TRUE(std::isnan(GetStdDevTimes(0.0, IntervalWindow(3))));
 }
 
+TEST(BacklogGateTest, WhatWasSentBeforeTheFirstArrivalIsLeftOut) {
+  const nanoseconds begin = std::chrono::hours(1);
+  BacklogGate gate;
+  EXPECT_TRUE(gate.IsBacklog(begin - milliseconds(95), begin));
+  EXPECT_TRUE(gate.IsBacklog(begin - milliseconds(5), begin + microseconds(2)));
+  EXPECT_FALSE(gate.IsBacklog(begin - microseconds(200), begin + microseconds(3))) << "it was on its way";
+  EXPECT_FALSE(gate.IsBacklog(begin + milliseconds(5), begin + milliseconds(6)));
+  EXPECT_FALSE(gate.IsBacklog(nanoseconds(0), begin)) << "the wire says no time";
+  EXPECT_TRUE(gate.IsBacklog(begin - std::chrono::minutes(1), begin + milliseconds(999)));
+  EXPECT_FALSE(gate.IsBacklog(begin - std::chrono::minutes(1), begin + milliseconds(1000)))
+      << "the clock of another host";
+}
+
+/// A daemon that is online and answers every question with an error.
 class QorEventHzTest : public ::testing::Test {
  protected:
+  QorEventHzTest() {
+    const auto manager = qortools::common::ToolsCommonClientManager::GetInstance();
+    manager->FindMaintaindService();
+    manager->ServiceAvailabilityCallback({{1, "/nonexistent/maintaind-1.sock"}});
+  }
+  ~QorEventHzTest() override {
+    qortools::common::ToolsCommonClientManager::GetInstance()->ServiceAvailabilityCallback({});
+  }
+
   bool InitRate(const std::vector<std::string>& names, QorEventHz::ResultCallback callback = nullptr) {
     return hz_.Init(names, 100, HzOptions{}, std::move(callback));
   }
@@ -179,6 +197,14 @@ TEST_F(QorEventHzTest, ReportsEveryNameOnceInTheirOrder) {
   EXPECT_EQ(reported[1].second.windowSize, 1U);
 }
 
+TEST_F(QorEventHzTest, DoesNotInitWithoutADaemonOrAMessageCallback) {
+  EXPECT_FALSE(hz_.Init({"/a"}, HzOptions{}, nullptr));
+  EXPECT_EQ(log_.CountContaining("Message callback is nullptr."), 1U);
+  qortools::common::ToolsCommonClientManager::GetInstance()->ServiceAvailabilityCallback({});
+  EXPECT_FALSE(InitRate({"/a"}));
+  EXPECT_EQ(log_.CountContaining("Find service fail."), 1U);
+}
+
 TEST_F(QorEventHzTest, WithoutACallbackThereIsALine) {
   ASSERT_TRUE(InitRate({"/a"}));
   hz_.QorEventPrintHz();
@@ -200,6 +226,19 @@ TEST_F(QorEventHzTest, StartFailsWhenNoEventIsKnown) {
   EXPECT_EQ(log_.CountContaining("Unknown event or mergerd size is incorrect."), 2U);
   EXPECT_EQ(log_.CountContaining("All event create sub failed!"), 1U);
   EXPECT_FALSE(hz_.IsAllEventsQueried());
+  EXPECT_FALSE(hz_.AnyDaemonAnswered());
+}
+
+TEST(SubscriptionBookTest, WhatWasGivenUpStaysSoAndASuccessEndsAFailure) {
+  SubscriptionBook book;
+  book.SetFailed("/a");
+  book.Add("/a", {});
+  EXPECT_FALSE(book.IsFailed("/a"));
+  book.Remove("/a");
+  EXPECT_FALSE(book.IsSubscribed("/a"));
+  EXPECT_TRUE(book.IsGivenUp("/a")) << "a later look does not subscribe again";
+  book.Add("/a", {});
+  EXPECT_FALSE(book.IsGivenUp("/a"));
 }
 
 /// Subscriptions that cannot be made, each for its own reason.
