@@ -42,7 +42,7 @@ class ForeignDdsTest : public testing::TestWithParam<const char*> {
     std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);) {
       json entry = json::parse(line);
-      if (entry.value("eventName", "") == name) {
+      if (entry.value("name", "") == name) {
         return entry;
       }
     }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The qorevent program as a user runs it: with a daemon in this process, publishers in processes of their own, and a
 // runtime directory and DDS domain that nobody else uses.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -9,6 +12,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +21,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "platform/ipc/unique_fd.h"
 #include "platform/maintaind/daemon/daemon.h"
 #include "tests/support/child_process.h"
 #include "tests/support/scratch_folder.h"
@@ -60,10 +65,11 @@ class QoreventTest : public ::testing::Test {
 
   /// A publisher that the daemon knows.
   std::unique_ptr<ChildProcess> StartPublisher(const std::string& event, int periodMs,
-                                               const std::string& node = "/test_pub") {
+                                               const std::string& node = "/test_pub",
+                                               std::optional<int> domain = std::nullopt) {
     auto publisher = std::make_unique<ChildProcess>(
         std::vector<std::string>{std::string(QOR_TEST_PROGRAMS) + "/test_publisher", node, event,
-                                 std::to_string(domain_), std::to_string(periodMs)});
+                                 std::to_string(domain.value_or(domain_)), std::to_string(periodMs)});
     EXPECT_TRUE(publisher->WaitForOut("ready"));
     EXPECT_TRUE(Eventually([&] { return Run({"list", "--namespace", event}).status == 0; })) << "not listed: " << event;
     return publisher;
@@ -108,6 +114,13 @@ class QoreventTest : public ::testing::Test {
 TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
   const std::vector<std::vector<std::string>> wrong{{},
                                                     {"lst"},
+                                                    {"-v", "help"},
+                                                    {"export", "-o", ""},
+                                                    {"export", "-o", ".."},
+                                                    {"export", "-o", "a b"},
+                                                    {"export", "-d", "/etc/passwd"},
+                                                    {"export", "-d", "/nonexistent/a"},
+                                                    {"export", "-d", folder_.File("w(1)")},
                                                     {"list", "-s", "-p"},
                                                     {"list", "-c", "near"},
                                                     {"show"},
@@ -128,6 +141,8 @@ TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
     EXPECT_NE(run.err, "");
   }
   EXPECT_THAT(Run({"show", "/a", "--domain-id", "64"}).err, HasSubstr("expected a number from 0 to 63, or 1000"));
+  EXPECT_THAT(Run({"-v", "lst"}).err, HasSubstr("there are: list, show, export, hz. Did you mean 'list'?"));
+  EXPECT_THAT(Run({"export", "-d", "/nonexistent/a"}).err, HasSubstr("the folder '/nonexistent' does not exist"));
   for (const char* verb : {"list", "show", "export", "hz"}) {
     const Finished help = Run({verb, "--help"});
     EXPECT_EQ(help.status, 0);
@@ -202,6 +217,23 @@ TEST_F(QoreventTest, ShowKnowsBothSides) {
   EXPECT_THAT(Run({"list", "-s", "--wide"}).out, HasSubstr("/qorevent/hz/"));
 }
 
+TEST_F(QoreventTest, OneNameInTwoDomainsIsTwoEvents) {
+  StartDaemon();
+  const auto first = StartPublisher("/car/door", 10);
+  const auto second = StartPublisher("/car/door", 10, "/second_pub", domain_ + 1);
+  const std::string domain = std::to_string(domain_ + 1);
+  ASSERT_TRUE(Eventually([&] { return Lines(Run({"list"}).out).size() == 2; }));
+  EXPECT_EQ(Lines(Run({"show", "ALL", "--json"}).out).size(), 2U);
+  const auto shown = Lines(Run({"show", "ALL", "--domain-id", domain, "--json"}).out);
+  ASSERT_EQ(shown.size(), 1U) << "the filter narrows ALL";
+  EXPECT_EQ(json::parse(shown[0])["publisher"], "/second_pub");
+
+  const Finished ambiguous = Run({"hz", "/car/door"});
+  EXPECT_EQ(ambiguous.status, 1);
+  EXPECT_THAT(ambiguous.err, HasSubstr("choose one with --domain-id, --instance or --network-ip"));
+  EXPECT_EQ(Run({"hz", "/car/door", "--domain-id", domain, "-n", "1"}).status, 0);
+}
+
 TEST_F(QoreventTest, AMistypedNameGetsTheNearOnes) {
   StartDaemon();
   const auto publisher = StartPublisher("/car/speed", 0);
@@ -211,6 +243,7 @@ TEST_F(QoreventTest, AMistypedNameGetsTheNearOnes) {
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, HasSubstr("no event is named '/car/sped'. Did you mean '/car/speed'?"));
   }
+  EXPECT_THAT(Run({"list", "--namespace", "car"}).err, HasSubstr("no events in 'car'. Did you mean '/car'"));
   const Finished run = Run({"show", "/car/speed", "--domain-id", std::to_string(domain_ == 5 ? 6 : 5)});
   EXPECT_EQ(run.status, 3);
   EXPECT_THAT(run.err, HasSubstr("but not with"));
@@ -253,21 +286,30 @@ TEST_F(QoreventTest, ExportIsWholeOrNotThere) {
 TEST_F(QoreventTest, ADaemonThatDoesNotAnswerIsAWarningOrWithStrictAFailure) {
   StartDaemon();
   const auto publisher = StartPublisher("/car/speed", 10);
-  const std::atomic<bool> isSecondMute{true};
+  std::atomic<bool> isSecondMute{true};
   const auto second = StartedDaemon(1, isSecondMute);
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"list"}, {"show", "/car/speed"}, {"hz", "/car/speed", "-n", "1"}}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("/car/speed"));
-    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer in time"));
+    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
     auto strict = arguments;
     strict.push_back("--strict");
     EXPECT_EQ(Run(strict).status, 1);
   }
   isMute_ = true;
   EXPECT_EQ(Run({"list"}).status, 1) << "nobody answers";
-  EXPECT_EQ(Run({"show", "/car/sped"}).status, 1) << "who knows whether the name is wrong";
+  isSecondMute = false;
+  for (const char* verb : {"show", "hz"}) {
+    EXPECT_EQ(Run({verb, "/car/sped"}).status, 1) << "who knows whether the name is wrong";
+  }
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"list"}, {"show", "ALL"}, {"export", "-d", folder_.Path()}}) {
+    const Finished run = Run(arguments);
+    EXPECT_EQ(run.status, 0) << "the one that answers knows no event: " << run.err;
+    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
+  }
 }
 
 TEST_F(QoreventTest, HzMeasuresUntilCtrlC) {
@@ -349,6 +391,22 @@ TEST_F(QoreventTest, MessagesNameEachSampleAndAClosedPipeEndsQuietly) {
   piped.CloseOut();
   EXPECT_EQ(piped.Wait(), 0);
   EXPECT_EQ(piped.Err(), "");
+}
+
+TEST_F(QoreventTest, AStopSignalEndsHzWhoseReaderStalls) {
+  StartDaemon();
+  const auto publisher = StartPublisher("/car/speed", 1);
+  const std::string fifo = folder_.File("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+  const ipc::UniqueFd reader(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+  const int capacity = fcntl(reader.Get(), F_SETPIPE_SZ, 4096);
+  ChildProcess hz({"/bin/sh", "-c", "exec \"$0\" hz -m /car/speed >\"$1\"", QOR_QOREVENT, fifo});
+  ASSERT_TRUE(Eventually([&] {
+    int waiting = 0;
+    return ioctl(reader.Get(), FIONREAD, &waiting) == 0 && waiting > capacity - 64;
+  }));
+  hz.Signal(SIGTERM);
+  EXPECT_EQ(hz.Wait(), 0);
 }
 
 TEST_F(QoreventTest, OnATerminalThereAreHeadingsAndHzDrawsInPlace) {
