@@ -133,7 +133,7 @@ bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
 }
 
 bool QorEventHz::QorEventHzStart() {
-  if (!IsAllEventsQueried()) {
+  if (!hasQueried_) {
     QueryEvent();
   }
   for (const auto& slot : slots_) {
@@ -152,6 +152,7 @@ bool QorEventHz::QueryEvent() {
   std::vector<EventInfoWithPubSub> merged;
   common::Answers answers;
   QorCommon::GetInstance().QueryAllRecords(proxies, merged, &answers);
+  hasQueried_ = true;
   anyAnswered_ = answers.IsAny();
   for (const auto& slot : slots_) {
     if (slot->records.empty()) {

@@ -51,7 +51,7 @@ class QorEventHz {
   [[nodiscard]] bool Init(const std::vector<std::string>& names, const HzOptions& options,
                           MessageCallback messageCallback);
 
-  /// Asks the daemons for what is not known yet and subscribes to every named event. False when no event could be
+  /// Asks the daemons, unless QueryEvent did, and subscribes to every named event. False when no event could be
   /// subscribed.
   [[nodiscard]] bool QorEventHzStart();
   bool QorEventHzReady() const { return isRunning_.load(); }
@@ -117,6 +117,7 @@ class QorEventHz {
   MessageCallback messageCallback_;
   std::vector<std::unique_ptr<EventSlot>> slots_;  ///< in the order of the names
   std::map<std::string, EventSlot*, std::less<>> slotsByName_;
+  bool hasQueried_ = false;
   bool anyAnswered_ = false;
   std::atomic<bool> isRunning_{false};
   std::mutex mutex_;  ///< guards the counters of the slots

@@ -51,7 +51,9 @@ ExitCode HzRun::Run() {
   const bool isStarted = hz_.QorEventHzStart();
   WarnOfAmbiguousEvents();
   if (!isStarted) {
-    Complain("none of the events can be subscribed; -v tells more");
+    if (ambiguous_.empty()) {
+      Complain("none of the events can be subscribed; -v tells more");
+    }
     return kExitFailure;
   }
   const ExitCode code = Measure();
