@@ -36,7 +36,7 @@ class ForeignDdsTest : public testing::TestWithParam<const char*> {
   /// The entry of the topic in the list; null while there is none.
   static json Listed(const std::string& name) {
     for (const json& entry : Qorevent({"list"})) {
-      if (entry["eventName"] == name) {
+      if (entry.value("name", "") == name) {
         return entry;
       }
     }

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The qorevent program as a user runs it: with a daemon in this process, publishers in processes of their own, and a
 // runtime directory and DDS domain that nobody else uses.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,6 +19,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "platform/ipc/unique_fd.h"
+#include "platform/maintaind/daemon/daemon.h"
 #include "tests/support/child_process.h"
 #include "tests/support/daemon_thread.h"
 #include "tests/support/dds_event.h"
@@ -54,10 +62,11 @@ class QoreventTest : public ::testing::Test {
 
   /// A publisher that the daemon knows.
   std::unique_ptr<ChildProcess> StartPublisher(const std::string& event, int periodMs,
-                                               const std::string& node = "/test_pub") {
+                                               const std::string& node = "/test_pub",
+                                               std::optional<int> domain = std::nullopt) {
     auto publisher = std::make_unique<ChildProcess>(
         std::vector<std::string>{std::string(QOR_TEST_PROGRAMS) + "/test_publisher", node, event,
-                                 std::to_string(domain_), std::to_string(periodMs)});
+                                 std::to_string(domain.value_or(domain_)), std::to_string(periodMs)});
     EXPECT_TRUE(publisher->WaitForOut("ready"));
     EXPECT_TRUE(Eventually([&] { return Run("list --namespace " + event).status == 0; })) << "not listed: " << event;
     return publisher;
@@ -91,16 +100,35 @@ class QoreventTest : public ::testing::Test {
 };
 
 TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
-  for (const std::string& arguments : std::vector<std::string>{
-           "", "lst", "list -s -p", "list -c near", "show", "show /a --domain-id 64", "show /a --domain-id 70000",
-           "show /a --network-ip 1.2.3.400", "show /a --uuid 12x", "show " + std::string(5001, 'a'), "hz", "hz /a -w 0",
-           "hz /a -n -1", "hz /a -d 0", "hz /a --someip-network 1net"}) {
+  for (const std::string& arguments : std::vector<std::string>{"",
+                                                               "lst",
+                                                               "-v help",
+                                                               "export -o ..",
+                                                               "export -o a;b",
+                                                               "export -d /etc/passwd",
+                                                               "export -d /nonexistent/a",
+                                                               "export -d /tmp/w(1)",
+                                                               "list -s -p",
+                                                               "list -c near",
+                                                               "show",
+                                                               "show /a --domain-id 64",
+                                                               "show /a --domain-id 70000",
+                                                               "show /a --network-ip 1.2.3.400",
+                                                               "show /a --uuid 12x",
+                                                               "show " + std::string(5001, 'a'),
+                                                               "hz",
+                                                               "hz /a -w 0",
+                                                               "hz /a -n -1",
+                                                               "hz /a -d 0",
+                                                               "hz /a --someip-network 1net"}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err, "");
   }
   EXPECT_THAT(Run("show /a --domain-id 64").err, HasSubstr("expected a number from 0 to 63, or 1000"));
+  EXPECT_THAT(Run("-v lst").err, HasSubstr("there are: list, show, export, hz. Did you mean 'list'?"));
+  EXPECT_THAT(Run("export -d /nonexistent/a").err, HasSubstr("the folder '/nonexistent' does not exist"));
   for (const char* verb : {"list", "show", "export", "hz"}) {
     const Finished help = Run(std::string(verb) + " --help");
     EXPECT_EQ(help.status, 0);
@@ -173,6 +201,23 @@ TEST_F(QoreventTest, ShowKnowsBothSides) {
   EXPECT_THAT(Run("list -s --wide").out, HasSubstr("/qorevent/hz/"));
 }
 
+TEST_F(QoreventTest, OneNameInTwoDomainsIsTwoEvents) {
+  StartDaemon();
+  const auto first = StartPublisher("/car/door", 10);
+  const auto second = StartPublisher("/car/door", 10, "/second_pub", domain_ + 1);
+  const std::string domain = std::to_string(domain_ + 1);
+  ASSERT_TRUE(Eventually([&] { return Lines(Run("list").out).size() == 2; }));
+  EXPECT_EQ(Lines(Run("show ALL --json").out).size(), 2U);
+  const auto shown = Lines(Run("show ALL --domain-id " + domain + " --json").out);
+  ASSERT_EQ(shown.size(), 1U) << "the filter narrows ALL";
+  EXPECT_EQ(json::parse(shown[0])["publisher"], "/second_pub");
+
+  const Finished ambiguous = Run("hz /car/door");
+  EXPECT_EQ(ambiguous.status, 1);
+  EXPECT_THAT(ambiguous.err, HasSubstr("choose one with --domain-id, --instance or --network-ip"));
+  EXPECT_EQ(Run("hz /car/door --domain-id " + domain + " -n 1").status, 0);
+}
+
 TEST_F(QoreventTest, AMistypedNameGetsTheNearOnes) {
   StartDaemon();
   const auto publisher = StartPublisher("/car/speed", 0);
@@ -182,6 +227,7 @@ TEST_F(QoreventTest, AMistypedNameGetsTheNearOnes) {
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, HasSubstr("no event is named '/car/sped'. Did you mean '/car/speed'?"));
   }
+  EXPECT_THAT(Run("list --namespace car").err, HasSubstr("no events in 'car'. Did you mean '/car'"));
   const Finished run = Run("show /car/speed --domain-id " + std::to_string(domain_ == 5 ? 6 : 5));
   EXPECT_EQ(run.status, 3);
   EXPECT_THAT(run.err, HasSubstr("but not with"));
@@ -224,18 +270,26 @@ TEST_F(QoreventTest, ExportIsWholeOrNotThere) {
 TEST_F(QoreventTest, ADaemonThatDoesNotAnswerIsAWarningOrWithStrictAFailure) {
   StartDaemon();
   const auto publisher = StartPublisher("/car/speed", 10);
-  const std::atomic<bool> isSecondMute{true};
+  std::atomic<bool> isSecondMute{true};
   const auto second = StartedDaemon(1, isSecondMute);
   for (const std::string& arguments : std::vector<std::string>{"list", "show /car/speed", "hz /car/speed -n 1"}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("/car/speed"));
-    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer in time"));
+    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
     EXPECT_EQ(Run(arguments + " --strict").status, 1);
   }
   isMute_ = true;
   EXPECT_EQ(Run("list").status, 1) << "nobody answers";
-  EXPECT_EQ(Run("show /car/sped").status, 1) << "who knows whether the name is wrong";
+  isSecondMute = false;
+  for (const char* arguments : {"show /car/sped", "hz /car/sped"}) {
+    EXPECT_EQ(Run(arguments).status, 1) << "who knows whether the name is wrong";
+  }
+  for (const std::string& arguments : {std::string("list"), std::string("show ALL"), "export -d " + folder_.Path()}) {
+    const Finished run = Run(arguments);
+    EXPECT_EQ(run.status, 0) << "the one that answers knows no event: " << run.err;
+    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
+  }
 }
 
 TEST_F(QoreventTest, HzMeasuresUntilCtrlC) {
@@ -317,6 +371,22 @@ TEST_F(QoreventTest, MessagesNameEachSampleAndAClosedPipeEndsQuietly) {
   piped.CloseOut();
   EXPECT_EQ(piped.Wait(), 0);
   EXPECT_EQ(piped.Err(), "");
+}
+
+TEST_F(QoreventTest, AStopSignalEndsHzWhoseReaderStalls) {
+  StartDaemon();
+  const auto publisher = StartPublisher("/car/speed", 1);
+  const std::string fifo = folder_.File("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+  const ipc::UniqueFd reader(open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+  const int capacity = fcntl(reader.Get(), F_SETPIPE_SZ, 4096);
+  ChildProcess hz({"/bin/sh", "-c", "exec \"$0\" hz -m /car/speed >\"$1\"", QOR_QOREVENT, fifo});
+  ASSERT_TRUE(Eventually([&] {
+    int waiting = 0;
+    return ioctl(reader.Get(), FIONREAD, &waiting) == 0 && waiting > capacity - 64;
+  }));
+  hz.Signal(SIGTERM);
+  EXPECT_EQ(hz.Wait(), 0);
 }
 
 TEST_F(QoreventTest, OnATerminalThereAreHeadingsAndHzDrawsInPlace) {

@@ -49,12 +49,9 @@ TEST(Checks, EachTextCheckTakesWhatIsAllowedAndLogsWhatIsNot) {
               huge}},
         Case{&QorCommon::CheckSOMEIPNet,
              "[QorCommon] SomeipNet is invalid. someipNet=",
-             {"_eth0"},
-             {"", "0eth", "eth-0", "eth0 ", std::string(1 << 20, 'a')}},
-        Case{&QorCommon::CheckUuid,
-             "[QorCommon] Uuid is invalid. uuid=",
-             {"", "00123", std::string(1024, '7')},
-             {"12a", "-1", huge}}}) {
+             {"_eth0", std::string(1 << 20, 'a')},
+             {"", "0eth", "eth-0", "eth0 "}},
+        Case{&QorCommon::CheckUuid, "[QorCommon] Uuid is invalid. uuid=", {"", "00123", huge}, {"12a", "-1"}}}) {
     for (const std::string& text : good) {
       EXPECT_TRUE((Common().*check)(text)) << text;
     }
@@ -62,13 +59,10 @@ TEST(Checks, EachTextCheckTakesWhatIsAllowedAndLogsWhatIsNot) {
       log::LogCapture capture;
       EXPECT_FALSE((Common().*check)(text)) << text.substr(0, 40);
       EXPECT_EQ(capture.Count(LogLevel::kWarn, warning + text), 1U) << text.substr(0, 40);
+      EXPECT_EQ(capture.Lines().size(), 1U);
     }
   }
-  log::LogCapture capture;
-  EXPECT_FALSE(Common().IsValidNumber(huge));
-  EXPECT_EQ(
-      capture.Count(LogLevel::kWarn, "[QorCommon] Regex_match failed, error=the text has more than 1024 characters"),
-      1U);
+  EXPECT_TRUE(Common().IsValidNumber(huge));
   std::string error;
   EXPECT_FALSE(common::TextPattern("(").Match("(", error).has_value());
   EXPECT_FALSE(error.empty());

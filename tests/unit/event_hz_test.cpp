@@ -9,10 +9,13 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/log_capture.h"
+#include "src/common/tools_common_client_manager.h"
+#include "src/qorevent/backlog_gate.h"
 #include "src/qorevent/event_rate_counter.h"
 #include "src/qorevent/event_subscriber.h"
 #include "src/qorevent/interval_window.h"
 #include "src/qorevent/qor_event_hz.h"
+#include "src/qorevent/subscription_book.h"
 
 namespace qor::qorevent {
 namespace {
@@ -20,14 +23,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using ::testing::ElementsAre;
-
-std::vector<std::uint64_t> Contents(const IntervalWindow& window) {
-  std::vector<std::uint64_t> intervals;
-  for (std::size_t i = 0; i < window.Size(); ++i) {
-    intervals.push_back(window[i]);
-  }
-  return intervals;
-}
+using ::testing::UnorderedElementsAre;
 
 /// Feeds a counter with samples at chosen times.
 class EventRateCounterTest : public ::testing::Test {
@@ -46,14 +42,14 @@ TEST_F(EventRateCounterTest, FirstTwoSamplesOnlySetTheClock) {
   Sample(milliseconds(700));
   EXPECT_TRUE(counter_.Window().IsEmpty());
   Sample(milliseconds(10));
-  EXPECT_THAT(Contents(counter_.Window()), ElementsAre(10'000)) << "the interval before the second sample counts";
+  EXPECT_THAT(counter_.Window().Intervals(), ElementsAre(10'000)) << "the interval before the second sample counts";
 }
 
 TEST_F(EventRateCounterTest, WindowKeepsTheLatestIntervalsInOrderCutToMicroseconds) {
   for (const int after : {0, 1'000'000, 2'000'000, 3'000'000, 1, 1'999, 999}) {
     Sample(nanoseconds(after));
   }
-  EXPECT_THAT(Contents(counter_.Window()), ElementsAre(0, 1, 0));
+  EXPECT_THAT(counter_.Window().Intervals(), UnorderedElementsAre(0, 1, 0));
 }
 
 TEST_F(EventRateCounterTest, ReportOfRegularSamples) {
@@ -116,8 +112,31 @@ TEST(IntervalWindowTest, EmptyWindowGivesNoNumber) {
   EXPECT_TRUE(std::isnan(GetStdDevTimes(0.0, window)));
 }
 
+TEST(BacklogGateTest, WhatWasSentBeforeTheFirstArrivalIsLeftOut) {
+  const nanoseconds begin = std::chrono::hours(1);
+  BacklogGate gate;
+  EXPECT_TRUE(gate.IsBacklog(begin - milliseconds(95), begin));
+  EXPECT_TRUE(gate.IsBacklog(begin - milliseconds(5), begin + microseconds(2)));
+  EXPECT_FALSE(gate.IsBacklog(begin - microseconds(200), begin + microseconds(3))) << "it was on its way";
+  EXPECT_FALSE(gate.IsBacklog(begin + milliseconds(5), begin + milliseconds(6)));
+  EXPECT_FALSE(gate.IsBacklog(nanoseconds(0), begin)) << "the wire says no time";
+  EXPECT_TRUE(gate.IsBacklog(begin - std::chrono::minutes(1), begin + milliseconds(999)));
+  EXPECT_FALSE(gate.IsBacklog(begin - std::chrono::minutes(1), begin + milliseconds(1000)))
+      << "the clock of another host";
+}
+
+/// A daemon that is online and answers every question with an error.
 class QorEventHzTest : public ::testing::Test {
  protected:
+  QorEventHzTest() {
+    const auto manager = qortools::common::ToolsCommonClientManager::GetInstance();
+    manager->FindMaintaindService();
+    manager->ServiceAvailabilityCallback({{1, "/nonexistent/maintaind-1.sock"}});
+  }
+  ~QorEventHzTest() override {
+    qortools::common::ToolsCommonClientManager::GetInstance()->ServiceAvailabilityCallback({});
+  }
+
   bool InitRate(const std::vector<std::string>& names, QorEventHz::ResultCallback callback = nullptr) {
     return hz_.Init(names, 100, HzOptions{}, std::move(callback));
   }
@@ -156,6 +175,14 @@ TEST_F(QorEventHzTest, ReportsEveryNameOnceInTheirOrder) {
   EXPECT_EQ(reported[1].second.windowSize, 1U);
 }
 
+TEST_F(QorEventHzTest, DoesNotInitWithoutADaemonOrAMessageCallback) {
+  EXPECT_FALSE(hz_.Init({"/a"}, HzOptions{}, nullptr));
+  EXPECT_EQ(log_.CountContaining("Message callback is nullptr."), 1U);
+  qortools::common::ToolsCommonClientManager::GetInstance()->ServiceAvailabilityCallback({});
+  EXPECT_FALSE(InitRate({"/a"}));
+  EXPECT_EQ(log_.CountContaining("Find service fail."), 1U);
+}
+
 TEST_F(QorEventHzTest, MessageModePassesTheNameAsItWasGiven) {
   std::vector<std::string> names;
   ASSERT_TRUE(hz_.Init({"/a[17]"}, HzOptions{}, [&](const std::string& name) { names.push_back(name); }));
@@ -169,6 +196,20 @@ TEST_F(QorEventHzTest, StartFailsWhenNoEventIsKnown) {
   EXPECT_FALSE(hz_.QorEventHzReady());
   EXPECT_EQ(log_.CountContaining("Unknown event or mergerd size is incorrect."), 2U);
   EXPECT_EQ(log_.CountContaining("All event create sub failed!"), 1U);
+  EXPECT_FALSE(hz_.IsAllEventsQueried());
+  EXPECT_FALSE(hz_.AnyDaemonAnswered());
+}
+
+TEST(SubscriptionBookTest, WhatWasGivenUpStaysSoAndASuccessEndsAFailure) {
+  SubscriptionBook book;
+  book.SetFailed("/a");
+  book.Add("/a", {});
+  EXPECT_FALSE(book.IsFailed("/a"));
+  book.Remove("/a");
+  EXPECT_FALSE(book.IsSubscribed("/a"));
+  EXPECT_TRUE(book.IsGivenUp("/a")) << "a later look does not subscribe again";
+  book.Add("/a", {});
+  EXPECT_FALSE(book.IsGivenUp("/a"));
 }
 
 TEST(EventSubscriberTest, EveryFailureHasItsLine) {

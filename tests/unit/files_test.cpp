@@ -32,7 +32,7 @@ const QorCommon& Common() { return QorCommon::GetInstance(); }
 class SafeWrite : public testing::Test {
  protected:
   int Save(const std::string& data = "data", const FileCalls& calls = FileCalls::System()) {
-    return common::SaveDataToDisk(folder_.File("f.json"), data, calls);
+    return common::SaveDataToDisk(folder_.File("f.json"), data, owner_, calls);
   }
   void ExpectWarning(const std::string& text) {
     const auto lines = capture_.Lines();
@@ -44,7 +44,30 @@ class SafeWrite : public testing::Test {
 
   ScratchFolder folder_;
   log::LogCapture capture_;
+  std::string owner_;
 };
+
+TEST_F(SafeWrite, HandsTheFileOverToItsOwner) {
+  static uid_t user = 0;
+  static bool isAllowed = true;
+  user = 0;
+  isAllowed = true;
+  FileCalls calls = FileCalls::System();
+  calls.changeOwner = [](int, uid_t newUser, gid_t) {
+    user = newUser;
+    return isAllowed ? 0 : -1;
+  };
+  owner_ = "nobody:nogroup";
+  EXPECT_EQ(Save("data", calls), 0);
+  EXPECT_EQ(Common().Uid2Name(user), "nobody");
+  EXPECT_THAT(capture_.Lines(), IsEmpty());
+
+  fs::remove(folder_.File("f.json"));
+  isAllowed = false;
+  EXPECT_EQ(Save("data", calls), 0) << "a file of another owner is better than none";
+  ExpectWarning("[SaveDataToFile][Change owner failed][path=" + ActivePath() + ", owner=nobody:nogroup]");
+  EXPECT_EQ(folder_.Read("f.json"), "data");
+}
 
 TEST_F(SafeWrite, LeavesTheWholeFileAndNothingElse) {
   const std::string data(100000, 'x');

@@ -145,6 +145,12 @@ TEST(Communicable, BySharedMemoryInOneDomainByUdpOverTheNetworkAndByIccAcross) {
   EXPECT_TRUE(OnGea(R"({"fields": {"drive": ["/app"]}, "currentField": "drive"})").FiltByLocal(record));
 }
 
+TEST(Communicable, TheFieldIsAskedBeforeTheTransports) {
+  const log::LogCapture capture;
+  EXPECT_FALSE(OnGea().FiltByLocal(DdsEvent("/e", {TransportQos::kUdp})));
+  EXPECT_EQ(capture.Count(LogLevel::kDebug, "[QorCommon][Server fieldName=, Current fieldName=]"), 1U);
+}
+
 TEST(Communicable, ApplicationNamesOfOddLengthHaveNoField) {
   log::LogCapture capture;
   for (const std::size_t length : {0U, 5001U}) {

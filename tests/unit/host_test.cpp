@@ -81,7 +81,7 @@ TEST(Accounts, FilesBelongToTheCallerOrToTheOwnerThatRootWasGiven) {
   EXPECT_EQ(common::OwnerFor(0, 0, "measure:engineers"), "measure:engineers");
   EXPECT_EQ(capture.Count(LogLevel::kVerbose, "User is is root. Change to user:measure group:engineers"), 1U);
   EXPECT_EQ(common::OwnerFor(0, 0, ""), "");
-  EXPECT_EQ(capture.Count(LogLevel::kWarn, "FileOwner is set to null."), 1U);
+  EXPECT_EQ(capture.Count(LogLevel::kInfo, "FileOwner is set to null."), 1U);
   EXPECT_EQ(capture.Lines().size(), 3U);
 }
 

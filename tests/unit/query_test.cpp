@@ -55,13 +55,16 @@ EventInfoWithPubSub Event(const std::string& name) {
 TEST(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilentAndNamesIt) {
   const log::LogCapture capture;
   EventList collected{Event("/before")};
+  common::Answers answers;
   std::vector<std::shared_ptr<Daemon>> daemons{
       std::make_shared<Daemon>(3, EventList{Event("/b"), Event("/a")}), std::make_shared<Daemon>(5, std::nullopt),
       std::make_shared<Daemon>(6, ErrorCode(9, "shutting down")), std::make_shared<Daemon>(7, EventList{}),
       std::make_shared<Daemon>(9, EventList{Event("/c")})};
-  EXPECT_EQ(
-      common::CollectEvents(daemons, "/name", common::ReportOfGetInfoResult(), collected, std::chrono::milliseconds(1)),
-      -1);
+  EXPECT_EQ(common::CollectEvents(daemons, "/name", common::ReportOfGetInfoResult(), collected, answers,
+                                  std::chrono::milliseconds(1)),
+            -1);
+  EXPECT_EQ(answers.answered, 3U) << "an error is no answer";
+  EXPECT_THAT(answers.silent, ElementsAre(5)) << "but it is no silence either";
   for (const auto& daemon : daemons) {
     EXPECT_THAT(daemon->AskedFor(), ElementsAre("/name"));
   }
