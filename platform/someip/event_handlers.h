@@ -38,9 +38,6 @@ class EventHandlers {
   using Table = std::vector<Entry>;  // sorted by event id
   static constexpr std::uint32_t kNone = 0x10000;
 
-  const EventHandler* Find(std::uint16_t eventId) const;
-  void Publish(std::shared_ptr<const Table> table);
-
   std::mutex mutex_;
   std::shared_ptr<const Table> table_;  // guarded by mutex_
   std::atomic<std::uint64_t> version_{0};

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 
 #include "platform/ara/core/result.h"
 #include "platform/someip/endpoint.h"
@@ -22,16 +23,17 @@ class Responder {
  public:
   Responder() = default;
   ~Responder();
-  Responder(Responder&& other) noexcept = default;
+  Responder(Responder&& other) noexcept { *this = std::move(other); }
   Responder& operator=(Responder&& other) noexcept;
 
   /// False for fire-and-forget messages and after the answer.
-  bool WantsAnswer() const { return sink_ != nullptr; }
+  bool WantsAnswer() const { return wantsAnswer_; }
   /// Where the request came from.
   const Endpoint& Peer() const { return peer_; }
   bool IsReliable() const { return isReliable_; }
 
-  /// Without effect when no answer is wanted.
+  /// Without effect when no answer is wanted. Errors: kTooLarge, after which another answer can be given; kNotSent, when
+  /// the peer or the server has gone or the system refused it.
   ara::core::Result<void> Answer(std::span<const std::uint8_t> payload);
   /// `code` is any but kOk: a general one, or one of the service's own from 0x20 to 0x5E.
   ara::core::Result<void> Fail(ReturnCode code, std::span<const std::uint8_t> payload = {});
@@ -40,7 +42,8 @@ class Responder {
   friend class ServiceServer;
   ara::core::Result<void> Send(MessageType type, ReturnCode code, std::span<const std::uint8_t> payload);
 
-  std::shared_ptr<AnswerSink> sink_;  // null: no answer is wanted; shared, because this may outlive the server
+  bool wantsAnswer_ = false;
+  std::weak_ptr<AnswerSink> sink_;
   MessageHeader request_;
   Endpoint peer_;
   bool isReliable_ = false;
