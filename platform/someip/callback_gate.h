@@ -9,8 +9,8 @@
 
 namespace qor::someip {
 
-/// Lets the callbacks of an object run on the loop's thread until the object ends. One thread calls back; any thread may
-/// close, also the one that is calling back.
+/// Lets the callbacks of an object run on the loop's thread until the object ends. One thread calls back; any thread
+/// may close, also the one that is calling back.
 class CallbackGate {
  public:
   /// Callbacks may run while one of these is there and true.

@@ -13,8 +13,8 @@
 
 namespace qor::someip {
 
-/// From datagrams to whole messages: a datagram may hold several, magic cookies are left out, segments are put together.
-/// One thread; the counts may be read by any.
+/// From datagrams to whole messages: a datagram may hold several, magic cookies are left out, segments are put
+/// together. One thread; the counts may be read by any.
 class MessageReader {
  public:
   explicit MessageReader(const TpReassemblerOptions& options) : reassembler_(options) {}

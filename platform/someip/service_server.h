@@ -8,13 +8,13 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include <asio/io_context.hpp>
 
 #include "platform/ara/core/result.h"
 #include "platform/someip/endpoint.h"
 #include "platform/someip/message.h"
+#include "platform/someip/notifier.h"
 #include "platform/someip/responder.h"
 #include "platform/someip/tp.h"
 
@@ -32,14 +32,6 @@ struct ServiceServerOptions {
   std::size_t maxConnections = 64;           ///< further TCP connections are closed at once
   std::size_t receiveBuffer = 4U << 20U;     ///< bytes asked for the UDP socket
   TpSettings answerTp;                       ///< for answers by UDP that need more than one datagram
-};
-
-struct EventSettings {
-  std::uint16_t eventId = 0;
-  std::vector<std::uint16_t> eventgroups;
-  bool isReliable = false;       ///< by TCP to reliable subscribers, else by UDP to unreliable ones
-  bool isField = false;          ///< a field's notifier: the last payload goes to each new subscriber
-  std::optional<TpSettings> tp;  ///< by UDP, payloads above kMaxUdpPayload need this
 };
 
 struct ServiceServerCounts {

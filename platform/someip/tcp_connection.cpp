@@ -50,7 +50,8 @@ TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
 }
 
 void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {
-  onMessage_ = [this, handle = std::move(onMessage)](const MessageHeader& header, std::span<const std::uint8_t> payload) {
+  onMessage_ = [this, handle = std::move(onMessage)](const MessageHeader& header,
+                                                     std::span<const std::uint8_t> payload) {
     if (state_ == State::kOpen && !header.IsMagicCookie()) {
       handle(header, payload);
     }

@@ -51,8 +51,8 @@ TpSegment MakeSegment(const MessageHeader& header, std::span<const std::uint8_t>
   own.type = static_cast<MessageType>(static_cast<std::uint8_t>(header.type) | kSegmentFlag);
   own.SetPayloadSize(kTpHeaderSize + segment.piece.size());
   const auto ownBytes = EncodeHeader(own);
-  const auto tpBytes = EncodeTpHeader(
-      {static_cast<std::uint32_t>(offset), offset + segment.piece.size() < payload.size()});
+  const auto tpBytes =
+      EncodeTpHeader({static_cast<std::uint32_t>(offset), offset + segment.piece.size() < payload.size()});
   std::copy(tpBytes.begin(), tpBytes.end(), std::copy(ownBytes.begin(), ownBytes.end(), segment.head.begin()));
   return segment;
 }

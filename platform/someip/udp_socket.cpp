@@ -33,9 +33,7 @@ sockaddr_in ToSockaddr(const Endpoint& endpoint) {
   return address;
 }
 
-Endpoint FromSockaddr(const sockaddr_in& address) {
-  return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
-}
+Endpoint FromSockaddr(const sockaddr_in& address) { return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)}; }
 
 void EnlargeReceiveBuffer(int descriptor, std::size_t size) {
   const int wanted = static_cast<int>(std::min<std::size_t>(size, std::numeric_limits<int>::max() / 2));
@@ -136,8 +134,7 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
   return std::make_shared<UdpSocket>(std::move(socket), Endpoint{local.address, bound.port()});
 }
 
-UdpSocket::UdpSocket(asio::ip::udp::socket socket, const Endpoint& local)
-    : local_(local), socket_(std::move(socket)) {}
+UdpSocket::UdpSocket(asio::ip::udp::socket socket, const Endpoint& local) : local_(local), socket_(std::move(socket)) {}
 
 void UdpSocket::Receive(BatchHandler handler) {
   handler_ = std::move(handler);

@@ -31,8 +31,8 @@ struct OutgoingDatagram {
   std::span<const std::uint8_t> body;
 };
 
-/// A UDP socket that takes and gives datagrams in batches. Datagrams are received on the loop's thread, into buffers that
-/// all sockets of the thread share; Send, Close and the counts are for any thread.
+/// A UDP socket that takes and gives datagrams in batches. Datagrams are received on the loop's thread, into buffers
+/// that all sockets of the thread share; Send, Close and the counts are for any thread.
 class UdpSocket : public std::enable_shared_from_this<UdpSocket> {  // shared with the waiting that the loop holds
  public:
   /// The datagrams are valid during the call.
