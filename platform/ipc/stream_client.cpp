@@ -14,9 +14,9 @@
 #include <asio/write.hpp>
 
 #include "platform/ipc/io_thread.h"
-#include "platform/ipc/stream_framer.h"
 #include "platform/ipc/unix_connect.h"
 #include "platform/someip/message.h"
+#include "platform/someip/stream_framer.h"
 
 namespace qor::ipc {
 namespace {
@@ -179,7 +179,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
 
   asio::local::stream_protocol::socket socket_;
   asio::steady_timer retryTimer_;
-  StreamFramer framer_;
+  someip::StreamFramer framer_;
   ClosedHandler onClosed_;
   NotificationHandler onNotification_;
   std::array<std::uint8_t, kReadSize> readBuffer_{};

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "platform/ipc/runtime_dir.h"
-#include "platform/ipc/stream_framer.h"
 #include "platform/maintaind/service/node_service.h"
+#include "platform/someip/stream_framer.h"
 #include "src/common/records/codec.h"
 
 namespace qor::test {
@@ -90,7 +90,7 @@ void ScriptedDaemon::Serve() {
 }
 
 void ScriptedDaemon::ServeConnection(int connection) {
-  ipc::StreamFramer framer(kMaxRequest);
+  someip::StreamFramer framer(kMaxRequest);
   std::array<std::uint8_t, 4096> buffer{};
   for (;;) {
     const ssize_t size = ::read(connection, buffer.data(), buffer.size());
