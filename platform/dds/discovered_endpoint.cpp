@@ -56,9 +56,11 @@ maintaind::DataRepresentation FirstOf(const std::vector<fdds::DataRepresentation
   }
 }
 
-maintaind::DataRepresentation RepresentationOf(const fdds::WriterQos& qos) { return FirstOf(qos.representation.m_value); }
+maintaind::DataRepresentation RepresentationOf(const fdds::WriterQos& qos) {
+  return FirstOf(qos.representation.m_value);
+}
 maintaind::DataRepresentation RepresentationOf(const fdds::ReaderQos& qos) {
-  return FirstOf(qos.type_consistency.representation.m_value);
+  return FirstOf(qos.representation.m_value);
 }
 
 /// Writer and reader announce the same things under the same names. History is not announced and keeps its default.

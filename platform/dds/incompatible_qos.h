@@ -7,8 +7,9 @@
 
 namespace qor::dds {
 
-/// The line that says why an endpoint of a topic does not match one of ours. `otherSide` is "publisher" or "subscriber",
-/// `policyId` the DDS QosPolicyId_t that keeps them apart. Any thread; at most once a second for each topic.
+/// The line that says why an endpoint of a topic does not match one of ours. `otherSide` is "publisher" or
+/// "subscriber", `policyId` the DDS QosPolicyId_t that keeps them apart. Any thread; at most once a second for each
+/// topic.
 void LogIncompatibleQos(const std::string& topicName, const char* otherSide, std::uint32_t policyId);
 
 }  // namespace qor::dds

@@ -53,8 +53,7 @@ bool RawWriter::Open(const EndpointTransports& transports) {
   }
   fdds::DataWriterQos qos = MakeWriterQos(used_.dds);
   ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
-  const fdds::StatusMask mask = fdds::StatusMask::publication_matched()
-                                << fdds::StatusMask::offered_incompatible_qos();
+  const fdds::StatusMask mask = fdds::StatusMask::publication_matched() << fdds::StatusMask::offered_incompatible_qos();
   writer_ = publisher_->create_datawriter(topic_.GetTopic(), qos, this, mask);
   return writer_ != nullptr;
 }

@@ -119,7 +119,8 @@ LogOptions LogOptionsFromEnvironment() {
     if (const auto parsed = ParseLogLevel(level)) {
       options.stderrLevel = *parsed;
     } else {
-      std::fprintf(stderr, "warning: QOR_LOG_LEVEL is '%s'; it can be verbose, debug, info, warn, error or off\n", level);
+      std::fprintf(stderr, "warning: QOR_LOG_LEVEL is '%s'; it can be verbose, debug, info, warn, error or off\n",
+                   level);
     }
   }
   if (const char* path = std::getenv("QOR_LOG_FILE"); path != nullptr) {

@@ -21,9 +21,9 @@ struct LogOptions {
   LogLevel dltLevel = LogLevel::kInfo;
 };
 
-/// Replaces the sinks of the process, which begins with those of LogOptionsFromEnvironment. False when the file cannot be
-/// opened or DLT is not available; a line on stderr says why, and the other sinks work. Any thread; lines that others
-/// log meanwhile may be missing.
+/// Replaces the sinks of the process, which begins with those of LogOptionsFromEnvironment. False when the file cannot
+/// be opened or DLT is not available; a line on stderr says why, and the other sinks work. Any thread; lines that
+/// others log meanwhile may be missing.
 bool ConfigureLog(const LogOptions& options);
 
 /// Adds what the options ask for; the result is that of ConfigureLog.

@@ -8,19 +8,13 @@
 #include <vector>
 
 #include "platform/dp/mbuf.h"
-#include "platform/ipc/runtime_dir.h"
+#include "tests/support/raw_peer.h"
 
 namespace qor::ipc {
 namespace {
 
 std::vector<std::uint8_t> Message(std::uint16_t method, const std::string& payload) {
-  someip::MessageHeader header;
-  header.methodId = method;
-  header.length = someip::kLengthOverhead + static_cast<std::uint32_t>(payload.size());
-  const auto bytes = someip::EncodeHeader(header);
-  std::vector<std::uint8_t> message(bytes.size() + payload.size());
-  std::copy(payload.begin(), payload.end(), std::copy(bytes.begin(), bytes.end(), message.begin()));
-  return message;
+  return test::RawPeer::RequestBytes(1, method, {payload.begin(), payload.end()});
 }
 
 class StreamFramerTest : public testing::Test {
@@ -49,13 +43,6 @@ TEST_F(StreamFramerTest, FindsMessagesHoweverTheStreamIsCut) {
     ASSERT_EQ(received_, expected) << "pieces of " << piece;
     ASSERT_FALSE(framer_.IsInMessage());
   }
-}
-
-TEST_F(StreamFramerTest, KnowsThatAMessageIsUnfinished) {
-  const auto message = Message(1, "abc");
-  EXPECT_TRUE(Feed(std::span(message).first(message.size() - 1)));
-  EXPECT_TRUE(framer_.IsInMessage());
-  EXPECT_EQ(received_, "");
 }
 
 TEST_F(StreamFramerTest, RefusesOversizedImpossibleAndForeignStreamsFromTheHeaderAlone) {
@@ -89,15 +76,6 @@ TEST(SomeipHeader, IsLaidOutAsTheProtocolSays) {
   ASSERT_TRUE(decoded);
   EXPECT_EQ(someip::EncodeHeader(*decoded), expected);
   EXPECT_FALSE(someip::DecodeHeader(std::span(expected).first(15)));
-}
-
-TEST(RuntimeDir, NamesOnlyDaemonSockets) {
-  EXPECT_EQ(InstanceOfSocketName("maintaind-0.sock"), 0);
-  EXPECT_EQ(InstanceOfSocketName("maintaind-65535.sock"), 65535);
-  for (const char* other : {"maintaind-65536.sock", "maintaind-.sock", "maintaind-1.sock~", "maintaind--1.sock",
-                            "maintaind-1x.sock", "other-1.sock", ".sock", ""}) {
-    EXPECT_FALSE(InstanceOfSocketName(other)) << other;
-  }
 }
 
 TEST(MbufSample, ComesBackAndRefusesEveryCut) {

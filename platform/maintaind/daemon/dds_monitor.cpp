@@ -130,8 +130,8 @@ void DdsMonitor::OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoin
   endpoints_[endpoint.guid] = endpoint.participantGuid;
   dds::DiscoveredEndpoint seen = endpoint;
   seen.domainId = domainId;
-  registry_.SetForeign(endpoint.guid, seen.isWriter ? EntityRole::kProvider : EntityRole::kConsumer, ForeignNodeName(seen),
-                       ForeignEvent(seen));
+  registry_.SetForeign(endpoint.guid, seen.isWriter ? EntityRole::kProvider : EntityRole::kConsumer,
+                       ForeignNodeName(seen), ForeignEvent(seen));
 }
 
 void DdsMonitor::OnEndpointGone(const std::string& guid) {

@@ -66,7 +66,8 @@ PeerInfo PeerOfSocket(int socket) {
   if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
     return {};
   }
-  return {static_cast<std::uint32_t>(credentials.pid), Identity(credentials.uid, credentials.gid), SelinuxLabel(socket)};
+  return {static_cast<std::uint32_t>(credentials.pid), Identity(credentials.uid, credentials.gid),
+          SelinuxLabel(socket)};
 }
 
 }  // namespace qor::maintaind

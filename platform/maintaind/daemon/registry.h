@@ -24,9 +24,9 @@ namespace qor::maintaind {
 struct RegistryOptions {
   std::uint16_t instance = 0;
   std::string hostDomainName;
-  std::size_t maxOffline = 4096;    ///< offline providers that are remembered, in each family
-  std::size_t maxNodes = 1024;      ///< of one connection
-  std::size_t maxEntities = 16384;  ///< of one connection
+  std::size_t maxOffline = 4096;      ///< offline providers that are remembered, in each family
+  std::size_t maxNodes = 1024;        ///< of one connection
+  std::size_t maxEntities = 16384;    ///< of one connection
   std::size_t maxBytes = 64U << 20U;  ///< of the registrations of one connection, as they were sent
 };
 
