@@ -24,10 +24,10 @@ namespace qor::someip {
 
 struct EventSettings {
   std::uint16_t eventId = 0;
-  std::vector<std::uint16_t> eventgroups;
-  bool isReliable = false;       ///< by TCP to reliable subscribers, else by UDP to unreliable ones
-  bool isField = false;          ///< a field's notifier: the last payload goes to each new subscriber
-  std::optional<TpSettings> tp;  ///< by UDP, payloads above kMaxUdpPayload need this
+  std::vector<std::uint16_t> eventgroups{};
+  bool isReliable = false;         ///< by TCP to reliable subscribers, else by UDP to unreliable ones
+  bool isField = false;            ///< a field's notifier: the last payload goes to each new subscriber
+  std::optional<TpSettings> tp{};  ///< by UDP, payloads above kMaxUdpPayload need this
 };
 
 struct NotifierSettings {

@@ -33,7 +33,8 @@ class Responder {
   bool IsReliable() const { return isReliable_; }
 
   /// Without effect when no answer is wanted. Errors: kTooLarge, after which another answer can be given; kNotSent,
-  /// when the peer or the server has gone or the system refused it.
+  /// when the peer or the server has gone or the system refused it. A segmented answer keeps the caller for the pauses
+  /// between its bursts.
   ara::core::Result<void> Answer(std::span<const std::uint8_t> payload);
   /// `code` is any but kOk: a general one, or one of the service's own from 0x20 to 0x5E.
   ara::core::Result<void> Fail(ReturnCode code, std::span<const std::uint8_t> payload = {});

@@ -81,7 +81,8 @@ class ServiceClient {
   void RemoveEventHandler(std::uint16_t eventId);
 
   /// Sends a request. The handler is called exactly once, on the loop's thread, whatever happens, unless the client
-  /// ends before. By UDP this opens the socket; by TCP the connection must be there.
+  /// ends before. By UDP this opens the socket, and a segmented request keeps the caller for the pauses between its
+  /// bursts; by TCP the connection must be there.
   void Request(std::uint16_t methodId, std::span<const std::uint8_t> payload, bool isReliable,
                std::chrono::milliseconds timeout, AnswerHandler onAnswer);
   /// Sends a message that has no answer. Errors: kNotOpen, kTooLarge, kNotSent.

@@ -180,7 +180,7 @@ void TcpConnection::FailLocked(std::string reason) {
     }
   });
   socket_.close(ignored);
-  queue_ = {};
+  std::vector<std::uint8_t>().swap(queue_);
   queueBegin_ = 0;
 }
 

@@ -70,7 +70,7 @@ class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // s
 
   // The loop's thread.
   StreamFramer framer_;
-  std::array<std::uint8_t, kReadSize> readBuffer_;
+  std::array<std::uint8_t, kReadSize> readBuffer_{};
 
   enum class State : std::uint8_t { kOpen, kFailed, kClosed };
   std::atomic<State> state_{State::kOpen};  // written under mutex_

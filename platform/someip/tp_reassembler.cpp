@@ -214,7 +214,7 @@ void TpReassembler::Free(Slot& slot) {
 
 void TpReassembler::FreeBuffer(Slot& slot) {
   held_ -= slot.buffer.capacity();
-  slot.buffer = {};
+  std::vector<std::uint8_t>().swap(slot.buffer);  // clear would keep the memory
 }
 
 }  // namespace qor::someip

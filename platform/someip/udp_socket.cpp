@@ -194,9 +194,11 @@ std::size_t UdpSocket::Send(std::span<const OutgoingDatagram> datagrams) {
 
 /// At most kBatch datagrams, with useMutex_ shared.
 std::size_t UdpSocket::SendChunk(std::span<const OutgoingDatagram> datagrams) {
+  // NOLINTBEGIN(cppcoreguidelines-pro-type-member-init): 7 KB, filled as far as they are used
   std::array<mmsghdr, kBatch> messages;
   std::array<std::array<iovec, 2>, kBatch> parts;
   std::array<sockaddr_in, kBatch> destinations;
+  // NOLINTEND(cppcoreguidelines-pro-type-member-init)
   for (std::size_t i = 0; i < datagrams.size(); ++i) {
     destinations[i] = ToSockaddr(datagrams[i].destination);
     parts[i] = {ToIovec(datagrams[i].head), ToIovec(datagrams[i].body)};
