@@ -95,7 +95,7 @@ TEST_F(ServiceBrokerTest, OneConnectionCannotFillTheTable) {
     ++other.instanceId;
     EXPECT_EQ(broker_.Find(1, other).HasValue(), isAllowed);
   }
-  for (const std::uint16_t port : {10, 11}) {
+  for (const auto port : std::initializer_list<std::uint16_t>{10, 11}) {
     EXPECT_TRUE(broker_.Subscribe(1, SubscriptionAt(port)));
   }
   EXPECT_FALSE(broker_.Subscribe(1, SubscriptionAt(12)));
