@@ -16,6 +16,14 @@ const Registration* RegistrationBook::Add(Registration registration) {
   return &added;
 }
 
+const Registration& RegistrationBook::Put(Registration registration) {
+  if (Registration* known = Find(registration.key); known != nullptr) {
+    *known = std::move(registration);
+    return *known;
+  }
+  return *Add(std::move(registration));
+}
+
 std::optional<Registration> RegistrationBook::Remove(const std::string& key) {
   const auto found = byKey_.find(key);
   if (found == byKey_.end() || --found->second->users > 0) {

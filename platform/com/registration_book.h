@@ -28,6 +28,8 @@ class RegistrationBook {
  public:
   /// The entry, if its key is new; null when it was there and has one user more now.
   const Registration* Add(Registration registration);
+  /// The entry, new or with what it says replaced. It has one user.
+  const Registration& Put(Registration registration);
   /// The entry, if that was its last user.
   std::optional<Registration> Remove(const std::string& key);
   /// Null when there is none.

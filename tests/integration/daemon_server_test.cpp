@@ -88,8 +88,8 @@ TEST_F(DaemonServerTest, AnswersRepeatTheRequestAndErrorsTellTheReason) {
               "the request cannot be read beyond byte 11 of 12");
   expectError(kNode, node_operation::RegisterNode::kMethodId, Encode(std::string("/n")), ReturnCode::kNotReady,
               "Hello must come first");
-  expectError(kNode, node_operation::Hello::kMethodId, Encode(ApplicationHello{2, "app"}),
-              ReturnCode::kWrongInterfaceVersion, "the daemon speaks version 1 of the node service, the application 2");
+  expectError(kNode, node_operation::Hello::kMethodId, Encode(ApplicationHello{3, "app"}),
+              ReturnCode::kWrongInterfaceVersion, "the daemon speaks version 2 of the node service, the application 3");
   expectError(kNode, node_operation::RegisterNode::kMethodId, RawPeer::Bytes(65537), ReturnCode::kNotOk,
               "a registration can have 65536 bytes at most, this one has 65537");
 }

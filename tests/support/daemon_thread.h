@@ -62,7 +62,7 @@ class DaemonThread {
 class RawApplication {
  public:
   RawApplication(const std::string& socketPath, const std::string& node) : peer(socketPath) {
-    EXPECT_EQ(Ask<maintaind::node_operation::Hello>({1, "app"}), "ok");
+    EXPECT_EQ(Ask<maintaind::node_operation::Hello>({2, "app"}), "ok");
     EXPECT_EQ(Ask<maintaind::node_operation::RegisterNode>(node), "ok");
   }
 

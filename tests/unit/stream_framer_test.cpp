@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/ipc/stream_framer.h"
+#include "platform/someip/stream_framer.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ class StreamFramerTest : public testing::Test {
     });
   }
 
-  StreamFramer framer_{100};
+  someip::StreamFramer framer_{100};
   std::string received_;
 };
 
@@ -51,11 +51,11 @@ TEST_F(StreamFramerTest, RefusesOversizedImpossibleAndForeignStreamsFromTheHeade
 
   auto tooShort = Message(1, "");
   tooShort[7] = 7;
-  framer_ = StreamFramer(100);
+  framer_ = someip::StreamFramer(100);
   EXPECT_FALSE(Feed(tooShort));
 
   const std::string http = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
-  framer_ = StreamFramer(1U << 31U);
+  framer_ = someip::StreamFramer(1U << 31U);
   EXPECT_FALSE(Feed(std::span(reinterpret_cast<const std::uint8_t*>(http.data()), http.size())));
 }
 

@@ -58,6 +58,7 @@ class Registry {
   // --- Applications. The errors are SOME/IP return codes with the reason. ---
 
   ara::core::Result<void> Open(ConnectionId connection, const PeerInfo& peer, const std::string& applicationName);
+  bool IsOpen(ConnectionId connection) const { return applications_.contains(connection); }
   /// Without effect for a connection that is not open.
   void Close(ConnectionId connection);
 

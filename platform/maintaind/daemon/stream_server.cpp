@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include <asio/post.hpp>
 #include <asio/write.hpp>
 
 namespace qor::maintaind {
@@ -61,6 +62,27 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
     server_.Forget(id_, processId);
   }
 
+  /// May be called while the session is being fed, so a peer that is to go goes afterwards.
+  void Send(OutgoingMessage message) {
+    if (session_ == nullptr) {
+      return;
+    }
+    queuedSize_ += message.Size();
+    if (!queue_.empty() && queuedSize_ > server_.limits_.maxQueued) {
+      session_->Mute();
+      asio::post(server_.loop_, [self = shared_from_this()] {
+        if (self->session_ != nullptr) {
+          self->CutOff("it does not read its answers");
+        }
+      });
+      return;
+    }
+    queue_.push_back(std::move(message));
+    if (queue_.size() == 1) {
+      WriteNext();
+    }
+  }
+
  private:
   void OnRead(std::size_t size) {
     if (session_ == nullptr) {
@@ -70,8 +92,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
     const bool wasInMessage = session_->IsInMessage();
     if (!session_->Feed(std::span(readBuffer_).first(size))) {
       CutOff("it sent what is no SOME/IP message or a request that is too large");
-    } else if (!cutOffReason_.empty()) {
-      CutOff(cutOffReason_);
     } else {
       if (!session_->IsInMessage()) {
         halfMessage_.cancel();
@@ -90,20 +110,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
         self->CutOff("it sent half a message and did not go on");
       }
     });
-  }
-
-  /// Called while the session is being fed, so a peer that is to go goes afterwards.
-  void Send(OutgoingMessage message) {
-    queuedSize_ += message.Size();
-    if (!queue_.empty() && queuedSize_ > server_.limits_.maxQueued) {
-      cutOffReason_ = "it does not read its answers";
-      session_->Mute();
-      return;
-    }
-    queue_.push_back(std::move(message));
-    if (queue_.size() == 1) {
-      WriteNext();
-    }
   }
 
   void WriteNext() {
@@ -137,7 +143,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
   std::array<std::uint8_t, kReadSize> readBuffer_{};
   std::deque<OutgoingMessage> queue_;  // the front is being written
   std::size_t queuedSize_ = 0;
-  std::string_view cutOffReason_;  // not empty: to be cut off as soon as the session has returned
 };
 
 StreamServer::StreamServer(asio::io_context& loop, StreamServerLimits limits, RequestHandler& handler)
@@ -167,6 +172,12 @@ void StreamServer::Stop() {
   acceptRetry_.cancel();
   for (auto& [id, connection] : std::exchange(connections_, {})) {
     connection->Close();
+  }
+}
+
+void StreamServer::Send(ConnectionId connection, OutgoingMessage message) {
+  if (const auto found = connections_.find(connection); found != connections_.end()) {
+    found->second->Send(std::move(message));
   }
 }
 

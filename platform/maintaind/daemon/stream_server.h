@@ -43,6 +43,8 @@ class StreamServer {
   ara::core::Result<void> Start(const std::string& socketPath);
   /// Removes the socket and closes all connections.
   void Stop();
+  /// Sends a message that nobody asked for. Without effect when the connection is gone.
+  void Send(ConnectionId connection, OutgoingMessage message);
 
  private:
   class Connection;
