@@ -8,13 +8,14 @@
 #include <span>
 
 #include "platform/maintaind/daemon/request_router.h"
+#include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/daemon/tools_service_impl.h"
 
 namespace qor::maintaind {
 namespace {
 
 /// A daemon without sockets: two connections and what answers them.
-class Connections {
+class Connections : private BrokerPeers {
  public:
   Connections() {
     registry_.SetDeployment(deployment_);
@@ -30,7 +31,8 @@ class Connections {
   }
   /// Nothing that an application did survives its connection but offline providers.
   void CheckEnd() {
-    sessions_ = {};
+    Close(0);
+    Close(1);
     for (const auto& event : registry_.Events("ALL")) {
       if (event.isPublisherOnline || event.publisher.empty() || !event.subscribers.empty()) {
         std::abort();
@@ -44,10 +46,26 @@ class Connections {
   }
 
  private:
-  void Open(std::size_t which) {
+  void OnServiceState(ConnectionId connection, const ServiceState& /*state*/) override { CheckOpen(connection); }
+  void OnSubscriberChange(ConnectionId connection, const SubscriberChange& /*change*/) override {
+    CheckOpen(connection);
+  }
+  /// Nobody is told anything whose connection has ended.
+  void CheckOpen(ConnectionId connection) const {
+    if (std::find(ids_.begin(), ids_.end(), connection) == ids_.end()) {
+      std::abort();
+    }
+  }
+
+  void Close(std::size_t which) {
+    ids_[which] = 0;
     sessions_[which].reset();
+  }
+  void Open(std::size_t which) {
+    Close(which);
+    ids_[which] = ++lastId_;
     sessions_[which] =
-        std::make_unique<ServerSession>(++lastId_, PeerInfo{1, "a:b", ""}, std::size_t{1} << 20U, router_, &Check);
+        std::make_unique<ServerSession>(lastId_, PeerInfo{1, "a:b", ""}, std::size_t{1} << 20U, router_, &Check);
   }
   static void Check(const OutgoingMessage& message) {
     const auto header = someip::DecodeHeader(message.header);
@@ -58,11 +76,13 @@ class Connections {
 
   com::Deployment deployment_;
   Registry registry_{{.instance = 1, .hostDomainName = "GEA", .maxOffline = 4, .maxNodes = 4, .maxEntities = 8}};
-  NodeServiceSkeleton nodeService_{registry_, 1};
+  ServiceBroker broker_{*this, {.services = 4, .subscriptions = 8}};
+  NodeServiceSkeleton nodeService_{registry_, broker_, 1};
   ToolsServiceImpl toolsImpl_{registry_, deployment_};
   ToolsServiceSkeleton toolsService_{toolsImpl_};
-  RequestRouter router_{registry_, nodeService_, toolsService_};
+  RequestRouter router_{registry_, broker_, nodeService_, toolsService_};
   ConnectionId lastId_ = 0;
+  std::array<ConnectionId, 2> ids_{};  // 0: closed
   std::array<std::unique_ptr<ServerSession>, 2> sessions_;
 };
 

@@ -8,6 +8,7 @@
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/codec.h"
 #include "src/common/records/registration.h"
+#include "src/common/records/someip_link.h"
 
 namespace qor::maintaind {
 namespace {
@@ -19,7 +20,8 @@ using Payloads =
                QueryDataTypeIndex, QuerySubEventInfoIndex, SubNodeEventInfo, EventShowTexts, MethodTypeTexts,
                std::vector<DataTypeInfo>, std::vector<DataTypeRef>, LatencyIndex, LatencySwitch, LatencyQueryInfo,
                LatencyStatus, LatencyResult, ReturnCode, ApplicationHello, DaemonHello, EventRegistration,
-               MethodRegistration, FieldRegistration, ServiceRegistration>;
+               MethodRegistration, FieldRegistration, ServiceRegistration, ServiceIndex, ServiceOffer, ServiceState,
+               EventgroupSubscription, SubscriberChange>;
 
 /// What can be read is written and read again as the same value.
 template <class T>
