@@ -6,5 +6,5 @@
 int main(int argc, char** argv) {
   const qor::com::Deployment deployment = qor::com::LoadDeployment(argc > 1 ? argv[1] : "");
   const bool isToolsLibraryThere = qor::QorCommon::GetInstance().InitializeNode("/install", "test") != nullptr;
-  return isToolsLibraryThere && deployment.faults.empty() && deployment.events.size() == 6 ? 0 : 1;
+  return isToolsLibraryThere && deployment.faults.empty() && !deployment.events.empty() ? 0 : 1;
 }

@@ -263,7 +263,7 @@ TEST_F(DdsTransportTest, RefusesWhatItCannotDoWithTheReason) {
          dds.transports = {TransportQos::kPcie, TransportQos::kIcc};
        },
        TransportError::kNotSupported, "PCIE, ICC"},
-      {[](auto& dds) { dds.networkIp = "192.0.2.7"; }, TransportError::kNoNetwork, "'192.0.2.7'"},
+      {[](auto& dds) { dds.networkIp = "203.0.113.7"; }, TransportError::kNoNetwork, "'203.0.113.7'"},
       {[](auto& dds) { dds.networkIp = "nonsense"; }, TransportError::kNoNetwork, "'nonsense'"},
       {[](auto& dds) { dds.domainId = 233; }, TransportError::kBadConfig, "233"},
       {[](auto& dds) { dds.topicName = ""; }, TransportError::kBadConfig, "Type_"},

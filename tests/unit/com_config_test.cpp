@@ -119,7 +119,7 @@ TEST(NodeHandle, SaysWhyItCannotPublishOrSubscribe) {
   node.Shutdown();
   EXPECT_FALSE(node.Advertise("over icc"));
   for (const char* reason : {"There is no configuration of event 'unheard of'",
-                             "Event 'over someip': this build has no SOME/IP event transport",
+                             "Event 'over someip' cannot be subscribed: a SOME/IP event needs a service id",
                              "Event 'over icc' cannot be published: this platform cannot drive",
                              "Node '/Node_1/x' cannot use event 'over icc'"}) {
     EXPECT_EQ(capture.CountContaining(reason), 1U) << reason;
