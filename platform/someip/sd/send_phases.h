@@ -23,7 +23,6 @@ inline Duration RandomDelay(RandomSource& random, std::chrono::milliseconds min,
 /// How far a service's offers or finds have come: initial wait, repetitions, steady.
 class SendPhases {
  public:
-  bool IsInitialWait() const { return sent_ == 0; }
   /// One was sent. The pause to the next repetition; nothing when there are none left.
   std::optional<Duration> OnSent(const SdTiming& timing) {
     const std::uint32_t repetition = sent_;
