@@ -52,6 +52,12 @@ void RunIn(const ipc::UniqueFd& space, std::vector<std::string> command) {
   }
 }
 
+/// The same for every interface that the host gets, so that what the others have cached stays right.
+std::string HardwareAddress(std::size_t host) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  return std::string("02:00:00:00:00:") + kDigits[(host + 1) / 16 % 16] + kDigits[(host + 1) % 16];
+}
+
 std::string PortOf(std::size_t host) { return "host" + std::to_string(host); }
 
 }  // namespace
@@ -74,13 +80,13 @@ TestHosts::TestHosts(std::size_t count) : bridge_(MakeNamespace()) {
   for (std::size_t host = 0; host < count; ++host) {
     hosts_.push_back(MakeNamespace());
     RunIn(hosts_[host], {"ip", "link", "set", "lo", "up"});
-    Connect(host);
+    AddInterface(host);
   }
 }
 
-void TestHosts::Connect(std::size_t host) const {
-  RunIn(bridge_,
-        {"ip", "link", "add", PortOf(host), "type", "veth", "peer", "name", "eth0", "netns", PathOf(hosts_[host])});
+void TestHosts::AddInterface(std::size_t host) const {
+  RunIn(bridge_, {"ip", "link", "add", PortOf(host), "type", "veth", "peer", "name", "eth0", "address",
+                  HardwareAddress(host), "netns", PathOf(hosts_[host])});
   RunIn(bridge_, {"ip", "link", "set", PortOf(host), "master", "bridge0", "up"});
   RunIn(hosts_[host], {"ip", "address", "add", Address(host) + "/24", "dev", "eth0"});
   SetLink(host, true);
@@ -112,10 +118,7 @@ void TestHosts::SetCable(std::size_t host, bool isPlugged) const {
   RunIn(bridge_, {"ip", "link", "set", PortOf(host), isPlugged ? "up" : "down"});
 }
 
-void TestHosts::ReplaceInterface(std::size_t host) const {
-  RunIn(bridge_, {"ip", "link", "delete", PortOf(host)});
-  Connect(host);
-}
+void TestHosts::RemoveInterface(std::size_t host) const { RunIn(bridge_, {"ip", "link", "delete", PortOf(host)}); }
 
 bool TestHosts::SetLoss(std::size_t host, unsigned int percent) const {
   std::vector<std::string> command{"tc", "qdisc", "replace", "dev", "eth0", "root"};

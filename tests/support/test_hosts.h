@@ -36,14 +36,13 @@ class TestHosts {
   void SetLink(std::size_t host, bool isUp) const;
   /// The other end of it: the interface loses its carrier.
   void SetCable(std::size_t host, bool isPlugged) const;
-  /// The interface is removed and made anew, with the same address.
-  void ReplaceInterface(std::size_t host) const;
+  /// The interface itself. What is added is a new one with the same addresses.
+  void RemoveInterface(std::size_t host) const;
+  void AddInterface(std::size_t host) const;
   /// So many of a hundred packets that the host sends are lost; 0 ends it. False when this system cannot do it.
   [[nodiscard]] bool SetLoss(std::size_t host, unsigned int percent) const;
 
  private:
-  void Connect(std::size_t host) const;
-
   ipc::UniqueFd bridge_;  ///< a namespace of its own
   std::vector<ipc::UniqueFd> hosts_;
 };
