@@ -52,6 +52,7 @@ bool OwnServices::StopOffer(const ServiceKey& key) {
 
 void OwnServices::Restart(TimePoint now) {
   cyclic_.clear();
+  nextCycle_.reset();
   for (auto& [key, own] : services_) {
     StartPhases(key, own, now);
   }
@@ -109,10 +110,10 @@ std::optional<TimePoint> OwnServices::Next() const {
 }
 
 void OwnServices::OnTime(TimePoint now) {
+  AnnounceCycle(now);  // first, so that a service whose repetitions end now is not announced twice
   while (const auto key = phaseEnds_.TakeDue(now)) {
     Announce(*key, now);
   }
-  AnnounceCycle(now);
   AnswerFinds(now);
 }
 
