@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -14,8 +15,6 @@
 #include <utility>
 
 #include <asio/posix/stream_descriptor.hpp>
-
-#include "platform/ipc/unique_fd.h"
 
 namespace qor::someip::sd {
 namespace {
@@ -42,15 +41,24 @@ InterfaceState StateOf(Ipv4Address address) {
 }
 
 /// A socket on which the kernel tells about links and IPv4 addresses.
-ipc::UniqueFd OpenNetlink() {
-  ipc::UniqueFd fd(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+asio::error_code OpenNetlink(asio::posix::stream_descriptor& descriptor) {
+  asio::error_code error;
+  const int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
+  if (fd < 0) {
+    return {errno, asio::error::get_system_category()};
+  }
   sockaddr_nl groups{};
   groups.nl_family = AF_NETLINK;
   groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
-  if (!fd || ::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&groups), sizeof(groups)) != 0) {
-    return {};
+  if (::bind(fd, reinterpret_cast<const sockaddr*>(&groups), sizeof(groups)) != 0) {
+    error = {errno, asio::error::get_system_category()};
+  } else {
+    descriptor.assign(fd, error);
   }
-  return fd;
+  if (error) {
+    ::close(fd);
+  }
+  return error;
 }
 
 }  // namespace
@@ -61,15 +69,9 @@ class InterfaceWatch::Impl : public std::enable_shared_from_this<Impl> {
       : address_(address), changes_(loop), onChange_(std::move(onChange)) {}
 
   ara::core::Result<void> Start() {
-    ipc::UniqueFd fd = OpenNetlink();
-    asio::error_code error(errno, asio::error::get_system_category());
-    if (fd) {
-      changes_.assign(fd.Get(), error);
-    }
-    if (error) {
+    if (const auto error = OpenNetlink(changes_)) {
       return ara::core::ErrorCode(error.value(), "cannot watch the interfaces: " + error.message());
     }
-    static_cast<void>(fd.Release());
     Wait();
     Look();
     return {};
@@ -104,7 +106,8 @@ class InterfaceWatch::Impl : public std::enable_shared_from_this<Impl> {
   void Look() {
     const InterfaceState now = StateOf(address_);
     if (now != std::exchange(last_, now) && onChange_) {
-      onChange_(now);
+      const Handler onChange = onChange_;  // the call can stop the watch
+      onChange(now);
     }
   }
 

@@ -59,7 +59,8 @@ class SdAgent {
   /// Its subscribers end. Without effect when it is not offered.
   void StopOffer(const ServiceKey& key);
 
-  /// Sends finds until a matching service is offered, at most a few. All offers are learnt, required or not.
+  /// Sends finds until a matching service is offered, at most a few. All offers are learnt, required or not. Twice is
+  /// as once.
   void Require(const ServiceFilter& filter);
   void Release(const ServiceFilter& filter);
 
