@@ -39,6 +39,16 @@ void WriteObject(PayloadWriter& payload, std::uint32_t id, ObjectKind kind, doub
   payload.Number(static_cast<float>(0.9 - 0.1 * id));
 }
 
+constexpr std::uint32_t kPointSize = 3 * sizeof(float);
+
+/// A point of a wall that moves to and fro: metres ahead, to the left and up.
+void WritePoint(PayloadWriter& payload, std::uint32_t number, std::uint32_t frame) {
+  constexpr std::uint32_t kColumns = 128;
+  payload.Number(static_cast<float>(20.0 + 5.0 * std::sin(frame / 30.0)));
+  payload.Number(static_cast<float>(number % kColumns) * 0.1F - 6.4F);
+  payload.Number(static_cast<float>(number / kColumns) * 0.05F);
+}
+
 }  // namespace
 
 int RunCamera(Schedule& schedule) {
@@ -46,7 +56,8 @@ int RunCamera(Schedule& schedule) {
   com::NodeHandle node("/camera");
   Feed image(node, "/camera/front/image");
   Feed objects(node, "/camera/front/objects");
-  if (!image.Ok() || !objects.Ok()) {
+  Feed points(node, "/camera/front/points", std::endian::big);
+  if (!image.Ok() || !objects.Ok() || !points.Ok()) {
     return 1;
   }
   const Stripes stripes;
@@ -61,6 +72,14 @@ int RunCamera(Schedule& schedule) {
     WriteObject(objects.Payload(), 2, ObjectKind::kPedestrian, seconds);
     WriteObject(objects.Payload(), 3, ObjectKind::kSign, seconds);
     objects.Send();
+  });
+  schedule.Every(std::chrono::milliseconds(100), [&] {
+    constexpr std::uint32_t kPoints = 8333;  // 100 KB
+    points.Payload().Count(kPoints * kPointSize);
+    for (std::uint32_t i = 0; i < kPoints; ++i) {
+      WritePoint(points.Payload(), i, frame);
+    }
+    points.Send();
   });
   schedule.Run();
   return 0;

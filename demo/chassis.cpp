@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "demo/feed.h"
@@ -18,6 +20,7 @@ class Drive {
     distance_ += Speed() * seconds;
   }
   double Distance() const { return distance_; }
+  double Seconds() const { return seconds_; }
 
  private:
   double seconds_ = 0;
@@ -31,7 +34,9 @@ int RunChassis(Schedule& schedule) {
   com::NodeHandle node("/chassis");
   Feed ticks(node, "/chassis/wheel_ticks");
   Feed speed(node, "/chassis/speed");
-  if (!ticks.Ok() || !speed.Ok()) {
+  Feed yawRate(node, "/chassis/yaw_rate", std::endian::big);
+  Feed brake(node, "/chassis/brake", std::endian::big);
+  if (!ticks.Ok() || !speed.Ok() || !yawRate.Ok() || !brake.Ok()) {
     return 1;
   }
   Drive drive;
@@ -42,11 +47,16 @@ int RunChassis(Schedule& schedule) {
       ticks.Payload().Number(static_cast<std::uint16_t>(count + wheel));
     }
     ticks.Send();
+    yawRate.Payload().Number(Now()).Number(static_cast<float>(0.2 * std::sin(drive.Distance() / 50.0)));
+    yawRate.Send();
   });
   schedule.Every(std::chrono::milliseconds(10), [&] {
     const Gear gear = drive.Speed() > 0.5 ? Gear::kDrive : Gear::kNeutral;
     speed.Payload().Number(Now()).Number(static_cast<float>(drive.Speed())).Number(drive.Distance()).Number(gear);
     speed.Send();
+    const double pressure = std::max(0.0, -std::sin(drive.Seconds() * 2.0 * M_PI / 60.0)) * 40.0;  // bar
+    brake.Payload().Number(static_cast<std::uint8_t>(pressure > 1.0)).Number(static_cast<float>(pressure));
+    brake.Send();
   });
   schedule.Run();
   return 0;

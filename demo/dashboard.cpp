@@ -10,8 +10,9 @@
 namespace qor::demo {
 namespace {
 
-constexpr std::array kEvents = {"/chassis/wheel_ticks",  "/chassis/speed", "/camera/front/image",
-                                "/camera/front/objects", "/body/doors",    "/body/status"};
+constexpr std::array kEvents = {"/chassis/wheel_ticks", "/chassis/speed",      "/chassis/yaw_rate",
+                                "/chassis/brake",       "/camera/front/image", "/camera/front/objects",
+                                "/camera/front/points", "/body/doors",         "/body/status"};
 constexpr std::size_t kSpeed = 1;
 
 /// What arrived since the last line. Written on receive threads, read by the schedule.

@@ -6,7 +6,8 @@
 
 namespace qor::demo {
 
-Feed::Feed(com::NodeHandle& node, const std::string& name) : publisher_(node.Advertise(name)) {
+Feed::Feed(com::NodeHandle& node, const std::string& name, std::endian order)
+    : publisher_(node.Advertise(name)), payload_(order) {
   if (!publisher_) {
     std::fprintf(stderr, "cannot publish %s; is QOR_DEPLOYMENT_DIR set to demo/deployment?\n", name.c_str());
   }

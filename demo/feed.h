@@ -12,8 +12,8 @@ namespace qor::demo {
 /// One published event of the demo with the memory of its payload. The node must outlive it.
 class Feed {
  public:
-  /// Not Ok, with a line on stderr, when the event cannot be published.
-  Feed(com::NodeHandle& node, const std::string& name);
+  /// Not Ok, with a line on stderr, when the event cannot be published. `order` is that of the payload's numbers.
+  Feed(com::NodeHandle& node, const std::string& name, std::endian order = std::endian::little);
 
   bool Ok() const { return static_cast<bool>(publisher_); }
   /// The payload of the next sample; empty after a Send.

@@ -13,17 +13,20 @@
 
 namespace qor::demo {
 
-/// Writes a payload in the shared-memory form: little-endian, nothing aligned. A text is its length in bytes as 32 bits
-/// and the bytes; a vector its element count as 32 bits and the elements; a map its entry count as 32 bits and key and
-/// value in turn; an array its elements alone; a structure its members; an enumeration its number.
+/// Writes a payload in the shared-memory form (little-endian) or, for numbers, in that of SOME/IP (big-endian); nothing
+/// is aligned. A text is its length in bytes as 32 bits and the bytes; a vector its element count as 32 bits and the
+/// elements; a map its entry count as 32 bits and key and value in turn; an array its elements alone; a structure its
+/// members; an enumeration its number.
 class PayloadWriter {
  public:
+  explicit PayloadWriter(std::endian order = std::endian::little) : order_(order) {}
+
   template <std::integral T>
   PayloadWriter& Number(T value) {
-    auto rest = static_cast<std::make_unsigned_t<T>>(value);
+    const auto bits = static_cast<std::uint64_t>(static_cast<std::make_unsigned_t<T>>(value));
     for (std::size_t i = 0; i < sizeof(T); ++i) {
-      bytes_.push_back(static_cast<std::uint8_t>(rest));
-      rest = static_cast<std::make_unsigned_t<T>>(sizeof(T) > 1 ? rest >> 8U : 0U);
+      const std::size_t place = order_ == std::endian::little ? i : sizeof(T) - 1 - i;
+      bytes_.push_back(static_cast<std::uint8_t>(bits >> (8 * place)));
     }
     return *this;
   }
@@ -57,6 +60,7 @@ class PayloadWriter {
   }
 
  private:
+  std::endian order_;
   std::vector<std::uint8_t> bytes_;
 };
 

@@ -54,7 +54,7 @@ void Schedule::Run() {
       return;
     }
     const Clock::time_point now = Clock::now();
-    if (now >= due) {
+    if (entry != entries_.end() && now >= due) {
       entry->task();
       entry->next = std::max(due + entry->period, now - kMaxBacklog);
     } else if (hasAlways) {

@@ -18,11 +18,15 @@ maintaind::EventInfo BindingOf(const maintaind::EventRegisterInfo& config, maint
   return binding;
 }
 
+const maintaind::E2EConfigInfo& E2eOf(const maintaind::EventInfo& binding, maintaind::DriverType driver) {
+  return driver == maintaind::DriverType::kSomeip ? binding.someip.e2e : binding.dds.e2e;
+}
+
 EventTransport* WireOf(const maintaind::EventRegisterInfo& config, maintaind::DriverType driver) {
   EventTransport* const wire = TransportFor(driver);
   if (wire == nullptr) {
-    kLog.Error() << "Event '" << config.eventName << "': this build has no "
-                 << (driver == maintaind::DriverType::kSomeip ? "SOME/IP event transport" : "such event transport");
+    kLog.Error() << "Event '" << config.eventName << "' has a binding of an unknown kind, "
+                 << static_cast<std::uint32_t>(driver);
   }
   return wire;
 }

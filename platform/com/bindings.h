@@ -14,6 +14,9 @@ namespace qor::com {
 /// The record of one binding, ready for its wire. A DDS binding without a type name gets the payload type's.
 maintaind::EventInfo BindingOf(const maintaind::EventRegisterInfo& config, maintaind::DriverType driver);
 
+/// The E2E protection of one binding.
+const maintaind::E2EConfigInfo& E2eOf(const maintaind::EventInfo& binding, maintaind::DriverType driver);
+
 /// The wire of a binding, or null with a line in the log.
 EventTransport* WireOf(const maintaind::EventRegisterInfo& config, maintaind::DriverType driver);
 

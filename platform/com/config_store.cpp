@@ -46,6 +46,9 @@ void ConfigStore::LoadOnce() {
     }
     for (maintaind::EventRegisterInfo& event : deployment.events) {
       std::string name = event.eventName;
+      if (!event.uuid.empty()) {
+        deployed_.try_emplace(name + "[" + event.uuid + "]", event);
+      }
       deployed_.try_emplace(std::move(name), std::move(event));
     }
   });

@@ -4,6 +4,7 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -41,21 +42,33 @@ std::string EntityKey(std::uint32_t id) { return "entity " + std::to_string(id);
 /// repeated until a daemon has answered, and start again when its connection ends.
 class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
  public:
-  explicit Impl(std::string applicationName) : applicationName_(std::move(applicationName)), timer_(ipc::IoThread()) {}
+  explicit Impl(std::string applicationName)
+      : applicationName_(std::move(applicationName)),
+        timer_(ipc::IoThread()),
+        someipClientId_(std::make_shared<std::atomic<std::uint16_t>>(0)) {}
+
+  const std::shared_ptr<std::atomic<std::uint16_t>>& SomeipClientId() const { return someipClientId_; }
 
   void Add(Registration registration) {
     if (const Registration* added = book_.Add(std::move(registration)); added != nullptr && isGreeted_) {
       Register(*added);
     }
-    if (!isStarted_) {
-      isStarted_ = true;
-      StartRound();
-    }
+    StartOnce();
   }
+
+  void Put(Registration registration) {
+    if (const Registration& put = book_.Put(std::move(registration)); isGreeted_) {
+      Register(put);
+    }
+    StartOnce();
+  }
+
+  void Listen(std::uint16_t eventId, NotificationHandler handler) { listeners_[eventId] = std::move(handler); }
+  void OnConnected(std::function<void()> handler) { connectedHandlers_.push_back(std::move(handler)); }
 
   void Remove(const std::string& key) {
     const auto removed = book_.Remove(key);
-    if (removed && isGreeted_ && removed->unregisterMethod != 0) {
+    if (removed && isGreeted_) {
       Request(removed->unregisterMethod, removed->unregisterPayload, [](const auto& /*nobody waits for it*/) {});
     }
   }
@@ -67,6 +80,13 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   }
 
  private:
+  void StartOnce() {
+    if (!isStarted_) {
+      isStarted_ = true;
+      StartRound();
+    }
+  }
+
   void StartRound() {
     candidates_ = DaemonCandidates();
     nextCandidate_ = 0;
@@ -84,11 +104,19 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
     }
     const std::string path = candidates_[nextCandidate_++];
     const std::uint64_t connection = ++connection_;
-    client_ = std::make_unique<ipc::StreamClient>(path, [weak = weak_from_this(), connection] {
-      if (const auto self = weak.lock()) {
-        self->OnClosed(connection);
-      }
-    });
+    client_ = std::make_unique<ipc::StreamClient>(
+        path,
+        [weak = weak_from_this(), connection] {
+          if (const auto self = weak.lock()) {
+            self->OnClosed(connection);
+          }
+        },
+        [weak = weak_from_this(), connection](const someip::MessageHeader& header,
+                                              std::span<const std::uint8_t> payload) {
+          if (const auto self = weak.lock(); self != nullptr && self->connection_ == connection) {
+            self->OnNotification(header, payload);
+          }
+        });
     After(kHelloLimit, [](Impl& self) { self.OnNoAnswer(); });
     const maintaind::ApplicationHello hello{.applicationName = applicationName_};
     Request(operation::Hello::kMethodId, maintaind::Encode(hello),
@@ -112,8 +140,19 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
     isGreeted_ = true;
     refusedPaths_.erase(path);
     kLog.Info() << "Connected to the daemon with instance " << hello.instance << ".";
+    someipClientId_->store(hello.someipClientId);
+    for (const auto& handler : connectedHandlers_) {
+      handler();
+    }
     for (const Registration& registration : book_.Entries()) {
       Register(registration);
+    }
+  }
+
+  void OnNotification(const someip::MessageHeader& header, std::span<const std::uint8_t> payload) {
+    const auto listener = listeners_.find(header.methodId);
+    if (header.serviceId == maintaind::NodeService::ServiceIdentifier && listener != listeners_.end()) {
+      listener->second(payload);
     }
   }
 
@@ -196,6 +235,9 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   asio::steady_timer timer_;
   std::uint64_t timing_ = 0;  // number of the wait whose end counts
   RegistrationBook book_;
+  const std::shared_ptr<std::atomic<std::uint16_t>> someipClientId_;
+  std::map<std::uint16_t, NotificationHandler> listeners_;
+  std::vector<std::function<void()>> connectedHandlers_;
   std::unique_ptr<ipc::StreamClient> client_;
   std::uint64_t connection_ = 0;  // number of the connection whose events count
   std::vector<std::string> candidates_;
@@ -212,7 +254,8 @@ DaemonLink& DaemonLink::Instance() {
   return *link;
 }
 
-DaemonLink::DaemonLink(std::string applicationName) : impl_(std::make_shared<Impl>(std::move(applicationName))) {}
+DaemonLink::DaemonLink(std::string applicationName)
+    : impl_(std::make_shared<Impl>(std::move(applicationName))), someipClientId_(impl_->SomeipClientId()) {}
 
 DaemonLink::~DaemonLink() {
   asio::post(ipc::IoThread(), [impl = std::move(impl_)] { impl->Stop(); });
@@ -228,9 +271,7 @@ void DaemonLink::AddNode(const std::string& name) {
   asio::post(ipc::IoThread(), [impl = impl_, registration = std::move(registration)] { impl->Add(registration); });
 }
 
-void DaemonLink::RemoveNode(const std::string& name) {
-  asio::post(ipc::IoThread(), [impl = impl_, key = NodeKey(name)] { impl->Remove(key); });
-}
+void DaemonLink::RemoveNode(const std::string& name) { Remove(NodeKey(name)); }
 
 std::uint32_t DaemonLink::AddEvent(maintaind::EntityRole role, maintaind::EventRegisterInfo event) {
   const std::uint32_t id = ++lastId_;
@@ -246,8 +287,22 @@ std::uint32_t DaemonLink::AddEvent(maintaind::EntityRole role, maintaind::EventR
   return id;
 }
 
-void DaemonLink::RemoveEntity(std::uint32_t id) {
-  asio::post(ipc::IoThread(), [impl = impl_, key = EntityKey(id)] { impl->Remove(key); });
+void DaemonLink::RemoveEntity(std::uint32_t id) { Remove(EntityKey(id)); }
+
+void DaemonLink::Put(Registration registration) {
+  asio::post(ipc::IoThread(), [impl = impl_, registration = std::move(registration)] { impl->Put(registration); });
+}
+
+void DaemonLink::Remove(const std::string& key) {
+  asio::post(ipc::IoThread(), [impl = impl_, key] { impl->Remove(key); });
+}
+
+void DaemonLink::Listen(std::uint16_t eventId, NotificationHandler handler) {
+  asio::post(ipc::IoThread(), [impl = impl_, eventId, handler = std::move(handler)] { impl->Listen(eventId, handler); });
+}
+
+void DaemonLink::OnConnected(std::function<void()> handler) {
+  asio::post(ipc::IoThread(), [impl = impl_, handler = std::move(handler)] { impl->OnConnected(handler); });
 }
 
 }  // namespace qor::com

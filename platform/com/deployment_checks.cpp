@@ -6,6 +6,8 @@
 #include <bit>
 #include <string>
 
+#include "platform/com/e2e/header_format.h"
+
 namespace qor::com {
 namespace {
 
@@ -63,11 +65,9 @@ class BindingCheck {
     Expect(info.isReliable || info.udpPort != 0, "udpPort", "expected the port of what is sent over UDP");
   }
 
-  void E2e(const maintaind::E2EConfigInfo& e2e) {
-    const bool isKnown = e2e.profile == 4 || e2e.profile == 5 || e2e.profile == 7;
-    Expect(!e2e.isProtected || isKnown, "e2e", "expected profile 4, 5 or 7");
-    Expect(e2e.minDataLength <= e2e.maxDataLength || e2e.maxDataLength == 0, "e2e",
-           "expected minDataLength to be at most maxDataLength");
+  void E2e(const maintaind::E2EConfigInfo& config) {
+    const auto fault = e2e::ConfigFault(config);
+    Expect(!fault, "e2e", fault.value_or(""));
   }
 
  private:

@@ -75,6 +75,10 @@ class Walker : public nlohmann::json_sax<nlohmann::ordered_json> {
   bool key(string_t& key) override {
     Level& level = levels_.back();
     level.key = key;
+    if (level.keys.size() >= JsonLocator::kMaxKeys) {
+      Report("more than " + std::to_string(JsonLocator::kMaxKeys) + " keys in one object");
+      return false;
+    }
     if (!level.keys.insert(key).second) {
       Report("this key stands here twice; the last one counts");
     }
@@ -127,7 +131,7 @@ class Walker : public nlohmann::json_sax<nlohmann::ordered_json> {
     }
   }
   void Report(std::string message) {
-    if (problems_ != nullptr) {
+    if (problems_ != nullptr && problems_->size() < JsonLocator::kMaxProblems) {
       problems_->push_back(JsonProblem{counter_.TokenLine(), Pointer(), std::move(message)});
     }
   }

@@ -23,10 +23,13 @@ struct JsonProblem {
 class JsonLocator {
  public:
   static constexpr std::size_t kMaxDepth = 64;
+  static constexpr std::size_t kMaxKeys = 10'000;   ///< of one object
+  static constexpr std::size_t kMaxProblems = 200;  ///< that are told
 
   explicit JsonLocator(std::string text) : text_(std::move(text)) {}
 
-  /// Parses the text into Root(). False when it is no JSON or nested deeper than kMaxDepth. A key that stands twice in
+  /// Parses the text into Root(). False when it is no JSON, nested deeper than kMaxDepth or has an object
+  /// with more than kMaxKeys keys. A key that stands twice in
   /// one object is a problem too, but the text is parsed; the last one counts.
   [[nodiscard]] bool Parse();
 

@@ -8,7 +8,7 @@ namespace qor::com {
 class NodeEntity {
  public:
   virtual ~NodeEntity() = default;
-  /// Any thread; the second call does nothing.
+  /// Any thread but that of a handler; the second call does nothing but wait for the first.
   virtual void Stop() = 0;
 };
 

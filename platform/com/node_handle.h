@@ -45,7 +45,8 @@ class NodeHandle {
   }
   Subscriber SubscribeEx(const std::string& entityName, const SubscribeOptions& options, RecvHandler handler);
 
-  /// Unregisters the node; publishers and subscribers that still exist stop. Also done on destruction.
+  /// Unregisters the node; publishers and subscribers that still exist stop. Also done on destruction. Waits for
+  /// receive handlers that are running, so neither may be done from one.
   void Shutdown();
 
  private:

@@ -17,6 +17,17 @@ log::LogStream Refusal(const std::string& eventName) {
   return kLog.Error("PublisherCore_" + eventName, kLogIntervalMs);
 }
 
+/// Null without protection.
+ara::core::Result<std::unique_ptr<e2e::E2eProtector>> ProtectorOf(const maintaind::E2EConfigInfo& config) {
+  if (!config.isProtected) {
+    return std::unique_ptr<e2e::E2eProtector>();
+  }
+  if (const auto fault = e2e::ConfigFault(config)) {
+    return ara::core::ErrorCode(static_cast<std::int32_t>(TransportError::kBadConfig), "its E2E protection: " + *fault);
+  }
+  return std::make_unique<e2e::E2eProtector>(config);
+}
+
 }  // namespace
 
 std::shared_ptr<PublisherCore> PublisherCore::Create(const std::string& nodeName,
@@ -29,13 +40,19 @@ std::shared_ptr<PublisherCore> PublisherCore::Create(const std::string& nodeName
     if (wire == nullptr) {
       continue;
     }
-    auto writer = wire->CreateWriter(BindingOf(config, driver));
+    const maintaind::EventInfo binding = BindingOf(config, driver);
+    auto protector = ProtectorOf(E2eOf(binding, driver));
+    if (!protector) {
+      LogBindingFailure(config, "published", protector.Error());
+      continue;
+    }
+    auto writer = wire->CreateWriter(binding);
     if (!writer) {
       LogBindingFailure(config, "published", writer.Error());
       continue;
     }
     used.bindings.emplace(driver, writer.Value()->Used());
-    writers.push_back(std::move(writer).Value());
+    writers.push_back({std::move(writer).Value(), std::move(protector).Value()});
   }
   if (writers.empty()) {
     return nullptr;
@@ -57,15 +74,27 @@ bool PublisherCore::Publish(std::span<const std::uint8_t> payload) {
     return false;
   }
   bool isSent = true;
-  for (const auto& writer : *writers) {
-    isSent = writer->Write(payload) && isSent;
+  for (const ProtectedWriter& writer : *writers) {
+    isSent = Write(writer, payload) && isSent;
   }
   return isSent;
 }
 
+bool PublisherCore::Write(const ProtectedWriter& writer, std::span<const std::uint8_t> payload) {
+  if (writer.protector == nullptr) {
+    return writer.writer->Write(payload);
+  }
+  if (const auto isProtected = writer.protector->Protect(payload, protectedBytes_); !isProtected) {
+    Refusal(eventName_) << "A sample of event '" << eventName_
+                        << "' was not sent: it cannot be protected: " << isProtected.Error().Message();
+    return false;
+  }
+  return writer.writer->Write(protectedBytes_);
+}
+
 bool PublisherCore::Publish(const dp::MbufSample& sample) {
   const auto writers = GetWriters();
-  if (writers != nullptr && !std::ranges::all_of(*writers, &EventWriter::IsMbuf)) {
+  if (writers != nullptr && !std::ranges::all_of(*writers, [](const ProtectedWriter& writer) { return writer.writer->IsMbuf(); })) {
     Refusal(eventName_) << "Event '" << eventName_ << "' is no mbuf event.";
     return false;
   }
@@ -76,8 +105,8 @@ bool PublisherCore::Publish(const dp::MbufSample& sample) {
 std::size_t PublisherCore::SubscriberCount() const {
   std::size_t count = 0;
   if (const auto writers = GetWriters()) {
-    for (const auto& writer : *writers) {
-      count += writer->MatchedReaders();
+    for (const ProtectedWriter& writer : *writers) {
+      count += writer.writer->MatchedReaders();
     }
   }
   return count;
@@ -89,9 +118,9 @@ bool PublisherCore::WaitForFlush(std::chrono::milliseconds limit) {
     return true;
   }
   const auto end = std::chrono::steady_clock::now() + limit;
-  return std::ranges::all_of(*writers, [end](const auto& writer) {
+  return std::ranges::all_of(*writers, [end](const ProtectedWriter& writer) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-    return writer->WaitForFlush(std::max(left, std::chrono::milliseconds(0)));
+    return writer.writer->WaitForFlush(std::max(left, std::chrono::milliseconds(0)));
   });
 }
 

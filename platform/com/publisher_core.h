@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/com/e2e/e2e_protector.h"
 #include "platform/com/event_registration.h"
 #include "platform/com/node_entity.h"
 #include "platform/com/transport.h"
@@ -34,14 +35,21 @@ class PublisherCore : public NodeEntity {
   void Stop() override;
 
  private:
-  using Writers = std::vector<std::unique_ptr<EventWriter>>;
+  struct ProtectedWriter {
+    std::unique_ptr<EventWriter> writer;
+    std::unique_ptr<e2e::E2eProtector> protector;  ///< null without E2E protection; touched by Publish only
+  };
+  using Writers = std::vector<ProtectedWriter>;
 
   PublisherCore(std::string eventName, Writers writers, std::unique_ptr<EventRegistration> registration);
   /// The writers, which live at least as long as the handle; null after Stop.
   std::shared_ptr<const Writers> GetWriters() const;
 
   std::string eventName_;
-  std::vector<std::uint8_t> mbufBytes_;  // touched by Publish only
+  bool Write(const ProtectedWriter& writer, std::span<const std::uint8_t> payload);
+
+  std::vector<std::uint8_t> mbufBytes_;       // touched by Publish only
+  std::vector<std::uint8_t> protectedBytes_;  // touched by Publish only
 
   mutable std::mutex mutex_;
   std::shared_ptr<const Writers> writers_;           // guarded by mutex_; shared with a Publish under way

@@ -6,13 +6,14 @@
 #include <functional>
 #include <span>
 
+#include "platform/com/e2e/check_status.h"
 #include "platform/dp/mbuf.h"
 
 namespace qor::com {
 
 /// One received sample. All views end with the handler call: copy what must stay.
 struct RecvBuffer {
-  /// The payload alone: no encapsulation header, no message header. For mbuf events the encoded sample as it travelled,
+  /// The payload alone: no encapsulation header, no message header, no E2E header. For mbuf events the encoded sample as it travelled,
   /// of which `privateData` and `mbufs` are the parts; publishing these bytes again publishes the same sample.
   std::span<const std::uint8_t> payload;
   std::span<const std::uint8_t> privateData;  ///< mbuf events: what precedes the chain
@@ -20,6 +21,7 @@ struct RecvBuffer {
   std::uint64_t sequenceNumber = 0;           ///< the writer's, from 1; 0: the wire has none
   std::int64_t sourceTimestampNs = 0;         ///< the writer's realtime clock; 0: the wire has none
   std::uint16_t encapsulation = 0;            ///< RTPS encapsulation identifier; 0 where the wire has none
+  e2e::CheckStatus e2eStatus = e2e::CheckStatus::kCheckDisabled;  ///< what the check of a protected event says
 };
 
 /// Called on the transport's receive threads, for one subscriber by one thread at a time. Must not block.

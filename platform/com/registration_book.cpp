@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/com/registration_book.h"
 
-#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace qor::com {
@@ -11,22 +11,34 @@ const Registration* RegistrationBook::Add(Registration registration) {
     ++known->users;
     return nullptr;
   }
-  return &entries_.emplace_back(std::move(registration));
+  Registration& added = entries_.emplace_back(std::move(registration));
+  byKey_.emplace(added.key, std::prev(entries_.end()));
+  return &added;
+}
+
+const Registration& RegistrationBook::Put(Registration registration) {
+  if (Registration* known = Find(registration.key); known != nullptr) {
+    *known = std::move(registration);
+    return *known;
+  }
+  return *Add(std::move(registration));
 }
 
 std::optional<Registration> RegistrationBook::Remove(const std::string& key) {
-  const auto found = std::ranges::find(entries_, key, &Registration::key);
-  if (found == entries_.end() || --found->users > 0) {
+  const auto found = byKey_.find(key);
+  if (found == byKey_.end() || --found->second->users > 0) {
     return std::nullopt;
   }
-  Registration removed = std::move(*found);
-  entries_.erase(found);
+  const auto entry = found->second;
+  byKey_.erase(found);
+  Registration removed = std::move(*entry);
+  entries_.erase(entry);
   return removed;
 }
 
 Registration* RegistrationBook::Find(const std::string& key) {
-  const auto found = std::ranges::find(entries_, key, &Registration::key);
-  return found != entries_.end() ? &*found : nullptr;
+  const auto found = byKey_.find(key);
+  return found != byKey_.end() ? &*found->second : nullptr;
 }
 
 }  // namespace qor::com

@@ -6,6 +6,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qor::com {
@@ -16,7 +17,7 @@ struct Registration {
   std::string description{};  ///< for a person, such as "event 'x'"
   std::uint16_t registerMethod = 0;
   std::vector<std::uint8_t> registerPayload{};
-  std::uint16_t unregisterMethod = 0;  ///< 0: the daemon is not told
+  std::uint16_t unregisterMethod = 0;
   std::vector<std::uint8_t> unregisterPayload{};
   std::uint32_t users = 1;
   bool isRefusalLogged = false;
@@ -27,6 +28,8 @@ class RegistrationBook {
  public:
   /// The entry, if its key is new; null when it was there and has one user more now.
   const Registration* Add(Registration registration);
+  /// The entry, new or with what it says replaced. It has one user.
+  const Registration& Put(Registration registration);
   /// The entry, if that was its last user.
   std::optional<Registration> Remove(const std::string& key);
   /// Null when there is none.
@@ -35,6 +38,7 @@ class RegistrationBook {
 
  private:
   std::list<Registration> entries_;
+  std::unordered_map<std::string, std::list<Registration>::iterator> byKey_;
 };
 
 }  // namespace qor::com

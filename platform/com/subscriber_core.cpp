@@ -4,8 +4,27 @@
 #include <utility>
 
 #include "platform/com/bindings.h"
+#include "platform/com/e2e/e2e_checker.h"
 
 namespace qor::com {
+namespace {
+
+/// The handler behind the check of what it gets, if the event is protected.
+RecvHandler Checked(const maintaind::E2EConfigInfo& config, const RecvHandler& handler) {
+  if (!config.isProtected) {
+    return handler;
+  }
+  // Shared, because handlers are copied; one thread at a time calls them.
+  return [checker = std::make_shared<e2e::E2eChecker>(config), handler](const RecvBuffer& received) {
+    const e2e::CheckResult result = checker->Check(received.payload);
+    RecvBuffer sample = received;
+    sample.payload = result.payload;
+    sample.e2eStatus = result.status;
+    handler(sample);
+  };
+}
+
+}  // namespace
 
 std::shared_ptr<SubscriberCore> SubscriberCore::Create(const std::string& nodeName,
                                                        const maintaind::EventRegisterInfo& config,
@@ -15,7 +34,8 @@ std::shared_ptr<SubscriberCore> SubscriberCore::Create(const std::string& nodeNa
     if (wire == nullptr) {
       continue;
     }
-    auto reader = wire->CreateReader(BindingOf(config, driver), options, handler);
+    const maintaind::EventInfo binding = BindingOf(config, driver);
+    auto reader = wire->CreateReader(binding, options, Checked(E2eOf(binding, driver), handler));
     if (!reader) {
       LogBindingFailure(config, "subscribed", reader.Error());
       continue;
@@ -45,6 +65,7 @@ std::uint64_t SubscriberCore::LostCount() const {
 }
 
 void SubscriberCore::Stop() {
+  const std::lock_guard stopping(stopMutex_);
   std::unique_ptr<EventReader> reader;
   std::unique_ptr<EventRegistration> registration;
   {

@@ -25,12 +25,13 @@ class SubscriberCore : public NodeEntity {
 
   std::size_t PublisherCount() const;
   std::uint64_t LostCount() const;
-  /// Waits for a handler that is running; after the return there is none.
+  /// Waits for a handler that is running; after the return there is none, whoever else is stopping it.
   void Stop() override;
 
  private:
   SubscriberCore(std::unique_ptr<EventReader> reader, std::unique_ptr<EventRegistration> registration);
 
+  std::mutex stopMutex_;  // held until the reader is gone; taken before mutex_
   mutable std::mutex mutex_;
   std::unique_ptr<EventReader> reader_;              // guarded by mutex_; null after Stop
   std::unique_ptr<EventRegistration> registration_;  // guarded by mutex_

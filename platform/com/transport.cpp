@@ -4,7 +4,14 @@
 namespace qor::com {
 
 EventTransport* TransportFor(maintaind::DriverType driver) {
-  return driver == maintaind::DriverType::kDds ? &DdsEventTransport() : nullptr;
+  switch (driver) {
+    case maintaind::DriverType::kDds:
+      return &DdsEventTransport();
+    case maintaind::DriverType::kSomeip:
+      return &SomeipEventTransport();
+    default:
+      return nullptr;
+  }
 }
 
 }  // namespace qor::com

@@ -67,6 +67,8 @@ EventTransport* TransportFor(maintaind::DriverType driver);
 
 /// The process's DDS wire; defined by platform/dds. Made on the first call, never destroyed.
 EventTransport& DdsEventTransport();
+/// The process's SOME/IP wire. Made on the first call, never destroyed.
+EventTransport& SomeipEventTransport();
 
 }  // namespace qor::com
 

@@ -12,7 +12,8 @@ namespace qor::dds {
 
 /// The DDS wire: endpoints of the events' DDS bindings on the participants of a pool. Any thread.
 ///
-/// A record's networkIp is the address of the interface to use; empty or a loopback address: this host only. Not
+/// A record's networkIp is the address of the interface to use, or one in its subnet; empty or a loopback address: this
+/// host only. On a network, participants find each other by the RTPS default multicast group. Not
 /// driven: multicast addresses and fragmentSize, sampleListSize, samplePoolSize, sharedMemorySegmentSize of a record.
 class DdsTransport : public com::EventTransport {
  public:

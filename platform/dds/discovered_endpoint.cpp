@@ -41,6 +41,28 @@ maintaind::DurabilityQos DurabilityOf(fdds::DurabilityQosPolicyKind_t kind) {
   }
 }
 
+/// The first one announced is what a writer sends. Nothing announced means XCDR1 (DDS-XTypes).
+maintaind::DataRepresentation FirstOf(const std::vector<fdds::DataRepresentationId_t>& announced) {
+  if (announced.empty()) {
+    return maintaind::DataRepresentation::kXcdr1;
+  }
+  switch (announced.front()) {
+    case fdds::XML_DATA_REPRESENTATION:
+      return maintaind::DataRepresentation::kXml;
+    case fdds::XCDR2_DATA_REPRESENTATION:
+      return maintaind::DataRepresentation::kXcdr2;
+    default:
+      return maintaind::DataRepresentation::kXcdr1;
+  }
+}
+
+maintaind::DataRepresentation RepresentationOf(const fdds::WriterQos& qos) {
+  return FirstOf(qos.representation.m_value);
+}
+maintaind::DataRepresentation RepresentationOf(const fdds::ReaderQos& qos) {
+  return FirstOf(qos.representation.m_value);
+}
+
 /// Writer and reader announce the same things under the same names. History is not announced and keeps its default.
 template <class ProxyData>
 DiscoveredEndpoint Read(const ProxyData& data, bool isWriter) {
@@ -56,6 +78,7 @@ DiscoveredEndpoint Read(const ProxyData& data, bool isWriter) {
   endpoint.qos.reliability = data.m_qos.m_reliability.kind == fdds::RELIABLE_RELIABILITY_QOS
                                  ? maintaind::ReliabilityKind::kReliable
                                  : maintaind::ReliabilityKind::kBestEffort;
+  endpoint.dataRepresentation = RepresentationOf(data.m_qos);
   ReachableBy reachable = ReadLocators(data.remote_locators());
   endpoint.transports = std::move(reachable.transports);
   endpoint.address = std::move(reachable.address);

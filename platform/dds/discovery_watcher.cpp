@@ -160,7 +160,7 @@ ara::core::Result<std::unique_ptr<DiscoveryWatcher>> DiscoveryWatcher::Create(st
   if (domainId > kMaxDomainId) {
     return DomainIdError(domainId);
   }
-  ParticipantOptions options{com::ApplicationName(), {kLoopbackAddress}, UsableSegmentSize(kSegmentSize)};
+  ParticipantOptions options{com::ApplicationName(), {kLoopbackAddress}, UsableSegmentSize(kSegmentSize), domainId};
   if (!IsLoopback(interfaceIp)) {
     if (!SubnetMaskOf(interfaceIp)) {
       return NoNetworkError(interfaceIp);

@@ -10,6 +10,7 @@
 
 #include "platform/ara/core/result.h"
 #include "src/common/records/binding.h"
+#include "src/common/records/event_info.h"
 #include "src/common/records/qos.h"
 
 namespace qor::dds {
@@ -27,6 +28,7 @@ struct DiscoveredEndpoint {
   bool isKeyed = false;
   std::string partition;  ///< several names separated by commas
   maintaind::QosInfo qos;
+  maintaind::DataRepresentation dataRepresentation = maintaind::DataRepresentation::kXcdr1;
   std::vector<maintaind::TransportQos> transports;  ///< from its locators: UDP, SHM
   std::string address;                              ///< its first IPv4 unicast address; empty: none announced
 };

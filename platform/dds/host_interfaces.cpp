@@ -25,6 +25,37 @@ in_addr Ipv4Of(const sockaddr* address) {
   return ipv4.sin_addr;
 }
 
+std::string TextOf(in_addr address) {
+  char text[INET_ADDRSTRLEN] = {};
+  ::inet_ntop(AF_INET, &address, text, sizeof(text));
+  return text;
+}
+
+struct Interface {
+  in_addr address{};
+  in_addr mask{};
+};
+
+/// The first interface of this host with an IPv4 address and mask that are wanted.
+template <class IsWanted>
+std::optional<Interface> FindInterface(IsWanted isWanted) {
+  ifaddrs* list = nullptr;
+  if (::getifaddrs(&list) != 0) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(list, &::freeifaddrs);
+  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET || entry->ifa_netmask == nullptr) {
+      continue;
+    }
+    const Interface found{Ipv4Of(entry->ifa_addr), Ipv4Of(entry->ifa_netmask)};
+    if (isWanted(found.address, found.mask)) {
+      return found;
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 bool IsLoopback(const std::string& ip) {
@@ -38,22 +69,20 @@ bool IsLoopback(const std::string& ip) {
 
 std::optional<std::string> SubnetMaskOf(const std::string& ip) {
   const auto wanted = ParseIpv4(ip);
-  ifaddrs* list = nullptr;
-  if (!wanted || ::getifaddrs(&list) != 0) {
-    return std::nullopt;
+  const auto found =
+      FindInterface([&](in_addr address, in_addr /*mask*/) { return wanted && address.s_addr == wanted->s_addr; });
+  return found ? std::optional(TextOf(found->mask)) : std::nullopt;
+}
+
+std::optional<std::string> OwnAddressTowards(const std::string& ip) {
+  if (SubnetMaskOf(ip)) {
+    return ip;
   }
-  const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(list, &::freeifaddrs);
-  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET || entry->ifa_netmask == nullptr ||
-        Ipv4Of(entry->ifa_addr).s_addr != wanted->s_addr) {
-      continue;
-    }
-    const in_addr mask = Ipv4Of(entry->ifa_netmask);
-    char text[INET_ADDRSTRLEN] = {};
-    ::inet_ntop(AF_INET, &mask, text, sizeof(text));
-    return text;
-  }
-  return std::nullopt;
+  const auto wanted = ParseIpv4(ip);
+  const auto found = FindInterface([&](in_addr address, in_addr mask) {
+    return wanted && (address.s_addr & mask.s_addr) == (wanted->s_addr & mask.s_addr);
+  });
+  return found ? std::optional(TextOf(found->address)) : std::nullopt;
 }
 
 }  // namespace qor::dds

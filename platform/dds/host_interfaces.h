@@ -16,6 +16,10 @@ bool IsLoopback(const std::string& ip);
 /// The subnet mask, dotted, of the interface of this host that has the IPv4 address `ip`; nothing when none has.
 std::optional<std::string> SubnetMaskOf(const std::string& ip);
 
+/// The IPv4 address of this host from which `ip` is reached directly: `ip` itself, or that of an interface in the same
+/// subnet; nothing when there is none.
+std::optional<std::string> OwnAddressTowards(const std::string& ip);
+
 }  // namespace qor::dds
 
 #endif

@@ -55,7 +55,7 @@ ara::core::Result<std::shared_ptr<Participant>> Participant::Create(std::uint16_
     return NoNetworkError(address);
   }
   std::shared_ptr<Participant> made(new Participant(domainId, address, *mask));
-  ParticipantOptions options{name, {address}, UsableSegmentSize(kSegmentSize)};
+  ParticipantOptions options{name, {address}, UsableSegmentSize(kSegmentSize), domainId};
   made->hasSharedMemory_ = options.segmentSize != 0;
   made->participant_ = FastDdsFactory().create_participant(domainId, MakeParticipantQos(options));
   if (made->participant_ == nullptr) {

@@ -55,7 +55,6 @@ class Participant : public std::enable_shared_from_this<Participant> {
   /// Where endpoints listen that are not told otherwise.
   const eprosima::fastrtps::rtps::LocatorList_t& ListeningLocators() const { return listeningLocators_; }
 
-  std::uint16_t DomainId() const { return domainId_; }
   const std::string& Address() const { return address_; }
   const std::string& SubnetMask() const { return subnetMask_; }
   bool HasSharedMemory() const { return hasSharedMemory_; }

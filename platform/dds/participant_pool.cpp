@@ -7,7 +7,8 @@ namespace qor::dds {
 ParticipantPool::ParticipantPool(std::string name) : name_(std::move(name)) {}
 
 ara::core::Result<std::shared_ptr<Participant>> ParticipantPool::Get(std::uint16_t domainId, const std::string& ip) {
-  const std::string address = IsLoopback(ip) ? kLoopbackAddress : ip;
+  // The record of another host's event has that host's address.
+  const std::string address = IsLoopback(ip) ? kLoopbackAddress : OwnAddressTowards(ip).value_or(ip);
   const std::shared_ptr<Slot> slot = SlotOf(domainId, address);
   const std::lock_guard lock(slot->mutex);
   if (auto existing = slot->participant.lock()) {

@@ -5,10 +5,12 @@
 #include <fastdds/rtps/transport/shared_mem/SharedMemTransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
 #include "platform/dds/dds_duration.h"
+#include "platform/dds/host_interfaces.h"
 
 namespace qor::dds {
 namespace {
@@ -23,6 +25,9 @@ constexpr std::chrono::milliseconds kLease{5000};
 /// announces a new participant before it listens, so the first answer is often lost, and the next is the other's next
 /// announcement.
 constexpr std::chrono::milliseconds kAnnouncementPeriod{500};
+
+/// Where the participants of a network find each other by default (RTPS, default settings of UDP/IP).
+constexpr const char* kDiscoveryGroup = "239.255.0.1";
 
 /// RTPS over UDPv4: what fits a datagram, without the headers of IP and UDP and a margin.
 constexpr std::uint32_t kMaxMessageSize = 65500;
@@ -66,6 +71,13 @@ eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const Participan
     rtps::IPLocator::setIPv4(locator, address);
     builtin.initialPeersList.push_back(locator);
     builtin.metatrafficUnicastLocatorList.push_back(locator);  // a list of our own keeps the default multicast away
+  }
+  if (!std::ranges::all_of(options.addresses, IsLoopback)) {
+    rtps::Locator_t group;
+    rtps::IPLocator::setIPv4(group, kDiscoveryGroup);
+    group.port = qos.wire_protocol().port.getMulticastPort(options.domainId);
+    builtin.initialPeersList.push_back(group);
+    builtin.metatrafficMulticastLocatorList.push_back(group);
   }
   builtin.discovery_config.leaseDuration = DdsDuration(kLease);
   builtin.discovery_config.leaseDuration_announcementperiod = DdsDuration(kAnnouncementPeriod);

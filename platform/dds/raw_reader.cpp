@@ -8,6 +8,7 @@
 
 #include "platform/dds/dds_error.h"
 #include "platform/dds/endpoint_qos.h"
+#include "platform/dds/incompatible_qos.h"
 #include "platform/log/qor_log.h"
 
 namespace qor::dds {
@@ -46,7 +47,8 @@ bool RawReader::Open(const EndpointTransports& transports, const com::ReaderOpti
   fdds::DataReaderQos qos = MakeReaderQos(used_.dds, options.queueSize);
   ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
   const fdds::StatusMask mask = fdds::StatusMask::data_available()
-                                << fdds::StatusMask::sample_lost() << fdds::StatusMask::subscription_matched();
+                                << fdds::StatusMask::sample_lost() << fdds::StatusMask::subscription_matched()
+                                << fdds::StatusMask::requested_incompatible_qos();
   reader_ = subscriber_->create_datareader(topic_.GetTopic(), qos, this, mask);
   return reader_ != nullptr;
 }
@@ -115,6 +117,11 @@ void RawReader::on_sample_lost(fdds::DataReader* /*reader*/, const fdds::SampleL
 
 void RawReader::on_subscription_matched(fdds::DataReader* /*reader*/, const fdds::SubscriptionMatchedStatus& status) {
   matched_.fetch_add(status.current_count_change, std::memory_order_relaxed);
+}
+
+void RawReader::on_requested_incompatible_qos(fdds::DataReader* /*reader*/,
+                                              const fdds::RequestedIncompatibleQosStatus& status) {
+  LogIncompatibleQos(used_.dds.topicName, "publisher", status.last_policy_id);
 }
 
 }  // namespace qor::dds

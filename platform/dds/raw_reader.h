@@ -50,6 +50,8 @@ class RawReader : public com::EventReader, private eprosima::fastdds::dds::DataR
                       const eprosima::fastdds::dds::SampleLostStatus& status) override;
   void on_subscription_matched(eprosima::fastdds::dds::DataReader* reader,
                                const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) override;
+  void on_requested_incompatible_qos(eprosima::fastdds::dds::DataReader* reader,
+                                     const eprosima::fastdds::dds::RequestedIncompatibleQosStatus& status) override;
 
   Participant::TopicLease topic_;
   maintaind::EventInfo used_;

@@ -5,13 +5,17 @@
 #include <fastdds/rtps/common/SerializedPayload.h>
 
 #include <algorithm>
-#include <cstring>
+
+#include "platform/ara/core/bounded_memory.h"
+#include "platform/log/qor_log.h"
 
 namespace qor::dds {
 namespace {
 
 namespace rtps = eprosima::fastrtps::rtps;
 
+constexpr QorLog kLog("DDS");
+constexpr std::uint32_t kLogIntervalMs = 500;
 constexpr std::size_t kAlignment = 4;
 constexpr std::uint8_t kPaddingMask = 0x03;
 
@@ -37,10 +41,8 @@ void IncomingSample::Assign(std::span<const std::uint8_t> serialized) {
     capacity_ = std::max({payload.size(), capacity_ + capacity_ / 2, kFirstCapacity});
     buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(capacity_);
   }
-  if (!payload.empty()) {
-    std::memcpy(buffer_.get(), payload.data(), payload.size());
-  }
-  size_ = payload.size();
+  isMalformed_ = memcpy_s(buffer_.get(), capacity_, payload.data(), payload.size()) != 0;
+  size_ = isMalformed_ ? 0 : payload.size();
 }
 
 RawType::RawType(const std::string& name, bool isKeyed) {
@@ -56,16 +58,20 @@ bool RawType::serialize(void* data, rtps::SerializedPayload_t* payload) {
   const std::size_t padding = PaddingOf(sample.payload.size());
   const std::size_t size = kEncapsulationSize + sample.payload.size() + padding;
   if (payload->max_size < size) {
+    kLog.Error("RawType_serialize", kLogIntervalMs)
+        << "A sample of " << size << " bytes does not fit the " << payload->max_size << " that Fast DDS provides.";
     return false;
   }
   payload->data[0] = static_cast<std::uint8_t>(sample.encapsulation >> 8U);
   payload->data[1] = static_cast<std::uint8_t>(sample.encapsulation);
   payload->data[2] = 0;
   payload->data[3] = static_cast<std::uint8_t>(padding);
-  if (!sample.payload.empty()) {
-    std::memcpy(payload->data + kEncapsulationSize, sample.payload.data(), sample.payload.size());
+  const std::size_t room = payload->max_size - kEncapsulationSize;
+  if (memcpy_s(payload->data + kEncapsulationSize, room, sample.payload.data(), sample.payload.size()) != 0 ||
+      memset_s(payload->data + size - padding, padding, 0, padding) != 0) {
+    kLog.Error("RawType_serialize", kLogIntervalMs) << "A sample of " << size << " bytes could not be copied.";
+    return false;
   }
-  std::memset(payload->data + size - padding, 0, padding);
   payload->encapsulation = sample.encapsulation;
   payload->length = static_cast<std::uint32_t>(size);
   return true;

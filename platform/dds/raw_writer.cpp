@@ -9,6 +9,7 @@
 #include "platform/dds/dds_duration.h"
 #include "platform/dds/dds_error.h"
 #include "platform/dds/endpoint_qos.h"
+#include "platform/dds/incompatible_qos.h"
 #include "platform/dds/raw_type.h"
 #include "platform/log/qor_log.h"
 
@@ -52,7 +53,8 @@ bool RawWriter::Open(const EndpointTransports& transports) {
   }
   fdds::DataWriterQos qos = MakeWriterQos(used_.dds);
   ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
-  writer_ = publisher_->create_datawriter(topic_.GetTopic(), qos, this, fdds::StatusMask::publication_matched());
+  const fdds::StatusMask mask = fdds::StatusMask::publication_matched() << fdds::StatusMask::offered_incompatible_qos();
+  writer_ = publisher_->create_datawriter(topic_.GetTopic(), qos, this, mask);
   return writer_ != nullptr;
 }
 
@@ -112,6 +114,11 @@ bool RawWriter::WaitForFlush(std::chrono::milliseconds limit) {
 
 void RawWriter::on_publication_matched(fdds::DataWriter* /*writer*/, const fdds::PublicationMatchedStatus& status) {
   matched_.fetch_add(status.current_count_change, std::memory_order_relaxed);
+}
+
+void RawWriter::on_offered_incompatible_qos(fdds::DataWriter* /*writer*/,
+                                            const fdds::OfferedIncompatibleQosStatus& status) {
+  LogIncompatibleQos(used_.dds.topicName, "subscriber", status.last_policy_id);
 }
 
 }  // namespace qor::dds

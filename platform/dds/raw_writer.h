@@ -41,6 +41,8 @@ class RawWriter : public com::EventWriter, private eprosima::fastdds::dds::DataW
   bool IsAcceptable(std::span<const std::uint8_t> payload);
   void on_publication_matched(eprosima::fastdds::dds::DataWriter* writer,
                               const eprosima::fastdds::dds::PublicationMatchedStatus& status) override;
+  void on_offered_incompatible_qos(eprosima::fastdds::dds::DataWriter* writer,
+                                   const eprosima::fastdds::dds::OfferedIncompatibleQosStatus& status) override;
 
   Participant::TopicLease topic_;
   maintaind::EventInfo used_;

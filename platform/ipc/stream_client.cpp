@@ -14,9 +14,9 @@
 #include <asio/write.hpp>
 
 #include "platform/ipc/io_thread.h"
-#include "platform/ipc/stream_framer.h"
 #include "platform/ipc/unix_connect.h"
 #include "platform/someip/message.h"
+#include "platform/someip/stream_framer.h"
 
 namespace qor::ipc {
 namespace {
@@ -32,8 +32,12 @@ constexpr std::chrono::milliseconds kBusyRetry{20};
 /// Lives on the io thread: all members are touched there only.
 class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
  public:
-  explicit Impl(ClosedHandler onClosed)
-      : socket_(IoThread()), retryTimer_(IoThread()), framer_(kMaxResponsePayload), onClosed_(std::move(onClosed)) {}
+  Impl(ClosedHandler onClosed, NotificationHandler onNotification)
+      : socket_(IoThread()),
+        retryTimer_(IoThread()),
+        framer_(kMaxResponsePayload),
+        onClosed_(std::move(onClosed)),
+        onNotification_(std::move(onNotification)) {}
 
   void Connect(const std::string& path) {
     if (failure_) {
@@ -47,7 +51,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     }
     asio::error_code error;
     if (attempt.IsConnected()) {
-      socket_.assign(asio::local::stream_protocol(), attempt.socket.Release(), error);
+      socket_.assign(asio::local::stream_protocol(), attempt.socket.Get(), error);
     } else {
       error = asio::error_code(attempt.error, asio::system_category());
     }
@@ -55,6 +59,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
       Fail(kConnectFailed, "cannot connect to '" + path + "': " + error.message());
       return;
     }
+    static_cast<void>(attempt.socket.Release());  // the socket's now
     isConnected_ = true;
     WriteNext();
     ReadNext();
@@ -85,6 +90,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   /// The owner is gone: no closed handler any more.
   void Abandon() {
     onClosed_ = nullptr;
+    onNotification_ = nullptr;
     Fail(kConnectionLost, "the connection was closed");
   }
 
@@ -134,6 +140,12 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void OnMessage(const someip::MessageHeader& header, std::span<const std::uint8_t> body) {
+    if (header.type == someip::MessageType::kNotification) {
+      if (onNotification_ != nullptr) {
+        onNotification_(header, body);
+      }
+      return;
+    }
     const auto found = pending_.find(static_cast<std::uint32_t>(header.clientId) << 16U | header.sessionId);
     if (found == pending_.end()) {
       return;
@@ -167,8 +179,9 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
 
   asio::local::stream_protocol::socket socket_;
   asio::steady_timer retryTimer_;
-  StreamFramer framer_;
+  someip::StreamFramer framer_;
   ClosedHandler onClosed_;
+  NotificationHandler onNotification_;
   std::array<std::uint8_t, kReadSize> readBuffer_{};
   std::deque<Payload> outgoing_;  // the front is being written
   std::map<std::uint32_t, ResponseHandler> pending_;
@@ -177,8 +190,8 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   std::optional<ara::core::ErrorCode> failure_;  // why the connection is closed; nothing while it is not
 };
 
-StreamClient::StreamClient(std::string socketPath, ClosedHandler onClosed)
-    : impl_(std::make_shared<Impl>(std::move(onClosed))) {
+StreamClient::StreamClient(std::string socketPath, ClosedHandler onClosed, NotificationHandler onNotification)
+    : impl_(std::make_shared<Impl>(std::move(onClosed), std::move(onNotification))) {
   asio::post(IoThread(), [impl = impl_, path = std::move(socketPath)] { impl->Connect(path); });
 }
 

@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "platform/ara/core/result.h"
+#include "platform/someip/message.h"
 
 namespace qor::ipc {
 
@@ -24,10 +26,14 @@ class StreamClient {
   using Payload = std::vector<std::uint8_t>;
   using ResponseHandler = std::function<void(ara::core::Result<Payload>)>;
   using ClosedHandler = std::function<void()>;
+  /// A message that the peer sent unasked. The payload is valid during the call.
+  using NotificationHandler =
+      std::function<void(const someip::MessageHeader& header, std::span<const std::uint8_t> payload)>;
 
   /// Starts to connect; requests may be made at once. `onClosed` is called once, when the connection could not be made
   /// or has ended from the other side.
-  explicit StreamClient(std::string socketPath, ClosedHandler onClosed = nullptr);
+  explicit StreamClient(std::string socketPath, ClosedHandler onClosed = nullptr,
+                        NotificationHandler onNotification = nullptr);
   ~StreamClient();
   StreamClient(const StreamClient&) = delete;
   StreamClient& operator=(const StreamClient&) = delete;

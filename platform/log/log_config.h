@@ -10,6 +10,8 @@
 
 namespace qor::log {
 
+class LogCore;
+
 /// Where the lines of this process go. By default warnings and errors, on stderr.
 struct LogOptions {
   LogLevel stderrLevel = LogLevel::kWarn;  ///< kOff for none
@@ -19,16 +21,19 @@ struct LogOptions {
   LogLevel dltLevel = LogLevel::kInfo;
 };
 
-/// Replaces the sinks of the process. False when the file cannot be opened or DLT is not available; a line on stderr
-/// says why, and the other sinks work.
+/// Replaces the sinks of the process, which begins with those of LogOptionsFromEnvironment. False when the file cannot
+/// be opened or DLT is not available; a line on stderr says why, and the other sinks work. Any thread; lines that
+/// others log meanwhile may be missing.
 bool ConfigureLog(const LogOptions& options);
+
+/// Adds what the options ask for; the result is that of ConfigureLog.
+bool AddSinks(const LogOptions& options, LogCore& core);
 
 /// The defaults, changed by the environment: QOR_LOG_LEVEL (verbose, debug, info, warn, error, off; for stderr),
 /// QOR_LOG_FILE (a path) and QOR_LOG_DLT (1).
 LogOptions LogOptionsFromEnvironment();
 
 std::optional<LogLevel> ParseLogLevel(std::string_view text);
-std::string_view LogLevelName(LogLevel level);
 
 }  // namespace qor::log
 

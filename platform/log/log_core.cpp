@@ -3,10 +3,16 @@
 
 #include <algorithm>
 
+#include "platform/log/log_config.h"
+
 namespace qor::log {
 
 LogCore& LogCore::Instance() {
-  static auto* instance = new LogCore;
+  static auto* instance = [] {
+    auto* core = new LogCore;
+    AddSinks(LogOptionsFromEnvironment(), *core);
+    return core;
+  }();
   return *instance;
 }
 

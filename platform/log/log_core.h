@@ -22,7 +22,8 @@ class LogSink {
 /// The process's log: a level and a set of sinks. Any thread.
 class LogCore {
  public:
-  /// The one instance of the process; never destroyed, so that late lines of other statics are safe.
+  /// The one instance of the process, at first with the sinks that the environment asks for; never destroyed, so that
+  /// late lines of other statics are safe.
   static LogCore& Instance();
 
   LogCore() = default;

@@ -15,6 +15,10 @@ inline constexpr std::size_t kHeaderSize = 16;
 /// The length field counts from the request id, so it is never below this.
 inline constexpr std::uint32_t kLengthOverhead = 8;
 inline constexpr std::uint8_t kProtocolVersion = 1;
+/// In the type of a message that is a segment of a larger one (SOME/IP-TP).
+inline constexpr std::uint8_t kSegmentFlag = 0x20;
+/// Service discovery and magic cookies have this service id.
+inline constexpr std::uint16_t kReservedServiceId = 0xFFFF;
 
 enum class MessageType : std::uint8_t {
   kRequest = 0x00,
@@ -50,6 +54,10 @@ struct MessageHeader {
   ReturnCode returnCode = ReturnCode::kOk;
 
   std::uint32_t PayloadSize() const { return length - kLengthOverhead; }
+  void SetPayloadSize(std::size_t size) { length = kLengthOverhead + static_cast<std::uint32_t>(size); }
+  bool IsSegment() const { return (static_cast<std::uint8_t>(type) & kSegmentFlag) != 0; }
+  /// A mark between messages, which says nothing: of a client (method 0) or of a server (method 0x8000).
+  bool IsMagicCookie() const { return serviceId == kReservedServiceId && (methodId == 0x0000 || methodId == 0x8000); }
 };
 
 std::array<std::uint8_t, kHeaderSize> EncodeHeader(const MessageHeader& header);

@@ -17,25 +17,38 @@ constexpr QorLog kLog{"QorCommon"};
 constexpr std::size_t kFirstBuffer = 1024;
 constexpr std::size_t kLargestBuffer = 1U << 20U;  // a group can have many members
 
-/// Calls one of the getXXid_r functions with a buffer that grows until the entry fits.
-template <class Entry, class Id>
-std::string NameOf(int (*look)(Id, Entry*, char*, std::size_t, Entry**), Id id, char* Entry::*name) {
+/// Calls one of the getpw and getgr functions with a buffer that grows until the entry fits. Nothing when there is no
+/// such entry.
+template <class Entry, class Key, class Value>
+std::optional<Value> LookUp(int (*look)(Key, Entry*, char*, std::size_t, Entry**), Key key, auto Entry::*member) {
   std::vector<char> buffer(kFirstBuffer);
   Entry entry{};
   Entry* found = nullptr;
-  int error = look(id, &entry, buffer.data(), buffer.size(), &found);
+  int error = look(key, &entry, buffer.data(), buffer.size(), &found);
   while ((error == ERANGE && buffer.size() < kLargestBuffer) || error == EINTR) {
     buffer.resize(error == ERANGE ? buffer.size() * 2 : buffer.size());
-    error = look(id, &entry, buffer.data(), buffer.size(), &found);
+    error = look(key, &entry, buffer.data(), buffer.size(), &found);
   }
-  return error == 0 && found != nullptr ? found->*name : std::to_string(id);
+  return error == 0 && found != nullptr ? std::optional<Value>(found->*member) : std::nullopt;
 }
 
 }  // namespace
 
-std::string Uid2Name(uid_t uid) { return NameOf(::getpwuid_r, uid, &passwd::pw_name); }
+std::string Uid2Name(uid_t uid) {
+  return LookUp<passwd, uid_t, std::string>(::getpwuid_r, uid, &passwd::pw_name).value_or(std::to_string(uid));
+}
 
-std::string Gid2Name(gid_t gid) { return NameOf(::getgrgid_r, gid, &group::gr_name); }
+std::string Gid2Name(gid_t gid) {
+  return LookUp<group, gid_t, std::string>(::getgrgid_r, gid, &group::gr_name).value_or(std::to_string(gid));
+}
+
+std::optional<uid_t> Name2Uid(const std::string& name) {
+  return LookUp<passwd, const char*, uid_t>(::getpwnam_r, name.c_str(), &passwd::pw_uid);
+}
+
+std::optional<gid_t> Name2Gid(const std::string& name) {
+  return LookUp<group, const char*, gid_t>(::getgrnam_r, name.c_str(), &group::gr_gid);
+}
 
 std::string OwnerFor(uid_t uid, gid_t gid, const std::string& fileOwner) {
   if (uid != 0) {
@@ -45,7 +58,7 @@ std::string OwnerFor(uid_t uid, gid_t gid, const std::string& fileOwner) {
     return user + ":" + group;
   }
   if (fileOwner.empty()) {
-    kLog.Warn() << "FileOwner is set to null.";
+    kLog.Info() << "FileOwner is set to null.";
     return {};
   }
   const std::size_t colon = fileOwner.find(':');

@@ -15,26 +15,17 @@ namespace {
 
 constexpr QorLog kLog{"QorCommon"};
 constexpr std::string_view kUnsafeCharacters = "|;&$<>`\\'~\"{}()*?!\n";
-constexpr std::size_t kLongestIp = 45;  // an IPv6 address that ends in a dotted IPv4 address
+constexpr std::size_t kLongestIp = 39;  // eight groups of four digits; the matcher recurses once a character
 constexpr std::size_t kLongestOutputName = 256;
 constexpr std::uint16_t kDomainCount = 64;
 
-constexpr bool IsLetterOrDigit(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
+constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr bool IsLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || IsDigit(c); }
 
 bool ConsistsOf(std::string_view text, std::string_view signs) {
   return std::ranges::all_of(text,
                              [signs](char c) { return IsLetterOrDigit(c) || signs.find(c) != std::string_view::npos; });
-}
-
-bool MatchesOrLogs(const TextPattern& pattern, const std::string& text) {
-  std::string error;
-  const auto outcome = pattern.Match(text, error);
-  if (!outcome.has_value()) {
-    kLog.Warn() << "[QorCommon] Regex_match failed, error=" << error;
-  }
-  return outcome.value_or(false);
 }
 
 }  // namespace
@@ -97,18 +88,14 @@ bool CheckIP(const std::string& ip) {
 }
 
 bool CheckSOMEIPNet(const std::string& name) {
-  static const TextPattern pattern("[a-zA-Z_][a-zA-Z0-9_]*");
-  if (MatchesOrLogs(pattern, name)) {
+  if (!name.empty() && !IsDigit(name.front()) && ConsistsOf(name, "_")) {
     return true;
   }
   kLog.Warn() << "[QorCommon] SomeipNet is invalid. someipNet=" << name;
   return false;
 }
 
-bool IsValidNumber(const std::string& text) {
-  static const TextPattern pattern("[0-9]*");
-  return MatchesOrLogs(pattern, text);
-}
+bool IsValidNumber(const std::string& text) { return std::ranges::all_of(text, IsDigit); }
 
 bool CheckUuid(const std::string& uuid) {
   if (IsValidNumber(uuid)) {

@@ -25,7 +25,7 @@ int CheckPathName(const std::string& path, std::string& normalisedPath);
 bool CheckIP(const std::string& ip);
 /// The name of a SOME/IP network: letters, digits and underscores, no digit in front.
 bool CheckSOMEIPNet(const std::string& name);
-/// Decimal digits, at most TextPattern::kLongestText of them; an empty text is valid.
+/// Decimal digits; an empty text is valid. Without a line in the log, for callers that have their own.
 bool IsValidNumber(const std::string& text);
 /// As IsValidNumber: an empty uuid means any.
 bool CheckUuid(const std::string& uuid);

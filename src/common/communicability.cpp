@@ -55,10 +55,8 @@ bool Communicability::IsIccAvailable(const std::string& appName, const std::stri
 }
 
 bool Communicability::FiltByLocal(const EventInfoWithPubSub& record) const {
-  // The field comes last: a foreign program has no application name, which is worth a warning only when it matters.
-  if (record.hostDomainName != hostDomain_ ||
-      !UsesOneOf(record, {TransportQos::kShm, TransportQos::kDshm, TransportQos::kDshmMbuf, TransportQos::kFshm}) ||
-      !IsTheSameField(record.applicationName)) {
+  if (record.hostDomainName != hostDomain_ || !IsTheSameField(record.applicationName) ||
+      !UsesOneOf(record, {TransportQos::kShm, TransportQos::kDshm, TransportQos::kDshmMbuf, TransportQos::kFshm})) {
     return false;
   }
   kLog.Debug() << "[QorCommon][FiltByLocal event][eventName=" << record.eventName << "]";

@@ -160,11 +160,6 @@ bool HasOnlineProvider(const Record& record) {
   return HasProvider(record) && EntityFamily<Record>::IsOnline(record);
 }
 
-template <class Record>
-bool HasOfflineProvider(const Record& record) {
-  return HasProvider(record) && !EntityFamily<Record>::IsOnline(record);
-}
-
 }  // namespace qor::common
 
 #endif

@@ -2,6 +2,7 @@
 #include "src/common/entity_filter.h"
 
 #include "platform/log/qor_log.h"
+#include "src/common/event_name.h"
 
 namespace qor::common {
 namespace {
@@ -12,7 +13,7 @@ constexpr QorLog kLog{"QorCommon"};
 
 void FilterEvents(const std::string& name, std::vector<maintaind::EventInfoWithPubSub>& list,
                   const CommonFilter& filter) {
-  const bool isAnyName = name == "ALL" || name == "all";
+  const bool isAnyName = IsAllNames(name);
   std::erase_if(list, [&](const maintaind::EventInfoWithPubSub& record) {
     return (!isAnyName && record.eventName != name) || !PassesFilter(record, filter);
   });

@@ -13,7 +13,8 @@
 
 namespace qor::common {
 
-/// What two records agree in when they describe one entity. The topic name refers to the record.
+/// What two records agree in when they describe one entity. The topic name refers to the record. A plain value; what
+/// is made of it here is for any thread.
 struct EntityKey {
   enum class Scope : std::uint8_t { kDds, kSomeip, kDdsOnAnyNetwork };
 

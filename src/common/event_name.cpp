@@ -41,4 +41,6 @@ bool GetNameAndUuid(const std::string& name, std::string& pureName, std::string&
   return true;
 }
 
+bool IsAllNames(const std::string& name) { return name == "ALL" || name == "all"; }
+
 }  // namespace qor::common

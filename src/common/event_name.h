@@ -14,6 +14,9 @@ bool GetSubEventName(const std::string& name, std::string& pureName, std::string
 /// without these two is all name.
 bool GetNameAndUuid(const std::string& name, std::string& pureName, std::string& uuid);
 
+/// Whether the name stands for every name: "ALL" or "all".
+bool IsAllNames(const std::string& name);
+
 }  // namespace qor::common
 
 #endif

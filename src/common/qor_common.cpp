@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "src/common/accounts.h"
 #include "src/common/checks.h"
 #include "src/common/communicability.h"
@@ -15,7 +17,6 @@
 #include "src/common/export_path.h"
 #include "src/common/files.h"
 #include "src/common/merge.h"
-#include "src/common/query.h"
 #include "src/common/resource_config.h"
 #include "src/common/safe_write.h"
 
@@ -32,33 +33,34 @@ QorCommon& QorCommon::GetInstance() {
 }
 
 std::unique_ptr<com::NodeHandle> QorCommon::InitializeNode(const std::string& prefix, const std::string& name) const {
-  auto node = std::make_unique<com::NodeHandle>(prefix + name);
-  if (!node->Ok()) {
-    log_.Warn() << "[QorCommon][Initialize node failed][node=" << prefix << name << "]";
-    return nullptr;
-  }
-  return node;
+  const bool isJoined = name.empty() || prefix.ends_with('/') || name.starts_with('/');
+  auto node = std::make_unique<com::NodeHandle>(prefix + (isJoined ? "" : "/") + name);
+  return node->Ok() ? std::move(node) : nullptr;
 }
 
 // --- Queries ---
 
-int QorCommon::QueryAll(const qorevent::EventFilter& filter, const ProxyList& proxies, EventEntries& result) const {
+int QorCommon::QueryAll(const qorevent::EventFilter& filter, const ProxyList& proxies, EventEntries& result,
+                        common::Answers* answers) const {
   EventList list;
-  const int code = QueryAllRecords(proxies, list);
+  const int code = QueryAllRecords(proxies, list, answers);
   result.clear();
   GetListResultWithFilter(filter, list, result);
   return code;
 }
 
-int QorCommon::QueryAllRecords(const ProxyList& proxies, EventList& result) const {
+int QorCommon::QueryAllRecords(const ProxyList& proxies, EventList& result, common::Answers* answers) const {
   log_.Verbose() << "Start to query ALL.";
   result.clear();
-  const int code = common::CollectEvents(proxies, "ALL", common::ReportOfQueryAll(), result);
+  common::Answers unwanted;
+  const int code = common::CollectEvents(proxies, "ALL", common::ReportOfQueryAll(), result,
+                                         answers != nullptr ? *answers : unwanted);
   MergeEventInfo(result);
   return code;
 }
 
-int QorCommon::Query(const CommonFilter& filter, const std::string& name, EventList& result) const {
+int QorCommon::Query(const CommonFilter& filter, const std::string& name, EventList& result,
+                     common::Answers* answers) const {
   result.clear();
   std::string pureName;
   std::string uuid;
@@ -70,15 +72,17 @@ int QorCommon::Query(const CommonFilter& filter, const std::string& name, EventL
     whole.uuid = uuid;
   }
   common::LogQueryIndex(whole);
-  const int code = GetInfoResult(pureName, result);
+  const int code = GetInfoResult(pureName, result, answers);
   MergeEventInfo(result);
   FilterEventInfo(pureName, result, whole);
   return code;
 }
 
-int QorCommon::GetInfoResult(const std::string& name, EventList& result) const {
+int QorCommon::GetInfoResult(const std::string& name, EventList& result, common::Answers* answers) const {
   const ProxyList proxies = ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
-  return common::CollectEvents(proxies, name, common::ReportOfGetInfoResult(), result);
+  common::Answers unwanted;
+  return common::CollectEvents(proxies, name, common::ReportOfGetInfoResult(), result,
+                               answers != nullptr ? *answers : unwanted);
 }
 
 // --- Merging ---
@@ -236,7 +240,7 @@ int QorCommon::GetExportFilePath(const std::string& path, const std::string& nam
   return common::GetExportFilePath(path, name, exportPath);
 }
 int QorCommon::SaveDataToDisk(const std::string& path, const std::string& data) const {
-  return common::SaveDataToDisk(path, data);
+  return common::SaveDataToDisk(path, data, ::geteuid() == 0 ? GetUserInfo() : std::string());
 }
 
 // --- Accounts ---

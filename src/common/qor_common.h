@@ -17,6 +17,7 @@
 #include "platform/log/qor_log.h"
 #include "src/common/filters.h"
 #include "src/common/qor_event_info.h"
+#include "src/common/query.h"
 #include "src/common/records/event_info.h"
 #include "src/common/records/field_info.h"
 #include "src/common/records/method_info.h"
@@ -46,22 +47,25 @@ class QorCommon {
   /// Guards every run-time change of the shared communication configuration (Helper::AddConfig).
   std::mutex modifyConfigMutex_;
 
-  /// Creates the tool's middleware node "<prefix><name>"; null, with a line in the log, when it cannot be created.
+  /// Creates the tool's middleware node: the prefix and the name, with a "/" between them when neither side has one;
+  /// null when it cannot be created, which is for the caller to log.
   std::unique_ptr<com::NodeHandle> InitializeNode(const std::string& prefix, const std::string& name) const;
 
   // --- Queries (300 ms for each daemon, one after the other) ---
 
   /// All events, merged, and the list entries that the filter keeps. 0, or -1 when a daemon did not answer in time; the
-  /// answers of the others are in `result` all the same.
-  int QueryAll(const qorevent::EventFilter& filter, const qortools::common::ProxyList& proxies,
-               EventEntries& result) const;
+  /// answers of the others are in `result` all the same. `answers`, here and below, may be null.
+  int QueryAll(const qorevent::EventFilter& filter, const qortools::common::ProxyList& proxies, EventEntries& result,
+               common::Answers* answers = nullptr) const;
   /// The same without list entries: all merged records as they are.
-  int QueryAllRecords(const qortools::common::ProxyList& proxies, EventList& result) const;
+  int QueryAllRecords(const qortools::common::ProxyList& proxies, EventList& result,
+                      common::Answers* answers = nullptr) const;
   /// One event by name (pure, or with its uuid in square brackets), merged and filtered. 0, or -1 when the name is
   /// refused or a daemon did not answer in time.
-  int Query(const CommonFilter& filter, const std::string& name, EventList& result) const;
+  int Query(const CommonFilter& filter, const std::string& name, EventList& result,
+            common::Answers* answers = nullptr) const;
   /// Asks every daemon for one name and appends the answers, unmerged. 0, or -1 when a daemon did not answer in time.
-  int GetInfoResult(const std::string& name, EventList& result) const;
+  int GetInfoResult(const std::string& name, EventList& result, common::Answers* answers = nullptr) const;
 
   // --- Merging: one record per event and publisher, in the order described at each step in merge.h ---
 

@@ -3,8 +3,10 @@
 #define QOR_COMMON_QUERY_H
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,11 +14,22 @@
 #include "src/common/filters.h"
 #include "src/common/records/event_info.h"
 
-/// Asking every daemon the same question, one after the other.
+/// Asking every daemon the same question, one after the other, on the caller's thread. Any thread; the clients' answers
+/// come in on threads of their own.
 namespace qor::common {
 
 /// How long one daemon may take to answer.
 inline constexpr std::chrono::milliseconds kAnswerLimit{300};
+
+/// What became of one question to every daemon.
+struct Answers {
+  std::size_t asked = 0;
+  std::size_t answered = 0;        ///< with a value: an error is no answer, nor is a lost connection
+  std::set<std::uint16_t> silent;  ///< instance numbers of those that did not answer in time
+
+  bool IsAny() const { return answered > 0; }
+  bool IsAll() const { return asked > 0 && answered == asked; }
+};
 
 /// Who hears what became of the question to each daemon, by instance number. Knows the log texts of one kind of query.
 class QueryReport {
@@ -35,19 +48,20 @@ const QueryReport& ReportOfGetInfoResult();
 void LogQueryIndex(const CommonFilter& filter);
 
 /// Asks each client for the events of one name and appends the answers in the order of the clients. A client that does
-/// not answer in time or answers with an error is left out. Returns 0, or -1 when one did not answer in time. A client
-/// has QueryEventInfo and GetHandle as the proxy of the tools service has them.
+/// not answer in time or answers with an error is left out. Returns 0, or -1 when one did not answer in time;
+/// `answers` has the rest. A client has QueryEventInfo and GetHandle as the proxy of the tools service has them.
 template <class ClientPointer>
 int CollectEvents(const std::vector<ClientPointer>& clients, const std::string& name, const QueryReport& report,
-                  std::vector<maintaind::EventInfoWithPubSub>& collected,
+                  std::vector<maintaind::EventInfoWithPubSub>& collected, Answers& answers,
                   std::chrono::milliseconds limit = kAnswerLimit) {
-  int code = 0;
+  answers = Answers();
+  answers.asked = clients.size();
   for (const ClientPointer& client : clients) {
     const std::uint16_t instance = client->GetHandle().GetInstanceId();
     auto answer = client->QueryEventInfo(name);
     if (answer.wait_for(limit) == ara::core::FutureStatus::kTimeout) {
       report.TimedOut(instance);
-      code = -1;
+      answers.silent.insert(instance);
       continue;
     }
     auto result = answer.GetResult();
@@ -55,11 +69,12 @@ int CollectEvents(const std::vector<ClientPointer>& clients, const std::string& 
       report.Failed(instance);
       continue;
     }
+    ++answers.answered;
     auto& records = result.Value();
     report.Answered(instance, records.size());
     collected.insert(collected.end(), std::move_iterator(records.begin()), std::move_iterator(records.end()));
   }
-  return code;
+  return answers.silent.empty() ? 0 : -1;
 }
 
 }  // namespace qor::common

@@ -7,8 +7,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 
 #include "platform/log/qor_log.h"
+#include "src/common/accounts.h"
 #include "src/common/checks.h"
 #include "src/common/error_texts.h"
 
@@ -41,6 +43,15 @@ int ActiveFileExists(const std::string& path) {
 int FileExists(const std::string& path) {
   kLog.Warn() << "[SaveDataToDisk][Saved file is exist][path=" << path << "]";
   return kFileExists;
+}
+
+void HandOver(int file, const std::string& path, const std::string& owner, const FileCalls& calls) {
+  const std::size_t colon = owner.find(':');
+  const auto user = Name2Uid(owner.substr(0, colon));
+  const auto group = colon != std::string::npos ? Name2Gid(owner.substr(colon + 1)) : std::nullopt;
+  if (!user.has_value() || !group.has_value() || calls.changeOwner(file, *user, *group) != 0) {
+    kLog.Warn() << "[SaveDataToFile][Change owner failed][path=" << path << ", owner=" << owner << "]";
+  }
 }
 
 /// Writes everything with one call that succeeds, flushes and closes.
@@ -93,9 +104,11 @@ void SyncFolderOf(const std::string& path) {
 
 }  // namespace
 
-FileCalls FileCalls::System() { return {.write = ::write, .sync = ::fsync, .rename = RenameToFreeName}; }
+FileCalls FileCalls::System() {
+  return {.write = ::write, .sync = ::fsync, .changeOwner = ::fchown, .rename = RenameToFreeName};
+}
 
-int SaveDataToDisk(const std::string& path, const std::string& data, const FileCalls& calls) {
+int SaveDataToDisk(const std::string& path, const std::string& data, const std::string& owner, const FileCalls& calls) {
   const std::string activePath = path + ".active";
   if (IsNameTaken(activePath)) {
     return ActiveFileExists(activePath);
@@ -112,6 +125,9 @@ int SaveDataToDisk(const std::string& path, const std::string& data, const FileC
   if (file < 0) {
     kLog.Warn() << "[SaveDataToFile][Open dir failed][path=" << activePath << "]";
     return kWriteFailed;
+  }
+  if (!owner.empty()) {
+    HandOver(file, activePath, owner, calls);
   }
   int code = WriteAndClose(file, activePath, data, calls);
   if (code == kOk) {

@@ -13,6 +13,7 @@ namespace qor::common {
 struct FileCalls {
   ssize_t (*write)(int file, const void* data, std::size_t size);
   int (*sync)(int file);
+  int (*changeOwner)(int file, uid_t user, gid_t group);
   /// Must not replace a file under the new name: EEXIST then.
   int (*rename)(const char* from, const char* to);
 
@@ -28,8 +29,10 @@ struct FileCalls {
 ///     kFileExists        `path` exists; it stays as it is
 ///     kRenameFailed
 ///
-/// and leaves no temporary file behind. Any thread.
-int SaveDataToDisk(const std::string& path, const std::string& data, const FileCalls& calls = FileCalls::System());
+/// and leaves no temporary file behind. The file belongs to `owner`, "user:group", or to the process when that is
+/// empty; one that cannot be handed over is written all the same, with a line in the log. Any thread.
+int SaveDataToDisk(const std::string& path, const std::string& data, const std::string& owner,
+                   const FileCalls& calls = FileCalls::System());
 
 }  // namespace qor::common
 

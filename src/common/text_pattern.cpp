@@ -16,10 +16,6 @@ std::optional<bool> TextPattern::Match(const std::string& text, std::string& err
     error = compileError_;
     return std::nullopt;
   }
-  if (text.size() > kLongestText) {
-    error = "the text has more than " + std::to_string(kLongestText) + " characters";
-    return std::nullopt;
-  }
   try {
     return std::regex_match(text, regex_);
   } catch (const std::regex_error& fault) {

@@ -2,7 +2,6 @@
 #ifndef QOR_COMMON_TEXT_PATTERN_H
 #define QOR_COMMON_TEXT_PATTERN_H
 
-#include <cstddef>
 #include <optional>
 #include <regex>
 #include <string>
@@ -12,13 +11,12 @@ namespace qor::common {
 /// A regular expression that whole texts are held against, compiled once. Any thread, after construction.
 class TextPattern {
  public:
-  /// The matcher recurses once or more for each character, so a long text could exhaust the stack.
-  static constexpr std::size_t kLongestText = 1024;
-
   /// A pattern that does not compile makes every Match fail.
   explicit TextPattern(const char* pattern);
 
-  /// Whether all of `text` matches; nothing, and the reason in `error`, when that could not be found out.
+  /// Whether all of `text` matches. The matcher recurses once or more for each character, so a long text could exhaust
+  /// the stack: that is for the caller to rule out. Nothing, and the reason in `error`, when that could not be found
+  /// out.
   std::optional<bool> Match(const std::string& text, std::string& error) const;
 
  private:

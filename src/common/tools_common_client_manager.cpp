@@ -73,19 +73,12 @@ void ToolsCommonClientManager::ServiceAvailabilityCallback(
   for (const ToolsServiceHandle& handle : disappeared) {
     handles_.erase(handle);
   }
-  departed_.insert(disappeared.begin(), disappeared.end());
   handles_.insert(appeared.begin(), appeared.end());
 }
 
 void ToolsCommonClientManager::UpdateAndCreateProxyList() {
   ProxyList dropped;  // destroyed after the mutex is free: closing a connection may wait for the callback's thread
   const std::lock_guard lock(mutex_);
-  for (const ToolsServiceHandle& handle : std::exchange(departed_, {})) {
-    if (auto proxy = proxies_.extract(handle); !proxy.empty()) {
-      log_.Debug() << "Clear offline proxy[maintaindInstance=" << handle.GetInstanceId() << "]";
-      dropped.push_back(std::move(proxy.mapped()));
-    }
-  }
   std::vector<ToolsServiceHandle> created;
   for (const ToolsServiceHandle& handle : handles_) {
     if (!proxies_.contains(handle)) {
@@ -96,6 +89,14 @@ void ToolsCommonClientManager::UpdateAndCreateProxyList() {
   if (!created.empty()) {
     log_.Debug() << "Create maintaind service proxylist.[instanceList=" << JoinInstanceIds(created) << "]";
   }
+  std::erase_if(proxies_, [&](auto& entry) {
+    const bool isOffline = !handles_.contains(entry.first);
+    if (isOffline) {
+      log_.Debug() << "Clear offline proxy[maintaindInstance=" << entry.first.GetInstanceId() << "]";
+      dropped.push_back(std::move(entry.second));
+    }
+    return isOffline;
+  });
 }
 
 ProxyList ToolsCommonClientManager::GetCurrentProxyList() {

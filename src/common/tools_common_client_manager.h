@@ -53,8 +53,7 @@ class ToolsCommonClientManager {
   QorLog log_{"ToolsCommonClientManager"};
   std::once_flag searchOnce_;
   std::mutex mutex_;
-  std::set<ToolsServiceHandle> handles_;   // guarded by mutex_
-  std::set<ToolsServiceHandle> departed_;  // went offline since the last update, even if back by now; guarded by mutex_
+  std::set<ToolsServiceHandle> handles_;                                      // guarded by mutex_
   std::map<ToolsServiceHandle, std::shared_ptr<ToolsServiceProxy>> proxies_;  // guarded by mutex_
   ara::com::FindServiceHandle search_;                                        // guarded by mutex_
   bool isSearchStarted_ = false;                                              // guarded by mutex_

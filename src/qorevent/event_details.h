@@ -7,6 +7,7 @@
 #include "src/common/qor_event_info.h"
 #include "src/common/records/event_info.h"
 #include "src/common/records/node_info.h"
+#include "src/qorevent/show_return_value.h"
 
 namespace qor::qorevent {
 
@@ -16,6 +17,7 @@ struct EventDetails {
   maintaind::EventInfoWithPubSub record;
   std::vector<maintaind::NodeInfoWithAppName> publisherNodes;  ///< empty: no daemon knows the node
   std::vector<maintaind::NodeInfoWithAppName> subscriberNodes;
+  ShowReturnValue type;  ///< empty: no daemon has its definition
 };
 
 }  // namespace qor::qorevent

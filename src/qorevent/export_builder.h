@@ -11,7 +11,7 @@
 namespace qor::qorevent {
 
 /// One exported event for each binding of each record, in the order of the records, DDS first; identities and labels
-/// come from the nodes. A record without a binding is left out.
+/// come from the nodes. A record without a binding is left out. Any thread.
 std::vector<ExportInfo> BuildExport(const std::vector<maintaind::EventInfoWithPubSub>& records,
                                     const NodeDirectory& nodes);
 

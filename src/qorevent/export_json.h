@@ -10,7 +10,7 @@
 namespace qor::qorevent {
 
 /// The export document: {"events": [...]}, one object an event, its keys in a fixed order. Text that is no UTF-8 is
-/// written with replacement characters. Ends with a newline.
+/// written with replacement characters. Ends with a newline. Any thread.
 std::string ExportJsonInfo(const std::vector<ExportInfo>& events);
 
 }  // namespace qor::qorevent

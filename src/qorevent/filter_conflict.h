@@ -6,7 +6,8 @@
 
 namespace qor::qorevent {
 
-/// Whether a filter names one distance (local, network, cross). The default, every distance, is no choice.
+/// Whether a filter names one distance (local, network, cross). The default, every distance, is no choice. As the rest
+/// of this header for any thread.
 bool IsDistanceChosen(const EventFilter& filter);
 
 /// A distance says how subscribers reach a publisher, so it can be chosen among publishers only. True, with a line in

@@ -18,8 +18,6 @@ class IntervalWindow {
 
   std::size_t Size() const { return ring_.size(); }
   bool IsEmpty() const { return ring_.empty(); }
-  /// Index 0 is the oldest interval.
-  std::uint64_t operator[](std::size_t index) const { return ring_[(oldest_ + index) % ring_.size()]; }
 
   /// Every interval, in no particular order; valid until the next Push.
   const std::vector<std::uint64_t>& Intervals() const { return ring_; }

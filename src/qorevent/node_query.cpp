@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/log/qor_log.h"
 #include "src/common/utils/net_process.h"
-#include "src/qorevent/await_answer.h"
 
 namespace qor::qorevent {
 namespace {
@@ -18,7 +18,7 @@ constexpr AnswerTexts kNodeTexts{"Disconnect to Maintaind in QorEvent::QueryNode
 constexpr AnswerTexts kSubNodeTexts{"Disconnect to Maintaind in QorEvent::QuerySubNodeInfo().",
                                     "Get result from Maintaind failed in QorEvent::QuerySubNodeInfo()."};
 
-void Append(NodeQuery::Nodes& all, NodeQuery::Nodes&& some) {
+void Append(Nodes& all, Nodes&& some) {
   all.insert(all.end(), std::make_move_iterator(some.begin()), std::make_move_iterator(some.end()));
 }
 
@@ -48,30 +48,24 @@ maintaind::QuerySubEventInfoIndex GetSubNodeIndex(const maintaind::EventInfoWith
   return index;
 }
 
-std::optional<NodeQuery::Nodes> NodeQuery::QueryNodeInfo(const std::string& name) const {
-  std::optional<Nodes> nodes;
-  for (const auto& proxy : proxies_) {
-    if (auto answer = AwaitAnswer(proxy->QueryNodeInfo(name), log_, kNodeTexts)) {
-      Append(nodes.has_value() ? *nodes : nodes.emplace(), *std::move(answer));
-    }
-  }
-  return nodes;
+std::optional<Nodes> QueryNodeInfo(Audience& audience, const std::string& name) {
+  Nodes nodes;
+  const std::size_t answered = audience.Ask([&](auto& daemon) { return daemon.QueryNodeInfo(name); }, kNodeTexts,
+                                            [&](Nodes&& some) { Append(nodes, std::move(some)); });
+  return answered > 0 ? std::optional(std::move(nodes)) : std::nullopt;
 }
 
-NodeQuery::Nodes NodeQuery::QuerySubNodes(const maintaind::QuerySubEventInfoIndex& index, bool& isComplete) const {
+Nodes QuerySubNodes(Audience& audience, const maintaind::QuerySubEventInfoIndex& index) {
   Nodes nodes;
-  for (const auto& proxy : proxies_) {
-    auto answer = AwaitAnswer(proxy->QuerySubNodeEventInfo(index), log_, kSubNodeTexts);
-    isComplete = isComplete && answer.has_value();
-    if (!answer.has_value()) {
-      continue;
-    }
-    const auto unnamed = std::erase_if(answer->subscribers, [](const auto& node) { return node.nodeName.empty(); });
-    if (unnamed > 0) {
-      log_.Warn() << "Unexpected index or Unexpected type";
-    }
-    Append(nodes, std::move(answer->subscribers));
-  }
+  audience.Ask([&](auto& daemon) { return daemon.QuerySubNodeEventInfo(index); }, kSubNodeTexts,
+               [&](maintaind::SubNodeEventInfo&& some) {
+                 const auto unnamed =
+                     std::erase_if(some.subscribers, [](const auto& node) { return node.nodeName.empty(); });
+                 if (unnamed > 0) {
+                   QorLog("QorEvent").Warn() << "Unexpected index or Unexpected type";
+                 }
+                 Append(nodes, std::move(some.subscribers));
+               });
   return nodes;
 }
 

@@ -8,9 +8,10 @@
 
 #include "src/common/error_texts.h"
 #include "src/common/event_entry.h"
+#include "src/common/event_name.h"
 #include "src/common/qor_common.h"
 #include "src/common/query.h"
-#include "src/qorevent/await_answer.h"
+#include "src/qorevent/audience.h"
 #include "src/qorevent/export_builder.h"
 #include "src/qorevent/export_json.h"
 #include "src/qorevent/filter_conflict.h"
@@ -19,6 +20,7 @@
 namespace qor::qorevent {
 namespace {
 
+using maintaind::DriverType;
 using maintaind::EventInfoWithPubSub;
 using qortools::common::ProxyList;
 using qortools::common::ToolsCommonClientManager;
@@ -27,8 +29,6 @@ constexpr AnswerTexts kShowTexts{"Disconnect to Maintaind in QorEvent::QueryEven
                                  "Get result from Maintaind failed in QorEvent::QueryEventShowInfo()."};
 constexpr AnswerTexts kTypeTexts{"Disconnect to Maintaind in QorEvent::QueryAllDataType().",
                                  "Get result from Maintaind failed in QorEvent::QueryAllDataType()."};
-
-bool IsAll(const std::string& name) { return name == "ALL" || name == "all"; }
 
 bool IsInNamespace(const std::string& eventName, std::string nameSpace) {
   if (eventName == nameSpace) {
@@ -40,10 +40,54 @@ bool IsInNamespace(const std::string& eventName, std::string nameSpace) {
   return eventName.compare(0, nameSpace.size(), nameSpace) == 0;
 }
 
-void AddMissing(std::vector<std::string>& names, const NodeQuery::Nodes& nodes) {
+void AddMissing(std::vector<std::string>& names, const Nodes& nodes) {
   for (const auto& node : nodes) {
     if (std::find(names.begin(), names.end(), node.nodeName) == names.end()) {
       names.push_back(node.nodeName);
+    }
+  }
+}
+
+/// Means this one event, of all that share its name.
+maintaind::QueryDataTypeIndex GetShowIndex(const EventInfoWithPubSub& record) {
+  maintaind::QueryDataTypeIndex index;
+  index.entityName = record.eventName;
+  // Without a registered type it is known by what is deployed under the name, and deployments seldom say an address.
+  const bool isAddressed = !record.dataTypeName.empty();
+  if (const auto binding = record.bindings.find(DriverType::kSomeip); binding != record.bindings.end()) {
+    index.instanceShortName = binding->second.someip.instanceShortName;
+    index.networkIp = isAddressed ? binding->second.someip.networkIp : std::string();
+  }
+  if (const auto binding = record.bindings.find(DriverType::kDds); binding != record.bindings.end()) {
+    index.domainId = binding->second.dds.domainId;
+    index.networkIp = isAddressed ? binding->second.dds.networkIp : std::string();
+  }
+  return index;
+}
+
+/// The definition of the first daemon that has it. Nothing when no daemon answered.
+std::optional<maintaind::EventShowTexts> QueryShowTexts(const maintaind::QueryDataTypeIndex& index,
+                                                        Audience& audience) {
+  maintaind::EventShowTexts best;
+  const std::size_t answered = audience.Ask([&](auto& daemon) { return daemon.QueryEventShow(index); }, kShowTexts,
+                                            [&](maintaind::EventShowTexts&& texts) {
+                                              if (best.topLevelTypeJson.empty()) {
+                                                best = std::move(texts);
+                                              }
+                                            });
+  return answered > 0 ? std::optional(std::move(best)) : std::nullopt;
+}
+
+void QueryPublisherNodes(std::vector<EventDetails>& events, Audience& audience) {
+  if (events.empty()) {
+    return;
+  }
+  const std::string wanted = events.size() == 1 ? events.front().record.publisher : "ALL";
+  const NodeDirectory nodes(wanted.empty() ? Nodes{} : QueryNodeInfo(audience, wanted).value_or(Nodes{}));
+  for (EventDetails& event : events) {
+    const EventInfoWithPubSub& record = event.record;
+    for (const auto* node : nodes.Find(record.publisher, record.eventName, maintaind::EntityRole::kProvider)) {
+      event.publisherNodes.push_back(*node);
     }
   }
 }
@@ -69,9 +113,10 @@ int QorEvent::QueryAll(Entries& entries, const EventFilter& filter) {
   if (RefusesQueryAll(filter.roleType, IsDistanceChosen(filter))) {
     return -1;
   }
-  const ProxyList proxies = Proxies();
-  const int result = QorCommon::GetInstance().QueryAll(filter, proxies, entries);
-  allAnswered_ = result == 0 && !proxies.empty();
+  common::Answers answers;
+  const int result = QorCommon::GetInstance().QueryAll(filter, Proxies(), entries, &answers);
+  anyAnswered_ = answers.IsAny();
+  allAnswered_ = answers.IsAll();
   return result;
 }
 
@@ -90,7 +135,8 @@ int QorEvent::QueryAllWithNamespace(const std::string& nameSpace, Entries& entri
 
 int QorEvent::Query(const std::string& name, QorEventInfo& entry, const CommonFilter& filter) {
   std::vector<EventDetails> events;
-  const int result = QueryEvents(name, filter, /*isOneExpected=*/true, events);
+  Audience audience(Proxies());
+  const int result = QueryEvents(name, filter, /*isOneExpected=*/true, audience, events);
   if (result == 0) {
     entry = std::move(events.front().entries.front());
   }
@@ -99,7 +145,8 @@ int QorEvent::Query(const std::string& name, QorEventInfo& entry, const CommonFi
 
 int QorEvent::Query(const std::string& name, Entries& entries, const CommonFilter& filter) {
   std::vector<EventDetails> events;
-  const int result = QueryEvents(name, filter, /*isOneExpected=*/false, events);
+  Audience audience(Proxies());
+  const int result = QueryEvents(name, filter, /*isOneExpected=*/false, audience, events);
   for (EventDetails& event : events) {
     std::move(event.entries.begin(), event.entries.end(), std::back_inserter(entries));
   }
@@ -107,22 +154,39 @@ int QorEvent::Query(const std::string& name, Entries& entries, const CommonFilte
 }
 
 int QorEvent::QueryDetails(const std::string& name, std::vector<EventDetails>& events, const CommonFilter& filter) {
-  const int result = QueryEvents(name, filter, /*isOneExpected=*/false, events);
-  QueryPublisherNodes(events);
+  Audience audience(Proxies());
+  const int result = QueryEvents(name, filter, /*isOneExpected=*/false, audience, events);
+  QueryPublisherNodes(events, audience);
+  for (EventDetails& event : events) {
+    // Many an event has no deployed type; then there is nothing to show of it.
+    const auto texts = QueryShowTexts(GetShowIndex(event.record), audience);
+    static_cast<void>(GetShowResult(texts.value_or(maintaind::EventShowTexts()), event.type));
+  }
+  allAnswered_ = allAnswered_ && audience.IsComplete();
   return result;
 }
 
-int QorEvent::QueryRecords(const std::string& name, const CommonFilter& filter,
-                           std::vector<EventInfoWithPubSub>& records) {
-  return IsAll(name) ? QorCommon::GetInstance().QueryAllRecords(Proxies(), records)
-                     : QorCommon::GetInstance().Query(filter, name, records);
-}
-
-int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, bool isOneExpected,
+int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, bool isOneExpected, Audience& audience,
                           std::vector<EventDetails>& events) {
+  const QorCommon& common = QorCommon::GetInstance();
+  const bool isAll = common::IsAllNames(name);
+  std::string pureName;
+  std::string uuid;
+  if (!isAll && !common.GetSubEventName(name, pureName, uuid)) {
+    return -1;
+  }
   std::vector<EventInfoWithPubSub> records;
-  allAnswered_ = QueryRecords(name, filter, records) == 0;
-  const bool isExpected = isOneExpected ? records.size() == 1 : !records.empty() || IsAll(name);
+  common::Answers answers;
+  if (isAll) {
+    common.QueryAllRecords(audience.Daemons(), records, &answers);
+    common.FilterEventInfo(name, records, filter);
+  } else {
+    common.Query(filter, name, records, &answers);
+  }
+  audience.Note(answers);
+  anyAnswered_ = answers.IsAny();
+  allAnswered_ = audience.IsComplete();
+  const bool isExpected = isOneExpected ? records.size() == 1 : !records.empty() || isAll;
   if (!isExpected) {
     log_.Warn() << "Unknown event or mergerd size incorrect before get sub node info.";
     return -1;
@@ -130,10 +194,10 @@ int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, b
   for (EventInfoWithPubSub& record : records) {
     events.emplace_back().record = std::move(record);
   }
-  QuerySubNodeInfo(events);
+  QuerySubNodeInfo(events, audience);
   const auto unusable =
       std::erase_if(events, [](EventDetails& event) { return !SetQorEventInfo(event.record, event.entries); });
-  if (unusable > 0) {
+  if (unusable > 0 && !isAll) {
     log_.Warn() << "Unknown event or mergerd size incorrect after get sub node info.";
     return -1;
   }
@@ -141,28 +205,17 @@ int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, b
 }
 
 void QorEvent::QuerySubNodeInfo(std::vector<EventDetails>& events) {
-  const NodeQuery query(Proxies());
-  for (EventDetails& event : events) {
-    event.subscriberNodes = query.QuerySubNodes(GetSubNodeIndex(event.record), allAnswered_);
-    AddMissing(event.record.subscribers, event.subscriberNodes);
-  }
-  log_.Info() << "Query sub node info finished.";
+  Audience audience(Proxies());
+  QuerySubNodeInfo(events, audience);
 }
 
-void QorEvent::QueryPublisherNodes(std::vector<EventDetails>& events) {
-  const NodeQuery query(Proxies());
+void QorEvent::QuerySubNodeInfo(std::vector<EventDetails>& events, Audience& audience) {
   for (EventDetails& event : events) {
-    if (event.record.publisher.empty()) {
-      continue;
-    }
-    auto nodes = query.QueryNodeInfo(event.record.publisher);
-    allAnswered_ = allAnswered_ && nodes.has_value();
-    const NodeDirectory directory(std::move(nodes).value_or(NodeQuery::Nodes{}));
-    for (const auto* node :
-         directory.Find(event.record.publisher, event.record.eventName, maintaind::EntityRole::kProvider)) {
-      event.publisherNodes.push_back(*node);
-    }
+    event.subscriberNodes = QuerySubNodes(audience, GetSubNodeIndex(event.record));
+    AddMissing(event.record.subscribers, event.subscriberNodes);
   }
+  allAnswered_ = audience.IsComplete();
+  log_.Info() << "Query sub node info finished.";
 }
 
 int QorEvent::QueryEventShowInfo(const std::string& name, ShowReturnValue& showResult, const CommonFilter& filter) {
@@ -174,17 +227,11 @@ int QorEvent::QueryEventShowInfo(const std::string& name, ShowReturnValue& showR
   CommonFilter logged = filter;
   logged.uuid = uuid.empty() ? filter.uuid : uuid;
   common::LogQueryIndex(logged);
-  const maintaind::QueryDataTypeIndex index{pureName, filter.instanceShortName, filter.domainId, filter.networkIp};
-  maintaind::EventShowTexts best;
-  allAnswered_ = true;
-  for (const auto& proxy : Proxies()) {
-    const auto texts = AwaitAnswer(proxy->QueryEventShow(index), log_, kShowTexts);
-    allAnswered_ = allAnswered_ && texts.has_value();
-    if (texts.has_value() && best.topLevelTypeJson.empty()) {
-      best = *texts;
-    }
-  }
-  return GetShowResult(best, showResult) ? 0 : -1;
+  Audience audience(Proxies());
+  const auto texts = QueryShowTexts({pureName, filter.instanceShortName, filter.domainId, filter.networkIp}, audience);
+  anyAnswered_ = texts.has_value();
+  allAnswered_ = audience.IsComplete();
+  return GetShowResult(texts.value_or(maintaind::EventShowTexts()), showResult) ? 0 : -1;
 }
 
 bool QorEvent::GetShowResult(const maintaind::EventShowTexts& texts, ShowReturnValue& showResult) {
@@ -198,20 +245,19 @@ bool QorEvent::GetShowResult(const maintaind::EventShowTexts& texts, ShowReturnV
 
 std::vector<maintaind::DataTypeInfo> QorEvent::QueryAllDataType(const ProxyList& proxies) {
   std::vector<maintaind::DataTypeInfo> types;
-  allAnswered_ = !proxies.empty();
-  for (const auto& proxy : proxies) {
-    auto answer = AwaitAnswer(proxy->QueryAllDataType(), log_, kTypeTexts);
-    allAnswered_ = allAnswered_ && answer.has_value();
-    if (answer.has_value()) {
-      std::move(answer->begin(), answer->end(), std::back_inserter(types));
-    }
-  }
+  Audience audience(proxies);
+  const std::size_t answered = audience.Ask([](auto& daemon) { return daemon.QueryAllDataType(); }, kTypeTexts,
+                                            [&](std::vector<maintaind::DataTypeInfo>&& some) {
+                                              std::move(some.begin(), some.end(), std::back_inserter(types));
+                                            });
+  anyAnswered_ = answered > 0;
+  allAnswered_ = audience.IsComplete();
   return types;
 }
 
 int QorEvent::QueryDataTypeInfo(const std::string& name, std::vector<maintaind::DataTypeInfo>& results) {
   results = QueryAllDataType(Proxies());
-  if (!IsAll(name)) {
+  if (!common::IsAllNames(name)) {
     std::erase_if(results, [&](const maintaind::DataTypeInfo& type) { return type.name != name; });
   }
   if (results.empty()) {
@@ -250,12 +296,18 @@ int QorEvent::GetExportInfo(std::vector<ExportInfo>& events) {
     return -1;
   }
   std::vector<EventInfoWithPubSub> records;
-  allAnswered_ = QorCommon::GetInstance().QueryAllRecords(proxies, records) == 0;
-  if (!allAnswered_ && records.empty()) {
+  common::Answers answers;
+  QorCommon::GetInstance().QueryAllRecords(proxies, records, &answers);
+  anyAnswered_ = answers.IsAny();
+  allAnswered_ = answers.IsAll();
+  if (!anyAnswered_) {
     log_.Error() << "Failed to query event info messages from the maintaind";
     return -1;
   }
-  auto nodes = NodeQuery(proxies).QueryNodeInfo("ALL");
+  Audience audience(proxies);
+  audience.Note(answers);
+  auto nodes = QueryNodeInfo(audience, "ALL");
+  allAnswered_ = audience.IsComplete();
   if (!nodes.has_value()) {
     log_.Error() << "Failed to query node info messages from the maintaind";
     return -1;

@@ -19,8 +19,12 @@
 
 namespace qor::qorevent {
 
+class Audience;
+
 /// Lists, shows and exports events: asks every daemon, merges and filters. One object a front end, used by one thread;
-/// Init first. A daemon that does not answer is logged and skipped; AllDaemonsAnswered tells.
+/// Init first. A daemon that does not answer in time is logged, and not asked again within the same call;
+/// AnyDaemonAnswered and AllDaemonsAnswered tell. It only asks, so unlike the tools that subscribe it makes no node:
+/// a node would be registered, and show up in the very lists that it is to fetch.
 class QorEvent {
  public:
   using ExportInfo = qorevent::ExportInfo;
@@ -52,7 +56,7 @@ class QorEvent {
   [[nodiscard]] int Query(const std::string& name, QorEventInfo& entry, const CommonFilter& filter);
   /// Every event of a name; "ALL" or "all" names every event. 0, or -1 when there is none.
   [[nodiscard]] int Query(const std::string& name, Entries& entries, const CommonFilter& filter);
-  /// The same with the nodes on both sides.
+  /// The same with the nodes on both sides and the data type.
   [[nodiscard]] int QueryDetails(const std::string& name, std::vector<EventDetails>& events,
                                  const CommonFilter& filter);
 
@@ -75,7 +79,9 @@ class QorEvent {
   /// All events and their nodes. 0, or -1.
   [[nodiscard]] int GetExportInfo(std::vector<ExportInfo>& events);
 
-  /// Whether every daemon answered the last query in time. False also when none is online.
+  /// Whether a daemon answered the last query for events, data types or the data type of an event.
+  bool AnyDaemonAnswered() const { return anyAnswered_; }
+  /// Whether every daemon answered everything that the last query asked. False also when none is online.
   bool AllDaemonsAnswered() const { return allAnswered_; }
 
   /// Appends one entry for each binding of the record. False when it has none.
@@ -85,14 +91,13 @@ class QorEvent {
 
  private:
   qortools::common::ProxyList Proxies();
-  int QueryRecords(const std::string& name, const CommonFilter& filter,
-                   std::vector<maintaind::EventInfoWithPubSub>& records);
-  int QueryEvents(const std::string& name, const CommonFilter& filter, bool isOneExpected,
+  int QueryEvents(const std::string& name, const CommonFilter& filter, bool isOneExpected, Audience& audience,
                   std::vector<EventDetails>& events);
-  void QueryPublisherNodes(std::vector<EventDetails>& events);
+  void QuerySubNodeInfo(std::vector<EventDetails>& events, Audience& audience);
 
   QorLog log_{"QorEvent"};
   bool isInited_ = false;
+  bool anyAnswered_ = false;
   bool allAnswered_ = false;
 };
 

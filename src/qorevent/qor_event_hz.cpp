@@ -75,6 +75,10 @@ bool QorEventHz::Init(const std::vector<std::string>& names, std::uint32_t windo
 
 bool QorEventHz::Init(const std::vector<std::string>& names, const HzOptions& options,
                       MessageCallback messageCallback) {
+  if (messageCallback == nullptr) {
+    log_.Error() << "Message callback is nullptr.";
+    return false;
+  }
   if (!InitCommon(names, options)) {
     return false;
   }
@@ -100,7 +104,12 @@ bool QorEventHz::InitCommon(const std::vector<std::string>& names, const HzOptio
     log_.Error() << "Roslike NodeHandle failed";
     return false;
   }
-  qortools::common::ToolsCommonClientManager::GetInstance()->FindMaintaindService();
+  const auto manager = qortools::common::ToolsCommonClientManager::GetInstance();
+  manager->FindMaintaindService();
+  if (manager->GetProxyListSize() == 0) {
+    log_.Error() << "Find service fail.";
+    return false;
+  }
   options_ = options;
   subscriber_ = std::make_unique<EventSubscriber>(
       *node, Helper::RegisterOptions{kNodePath, options.ddsNetwork, options.someipNetwork});
@@ -112,7 +121,7 @@ bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
   slots_.clear();
   slotsByName_.clear();
   for (const std::string& name : names) {
-    auto slot = std::make_unique<EventSlot>(EventSlot{name, {}, {}, EventRateCounter(0), {}});
+    auto slot = std::make_unique<EventSlot>(EventSlot{name, {}, {}, EventRateCounter(0), {}, {}});
     if (!QorCommon::GetInstance().GetNameAndUuid(name, slot->pureName, slot->uuid)) {
       return false;
     }
@@ -124,7 +133,9 @@ bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
 }
 
 bool QorEventHz::QorEventHzStart() {
-  QueryEvent();
+  if (!hasQueried_) {
+    QueryEvent();
+  }
   for (const auto& slot : slots_) {
     SubscribeEvent(slot->name);
   }
@@ -139,13 +150,16 @@ bool QorEventHz::QorEventHzStart() {
 bool QorEventHz::QueryEvent() {
   const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
   std::vector<EventInfoWithPubSub> merged;
-  const int result = QorCommon::GetInstance().QueryAllRecords(proxies, merged);
+  common::Answers answers;
+  QorCommon::GetInstance().QueryAllRecords(proxies, merged, &answers);
+  hasQueried_ = true;
+  anyAnswered_ = answers.IsAny();
   for (const auto& slot : slots_) {
     if (slot->records.empty()) {
       QuerySlot(*slot, merged);
     }
   }
-  return result == 0 && !proxies.empty();
+  return answers.IsAll();
 }
 
 void QorEventHz::QuerySlot(EventSlot& slot, const std::vector<EventInfoWithPubSub>& merged) {
@@ -189,6 +203,10 @@ bool QorEventHz::IsAllEventsQueried() const {
   return std::all_of(slots_.begin(), slots_.end(), [](const auto& slot) { return !slot->records.empty(); });
 }
 
+bool QorEventHz::IsAmbiguous(const std::string& name) const {
+  return IsQueried(name) && !IsOneEvent(FindSlot(name)->records);
+}
+
 void QorEventHz::SubscribeLateEvents() {
   if (!IsAllEventsQueried()) {
     QueryEvent();
@@ -202,7 +220,8 @@ void QorEventHz::SubscribeLateEvents() {
 
 bool QorEventHz::ShouldSubscribe(const std::string& name) const {
   const EventSlot* slot = FindSlot(name);
-  return slot != nullptr && IsOneEvent(slot->records) && !IsSubscribed(name) && !IsSubCreateFailed(name);
+  return slot != nullptr && IsOneEvent(slot->records) && !IsSubscribed(name) && !IsSubCreateFailed(name) &&
+         !subscriptions_.IsGivenUp(name);
 }
 
 bool QorEventHz::SubscribeEvent(const std::string& name) {
@@ -215,7 +234,9 @@ bool QorEventHz::SubscribeEvent(const std::string& name) {
     log_.Warn() << "Unknown event or mergerd size is incorrect.";
     return false;
   }
-  const com::RecvHandler handler = [this, slot](const com::RecvBuffer& sample) { OnSample(*slot, SizeOf(sample)); };
+  const com::RecvHandler handler = [this, slot](const com::RecvBuffer& sample) {
+    OnSample(*slot, SizeOf(sample), std::chrono::nanoseconds(sample.sourceTimestampNs));
+  };
   return DealWithSubscribedEvent(name, subscriber_->DoSubscribe(name, slot->records, handler));
 }
 
@@ -232,11 +253,11 @@ void QorEventHz::UnSubscribe(const std::string& name) { subscriptions_.Remove(na
 
 void QorEventHz::ReceivedMessageCallback(const std::string& name) {
   if (EventSlot* slot = FindSlot(name); slot != nullptr) {
-    OnSample(*slot, 0);
+    OnSample(*slot, 0, std::chrono::nanoseconds(0));
   }
 }
 
-void QorEventHz::OnSample(EventSlot& slot, std::size_t bytes) {
+void QorEventHz::OnSample(EventSlot& slot, std::size_t bytes, std::chrono::nanoseconds sentAt) {
   if (mode_ == Mode::kMessage) {
     messageCallback_(slot.name);
     log_.Debug() << "[ReceivedMessageCallback][eventName=" << slot.name << ", pureName=" << slot.pureName
@@ -244,7 +265,9 @@ void QorEventHz::OnSample(EventSlot& slot, std::size_t bytes) {
     return;
   }
   const std::lock_guard lock(mutex_);
-  slot.counter.Add(Clock::now(), bytes);
+  if (!slot.gate.IsBacklog(sentAt, std::chrono::system_clock::now().time_since_epoch())) {
+    slot.counter.Add(Clock::now(), bytes);
+  }
 }
 
 EventHzList QorEventHz::QorEventGetHz() {

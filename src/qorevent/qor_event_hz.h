@@ -3,6 +3,7 @@
 #define QOR_QOREVENT_QOR_EVENT_HZ_H
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,6 +16,7 @@
 #include "platform/com/node_handle.h"
 #include "platform/log/qor_log.h"
 #include "src/common/records/event_info.h"
+#include "src/qorevent/backlog_gate.h"
 #include "src/qorevent/event_hz_info.h"
 #include "src/qorevent/event_rate_counter.h"
 #include "src/qorevent/event_subscriber.h"
@@ -42,24 +44,31 @@ class QorEventHz {
   QorEventHz& operator=(const QorEventHz&) = delete;
 
   /// Takes 1 to 5000 names, each pure or with its uuid in square brackets; a repeated name counts once. `windowSize` is
-  /// the number of intervals kept for each event. False, with a line in the log, when it cannot start.
+  /// the number of intervals kept for each event. False, with a line in the log, when it cannot start: also when no
+  /// daemon is online, and without a message callback.
   [[nodiscard]] bool Init(const std::vector<std::string>& names, std::uint32_t windowSize, const HzOptions& options,
                           ResultCallback resultCallback);
   [[nodiscard]] bool Init(const std::vector<std::string>& names, const HzOptions& options,
                           MessageCallback messageCallback);
 
-  /// Asks the daemons and subscribes to every named event. False when no event could be subscribed.
+  /// Asks the daemons, unless QueryEvent did, and subscribes to every named event. False when no event could be
+  /// subscribed.
   [[nodiscard]] bool QorEventHzStart();
   bool QorEventHzReady() const { return isRunning_.load(); }
   void QorEventHzStop() { isRunning_.store(false); }
 
   /// Looks each event that is not known yet up in the daemons' merged answers. False when no daemon is online, or one
-  /// did not answer in time.
+  /// did not answer.
   bool QueryEvent();
-  /// True when the daemons reported the event at the last look.
+  /// Whether a daemon answered the last look.
+  bool AnyDaemonAnswered() const { return anyAnswered_; }
+  /// True once the daemons have reported the event.
   bool IsQueried(const std::string& name) const;
   bool IsAllEventsQueried() const;
-  /// Looks again for the events that were unknown, and subscribes to those that are there now. Call it now and then.
+  /// True when the name and the filter lead to several events, so that none of them can be subscribed.
+  bool IsAmbiguous(const std::string& name) const;
+  /// Looks again for the events that were unknown, and subscribes to those that are there now and were not given up by
+  /// UnSubscribe. Call it now and then.
   void SubscribeLateEvents();
 
   /// False, with a line in the log, when it is subscribed already, is not known, or cannot be subscribed.
@@ -76,7 +85,7 @@ class QorEventHz {
   void QorEventPrintHz();
   /// The figures of the whole measurement, in the order of the names.
   EventHzTotalsList QorEventGetTotals();
-  /// Samples of all events since they were subscribed. Rate mode.
+  /// Samples of all events since they were subscribed, without those that had been sent before. Rate mode.
   std::uint64_t QorEventSampleCount();
 
  private:
@@ -88,12 +97,13 @@ class QorEventHz {
     std::string pureName;
     std::string uuid;
     EventRateCounter counter;                             // guarded by mutex_
+    BacklogGate gate;                                     // guarded by mutex_
     std::vector<maintaind::EventInfoWithPubSub> records;  ///< what the daemons report, without repetitions
   };
 
   bool InitCommon(const std::vector<std::string>& names, const HzOptions& options);
   bool MakeSlots(const std::vector<std::string>& names);
-  void OnSample(EventSlot& slot, std::size_t bytes);
+  void OnSample(EventSlot& slot, std::size_t bytes, std::chrono::nanoseconds sentAt);
   void QuerySlot(EventSlot& slot, const std::vector<maintaind::EventInfoWithPubSub>& merged);
   bool IsRepeatedEvent(const maintaind::EventInfoWithPubSub& record, const EventSlot& slot) const;
   bool ShouldSubscribe(const std::string& name) const;
@@ -107,6 +117,8 @@ class QorEventHz {
   MessageCallback messageCallback_;
   std::vector<std::unique_ptr<EventSlot>> slots_;  ///< in the order of the names
   std::map<std::string, EventSlot*, std::less<>> slotsByName_;
+  bool hasQueried_ = false;
+  bool anyAnswered_ = false;
   std::atomic<bool> isRunning_{false};
   std::mutex mutex_;  ///< guards the counters of the slots
   // The subscriptions use everything above, so they go first.

@@ -130,10 +130,10 @@ TEST_F(DaemonFindServiceTest, RuntimeDirectoryMayComeLaterAndComeAgain) {
 }
 
 TEST_F(DaemonFindServiceTest, IgnoresOtherFiles) {
-  for (const char* name : {"maintaind-x.sock", "maintaind-65536.sock", "maintaind-.sock", "other.sock"}) {
-    std::filesystem::create_directory(folder_.Path() + "/" + name);
+  for (const char* name : {"maintaind-x.sock", "maintaind-65536.sock", "maintaind-.sock", "maintaind--1.sock",
+                           "maintaind-1.sock~", "maintaind-1x.sock", "other-1.sock", "maintaind-9.sock"}) {
+    std::filesystem::create_directory(folder_.File(name));
   }
-  std::filesystem::create_directory(folder_.Path() + "/maintaind-9.sock");
   const DaemonThread daemon(QuietDaemon(1));
   Search search;
   EXPECT_TRUE(search.Sees({1}));

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <thread>
 
 #include "platform/ipc/unix_connect.h"
@@ -30,6 +29,7 @@ constexpr std::uint16_t kQueryEvents = operation::QueryEventInfo::kMethodId;
 
 class DaemonServerTest : public testing::Test {
  protected:
+  static RawPeer::Bytes Question() { return RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL"))); }
   bool Answers(RawPeer& peer) {
     const auto answer = peer.Call(kTools, kQueryEvents, Encode(std::string("ALL")));
     return answer && answer->header.returnCode == someip::ReturnCode::kOk;
@@ -88,8 +88,8 @@ TEST_F(DaemonServerTest, AnswersRepeatTheRequestAndErrorsTellTheReason) {
               "the request cannot be read beyond byte 11 of 12");
   expectError(kNode, node_operation::RegisterNode::kMethodId, Encode(std::string("/n")), ReturnCode::kNotReady,
               "Hello must come first");
-  expectError(kNode, node_operation::Hello::kMethodId, Encode(ApplicationHello{2, "app"}),
-              ReturnCode::kWrongInterfaceVersion, "the daemon speaks version 1 of the node service, the application 2");
+  expectError(kNode, node_operation::Hello::kMethodId, Encode(ApplicationHello{3, "app"}),
+              ReturnCode::kWrongInterfaceVersion, "the daemon speaks version 2 of the node service, the application 3");
   expectError(kNode, node_operation::RegisterNode::kMethodId, RawPeer::Bytes(65537), ReturnCode::kNotOk,
               "a registration can have 65536 bytes at most, this one has 65537");
 }
@@ -116,7 +116,7 @@ TEST_F(DaemonServerTest, CutsOffWhoBreaksTheProtocolAndNobodyElse) {
   ASSERT_TRUE(Answers(innocent));
 
   RawPeer half(daemon.SocketPath());
-  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  const auto request = Question();
   ASSERT_TRUE(half.Send(std::span(request).first(20)));
   EXPECT_TRUE(half.IsClosedByPeer());
 
@@ -139,7 +139,7 @@ TEST_F(DaemonServerTest, SlowSenderOfWholeMessagesIsNotCutOff) {
   options.limits.halfMessage = std::chrono::milliseconds(400);
   const DaemonThread daemon(options);
   RawPeer slow(daemon.SocketPath());
-  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  const auto request = Question();
   RawPeer::Bytes carried;
   for (int i = 0; i < 4; ++i) {  // always in the middle of a message, but never of the same one for long
     carried.insert(carried.end(), request.begin() + (i == 0 ? 0 : 10), request.end());
@@ -155,45 +155,66 @@ TEST_F(DaemonServerTest, CutsOffWhoDoesNotReadItsAnswers) {
   options.limits.maxQueued = 1U << 20U;
   const DaemonThread daemon(options);
   RawApplication application(daemon.SocketPath(), "/n");
-  for (std::uint32_t id = 0; id < 50; ++id) {
-    ASSERT_EQ(application.Ask<node_operation::RegisterEvent>(test::Publish(id, "/n", std::string(500, 'x'))), "ok");
+  for (std::uint32_t id = 0; id < 300; ++id) {
+    ASSERT_EQ(application.Ask<node_operation::RegisterEvent>(
+                  test::Publish(id, "/n", std::to_string(id) + std::string(500, 'x'))),
+              "ok");
   }
   RawPeer deaf(daemon.SocketPath());
-  const auto request = RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")));
+  const auto request = Question();
   for (int i = 0; i < 1000 && deaf.Send(request); ++i) {
   }
   EXPECT_TRUE(deaf.IsClosedByPeer());
-  RawPeer reader(daemon.SocketPath());
-  EXPECT_TRUE(Answers(reader));
+  EXPECT_EQ(daemon.Events().size(), 300U) << "who reads gets an answer of any size";
 }
 
 TEST_F(DaemonServerTest, ThousandIdleConnectionsDoNotDisturb) {
   auto options = QuietDaemon();
   options.limits.maxConnections = 1001;
+  options.limits.maxPerProcess = 1002;
   const DaemonThread daemon(options);
   LimitFiles(4096);
-  std::vector<std::unique_ptr<RawPeer>> idle;
-  const auto connect = [&daemon] {
-    auto peer = std::make_unique<RawPeer>(daemon.SocketPath());
-    while (!peer->IsConnected()) {  // the daemon is behind with accepting
-      peer = std::make_unique<RawPeer>(daemon.SocketPath());
-    }
-    return peer;
-  };
+  std::vector<RawPeer> idle;
   while (idle.size() < 1000) {
-    idle.push_back(connect());
-    ASSERT_TRUE(idle.back()->Send(RawPeer::Bytes(1, 0xF0)));
+    idle.emplace_back(daemon.SocketPath());
+    ASSERT_TRUE(idle.back().Send(RawPeer::Bytes(1, 0xF0)));
   }
-  const auto asking = connect();
-  ASSERT_TRUE(Answers(*asking));
+  RawPeer asking(daemon.SocketPath());
+  ASSERT_TRUE(Answers(asking));
   RawPeer waiting(daemon.SocketPath());
   ASSERT_TRUE(waiting.IsConnected());
-  ASSERT_TRUE(waiting.Send(RawPeer::RequestBytes(kTools, kQueryEvents, Encode(std::string("ALL")))));
+  ASSERT_TRUE(waiting.Send(Question()));
   idle.pop_back();
   EXPECT_TRUE(waiting.Receive()) << "one that is above the limit is served when another has gone";
 }
 
+TEST_F(DaemonServerTest, OneProcessCannotTakeAllConnections) {
+  auto options = QuietDaemon();
+  options.limits.maxPerProcess = 2;
+  const DaemonThread daemon(options);
+  RawPeer first(daemon.SocketPath());
+  {
+    RawPeer second(daemon.SocketPath());
+    EXPECT_TRUE(Answers(first) && Answers(second));
+    RawPeer third(daemon.SocketPath());
+    EXPECT_FALSE(Answers(third));
+  }
+  EXPECT_TRUE(Eventually([&] {
+    RawPeer next(daemon.SocketPath());
+    return Answers(next);
+  })) << "a closed connection makes room";
+}
+
+#if defined(__has_feature)
+#if __has_feature(undefined_behavior_sanitizer)
+#define QOR_CHECKS_NEED_DESCRIPTORS  // that of object types asks the kernel about memory through a pipe
+#endif
+#endif
+
 TEST_F(DaemonServerTest, RunsOutOfDescriptorsAndRecovers) {
+#ifdef QOR_CHECKS_NEED_DESCRIPTORS
+  GTEST_SKIP() << "the sanitizer takes the lack of descriptors for a fault";
+#endif
   const DaemonThread daemon(QuietDaemon());
   RawPeer before(daemon.SocketPath());
   ASSERT_TRUE(Answers(before));
@@ -222,14 +243,6 @@ TEST_F(DaemonServerTest, SocketFileIsMadeAndRemovedWithCare) {
     ASSERT_EQ(::stat(options.socketPath.c_str(), &file), 0);
     EXPECT_EQ(file.st_mode & 07777U, 0660U);
 
-    Daemon second(options);
-    const auto refused = second.Start();
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.Error().Message(),
-              "maintaind instance 5 is running already: a living program listens on '" + options.socketPath + "'");
-    RawPeer peer(daemon.SocketPath());
-    EXPECT_TRUE(Answers(peer)) << "the first one does not notice";
-
     ASSERT_EQ(::unlink(options.socketPath.c_str()), 0);
     const DaemonThread heir(options);
     daemon.Stop();
@@ -251,17 +264,15 @@ TEST_F(DaemonServerTest, RefusesWhatIsNoPlaceForASocket) {
   EXPECT_THAT(reasonFor(base + "/no/such/place/s"), HasSubstr("No such file or directory"));
   EXPECT_THAT(reasonFor(base + "/" + std::string(100, 'x')), HasSubstr("File name too long"));
 
-  std::ofstream(base + "/file") << "precious";
+  folder_.Write("file", "precious");
   EXPECT_THAT(reasonFor(base + "/file"), HasSubstr("is no socket"));
   ASSERT_EQ(::symlink((base + "/file").c_str(), (base + "/link").c_str()), 0);
   EXPECT_THAT(reasonFor(base + "/link"), HasSubstr("is no socket"));
-  std::string content;
-  std::ifstream(base + "/file") >> content;
-  EXPECT_EQ(content, "precious");
+  EXPECT_EQ(folder_.Read("file"), "precious");
 
   ASSERT_EQ(::mkdir((base + "/open").c_str(), 0700), 0);
   ASSERT_EQ(::chmod((base + "/open").c_str(), 0777), 0);
-  EXPECT_THAT(reasonFor(base + "/open/s"), HasSubstr("must not be writable for everybody"));
+  EXPECT_THAT(reasonFor(base + "/open/s"), HasSubstr("must not be writable for others"));
   ASSERT_EQ(::chmod((base + "/open").c_str(), 01777), 0);
   EXPECT_EQ(reasonFor(base + "/open/s"), "started");
 

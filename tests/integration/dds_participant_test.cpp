@@ -16,12 +16,19 @@
 namespace qor::dds {
 namespace {
 
-using testing::Contains;
 using testing::Each;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+
+std::vector<std::string> LinesOf(const char* path) {
+  std::vector<std::string> lines;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
 
 /// Local addresses of this process's UDP sockets, as /proc/net/udp writes them: "0100007F:1BB2".
 std::set<std::string> UdpAddressesOfThisProcess() {
@@ -35,12 +42,9 @@ std::set<std::string> UdpAddressesOfThisProcess() {
   }
   std::set<std::string> addresses;
   for (const char* table : {"/proc/self/net/udp", "/proc/self/net/udp6"}) {
-    std::ifstream file(table);
-    std::string line;
-    std::getline(file, line);
-    while (std::getline(file, line)) {
+    for (const std::string& line : LinesOf(table)) {
       std::istringstream fields(line);
-      std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
+      const std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
       if (words.size() > 9 && inodes.contains(words[9])) {
         addresses.insert(words[1]);
       }
@@ -51,9 +55,7 @@ std::set<std::string> UdpAddressesOfThisProcess() {
 
 std::set<std::string> MulticastGroups() {
   std::set<std::string> groups;
-  std::ifstream file("/proc/self/net/igmp");
-  std::string line;
-  while (std::getline(file, line)) {
+  for (const std::string& line : LinesOf("/proc/self/net/igmp")) {
     if (line.starts_with("\t")) {
       groups.insert(line.substr(0, line.find(' ')));
     }
@@ -64,9 +66,7 @@ std::set<std::string> MulticastGroups() {
 /// Files in /dev/shm that this process has mapped.
 std::set<std::string> SharedMemoryFiles() {
   std::set<std::string> files;
-  std::ifstream file("/proc/self/maps");
-  std::string line;
-  while (std::getline(file, line)) {
+  for (const std::string& line : LinesOf("/proc/self/maps")) {
     if (const auto at = line.find("/dev/shm/"); at != std::string::npos) {
       files.insert(line.substr(at));
     }
@@ -88,7 +88,7 @@ TEST(ParticipantPool, StaysOnThisHostAndLeavesNothingBehind) {
     const auto reader = subscribing.CreateReader(event, {}, received.Handler());
     ASSERT_TRUE(writer);
     ASSERT_TRUE(reader);
-    ASSERT_TRUE(test::WaitUntil([&] { return reader.Value()->MatchedWriters() == 1; }));
+    ASSERT_TRUE(test::Eventually([&] { return reader.Value()->MatchedWriters() == 1; }));
     EXPECT_THAT(UdpAddressesOfThisProcess(), Each(StartsWith("0100007F:")));
     EXPECT_THAT(UdpAddressesOfThisProcess(), Not(IsEmpty()));
     EXPECT_EQ(MulticastGroups(), groupsBefore);
@@ -96,7 +96,7 @@ TEST(ParticipantPool, StaysOnThisHostAndLeavesNothingBehind) {
     EXPECT_THAT(files, Not(IsEmpty()));
   }
   EXPECT_THAT(UdpAddressesOfThisProcess(), IsEmpty());
-  EXPECT_TRUE(test::WaitUntil([] { return SharedMemoryFiles().empty(); })) << "Fast DDS unmaps them a moment later";
+  EXPECT_TRUE(test::Eventually([] { return SharedMemoryFiles().empty(); })) << "Fast DDS unmaps them a moment later";
   for (const std::string& file : files) {
     EXPECT_FALSE(std::filesystem::exists(file)) << file;
   }

@@ -2,16 +2,17 @@
 #include "tests/support/child_process.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <pty.h>
-#include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+
+#include "tests/support/eventually.h"
 
 namespace qor::test {
 namespace {
@@ -69,8 +70,11 @@ ChildProcess::ChildProcess(std::vector<std::string> command, Stdout out) {
   }
   close(outEnds.write);
   close(errEnds.write);
-  out_.Start(outEnds.read);
-  err_.Start(errEnds.read);
+  for (const int fd : {outEnds.read, errEnds.read}) {
+    fcntl(fd, F_SETFL, O_NONBLOCK);
+  }
+  out_.fd = ipc::UniqueFd(outEnds.read);
+  err_.fd = ipc::UniqueFd(errEnds.read);
 }
 
 ChildProcess::~ChildProcess() {
@@ -83,75 +87,34 @@ ChildProcess::~ChildProcess() {
 void ChildProcess::Signal(int signal) const { kill(pid_, signal); }
 
 std::optional<int> ChildProcess::Wait() {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!status_.has_value() && std::chrono::steady_clock::now() < deadline) {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-      status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      out_.Join();
-      err_.Join();
-    } else {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+  int status = 0;
+  if (!status_ && Eventually([&] { return waitpid(Read().pid_, &status, WNOHANG) == pid_; })) {
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   return status_;
 }
 
-ChildProcess::Stream::~Stream() {
-  Close();
-  if (wakeFd_ >= 0) {
-    close(wakeFd_);
-  }
-}
-
-void ChildProcess::Stream::Start(int fd) {
-  fd_ = fd;
-  wakeFd_ = eventfd(0, EFD_CLOEXEC);
-  reader_ = std::thread([this] { Read(); });
-}
-
-void ChildProcess::Stream::Close() {
-  if (reader_.joinable()) {
-    eventfd_write(wakeFd_, 1);
-    reader_.join();
-  }
-  if (fd_ >= 0) {
-    close(fd_);
-    fd_ = -1;
-  }
-}
-
-void ChildProcess::Stream::Join() {
-  if (reader_.joinable()) {
-    reader_.join();
-  }
-}
-
-void ChildProcess::Stream::Read() {
+ChildProcess& ChildProcess::Read() {
   std::array<char, 4096> buffer{};
-  std::array<pollfd, 2> waits{{{fd_, POLLIN, 0}, {wakeFd_, POLLIN, 0}}};
-  ssize_t size = 1;
-  while (size > 0 && poll(waits.data(), waits.size(), -1) > 0 && waits[1].revents == 0) {
-    size = read(fd_, buffer.data(), buffer.size());
-    const std::lock_guard lock(mutex_);
-    text_.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    changed_.notify_all();
+  for (Stream* stream : {&out_, &err_}) {
+    ssize_t size = 1;
+    while (stream->fd && (size = read(stream->fd.Get(), buffer.data(), buffer.size())) > 0) {
+      stream->text.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    if (stream->fd && (size == 0 || errno == EIO)) {  // the end, of a pipe or of a terminal
+      stream->fd = ipc::UniqueFd();
+    }
   }
-  const std::lock_guard lock(mutex_);
-  hasEnded_ = true;
-  changed_.notify_all();
+  return *this;
 }
 
-bool ChildProcess::Stream::WaitFor(const std::string& part) {
-  std::unique_lock lock(mutex_);
-  const auto isThere = [&] { return text_.find(part) != std::string::npos; };
-  changed_.wait_for(lock, kPatience, [&] { return isThere() || hasEnded_; });
+bool ChildProcess::WaitFor(const Stream& stream, const std::string& part) {
+  const auto isThere = [&] { return stream.text.find(part) != std::string::npos; };
+  Eventually([&] {
+    Read();
+    return isThere() || !stream.fd;
+  });
   return isThere();
-}
-
-std::string ChildProcess::Stream::Text() {
-  const std::lock_guard lock(mutex_);
-  return text_;
 }
 
 Finished RunProgram(std::vector<std::string> command, ChildProcess::Stdout out) {

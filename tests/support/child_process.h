@@ -4,21 +4,18 @@
 
 #include <sys/types.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "platform/ipc/unique_fd.h"
 
 namespace qor::test {
 
-/// A program under test: its output is collected while it runs, and it ends with this object. Used by one thread.
+/// A program under test: its output is collected whenever it is asked or waited for, and it ends with this object. Used
+/// by one thread.
 class ChildProcess {
  public:
-  static constexpr std::chrono::seconds kPatience{20};
-
   enum class Stdout { kPipe, kTerminal };
 
   explicit ChildProcess(std::vector<std::string> command, Stdout out = Stdout::kPipe);
@@ -29,39 +26,26 @@ class ChildProcess {
 
   pid_t Pid() const { return pid_; }
   void Signal(int signal) const;
-  /// Its exit status, 128 + n when signal n ended it; nothing when it still runs after kPatience.
+  /// Its exit status, 128 + n when signal n ended it; nothing when it does not end.
   std::optional<int> Wait();
 
-  /// Waits until the output has this text; false when it ends without it or kPatience passes.
-  bool WaitForOut(const std::string& part) { return out_.WaitFor(part); }
-  bool WaitForErr(const std::string& part) { return err_.WaitFor(part); }
-  std::string Out() { return out_.Text(); }
-  std::string Err() { return err_.Text(); }
+  /// Waits until the output has this text; false when it ends without it, or does not come.
+  bool WaitForOut(const std::string& part) { return WaitFor(out_, part); }
+  bool WaitForErr(const std::string& part) { return WaitFor(err_, part); }
+  std::string Out() { return Read().out_.text; }
+  std::string Err() { return Read().err_.text; }
   /// Ends the reading side of its standard output, as `head` does.
-  void CloseOut() { out_.Close(); }
+  void CloseOut() { out_.fd = ipc::UniqueFd(); }
 
  private:
-  /// Reads one end of a pipe until the other is closed.
-  class Stream {
-   public:
-    ~Stream();
-    void Start(int fd);
-    void Close();
-    void Join();
-    bool WaitFor(const std::string& part);
-    std::string Text();
-
-   private:
-    void Read();
-
-    int fd_ = -1;
-    int wakeFd_ = -1;
-    std::thread reader_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::string text_;       // guarded by mutex_
-    bool hasEnded_ = false;  // guarded by mutex_
+  struct Stream {
+    ipc::UniqueFd fd;  // none after the end
+    std::string text;
   };
+
+  /// Takes what is there.
+  ChildProcess& Read();
+  bool WaitFor(const Stream& stream, const std::string& part);
 
   pid_t pid_ = -1;
   std::optional<int> status_;

@@ -6,9 +6,11 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/maintaind/daemon/daemon.h"
 #include "platform/maintaind/service/node_service.h"
+#include "platform/maintaind/service/tools_service_proxy.h"
 #include "tests/support/raw_peer.h"
 #include "tests/support/registrations.h"
 
@@ -22,9 +24,11 @@ inline maintaind::DaemonOptions QuietDaemon(std::uint16_t instance = 0) {
   return options;
 }
 
-/// A daemon that runs on a thread of the test's process.
+/// A daemon that runs on a thread of the test's process, and what a tool sees of it.
 class DaemonThread {
  public:
+  using Proxy = maintaind::proxy::QORMaintaindToolsServiceProxy;
+
   explicit DaemonThread(maintaind::DaemonOptions options) : daemon_(std::move(options)) {
     const auto started = daemon_.Start();
     EXPECT_TRUE(started) << (started ? "" : started.Error().Message());
@@ -32,6 +36,23 @@ class DaemonThread {
 
   void Stop() { daemon_.Stop(); }
   const std::string& SocketPath() const { return daemon_.SocketPath(); }
+  Proxy Tool() const { return Proxy({0, SocketPath()}); }
+  std::vector<maintaind::EventInfoWithPubSub> Events() const {
+    return Tool().QueryEventInfo("ALL").GetResult().Value();
+  }
+  /// The nodes and what each provides (>) and uses (<): "/a >speed <gear; /b;".
+  std::string Nodes() const {
+    const auto nodes = Tool().QueryNodeInfo("ALL").GetResult();
+    std::string text;
+    for (const auto& node : nodes.Value()) {
+      text += text.empty() ? node.nodeName : " " + node.nodeName;
+      for (const auto& entity : node.entities) {
+        text += (entity.role == maintaind::EntityRole::kProvider ? " >" : " <") + entity.name;
+      }
+      text += ";";
+    }
+    return text;
+  }
 
  private:
   maintaind::Daemon daemon_;
@@ -41,7 +62,7 @@ class DaemonThread {
 class RawApplication {
  public:
   RawApplication(const std::string& socketPath, const std::string& node) : peer(socketPath) {
-    EXPECT_EQ(Ask<maintaind::node_operation::Hello>({1, "app"}), "ok");
+    EXPECT_EQ(Ask<maintaind::node_operation::Hello>({2, "app"}), "ok");
     EXPECT_EQ(Ask<maintaind::node_operation::RegisterNode>(node), "ok");
   }
 

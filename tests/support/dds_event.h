@@ -5,10 +5,8 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -37,19 +35,6 @@ inline maintaind::EventInfo DdsEvent(std::vector<maintaind::TransportQos> transp
   event.dds.typeName = UniqueName("Type");
   event.dds.transports = std::move(transports);
   return event;
-}
-
-/// Waits until the condition holds; false when it does not within 30 seconds.
-template <class Condition>
-bool WaitUntil(Condition condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
 }
 
 }  // namespace qor::test

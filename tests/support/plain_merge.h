@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "src/common/records/event_info.h"
@@ -20,38 +21,26 @@ inline std::string Segment(const std::string& ip, const std::string& mask) {
   return qortools::utils::NetProcess::TransToNetSegment(ip, mask);
 }
 
-inline bool SameDdsButNetwork(const maintaind::DDSEventInfo& a, const maintaind::DDSEventInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId && a.topicName == b.topicName &&
-         a.domainId == b.domainId;
+/// What identifies an entity on a wire, but the network.
+inline auto DdsKey(const maintaind::DDSEventInfo& part) {
+  return std::tie(part.serviceId, part.instanceId, part.topicName, part.domainId);
 }
-inline bool SameSomeip(const maintaind::SomeipEventInfo& a, const maintaind::SomeipEventInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId && a.eventId == b.eventId;
+inline auto DdsKey(const maintaind::DDSMethodInfo& part) {
+  return std::tie(part.serviceId, part.instanceId, part.requestTopicName, part.methodId, part.domainId);
 }
-inline bool SameDdsButNetwork(const maintaind::DDSMethodInfo& a, const maintaind::DDSMethodInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId && a.requestTopicName == b.requestTopicName &&
-         a.methodId == b.methodId && a.domainId == b.domainId;
+inline auto DdsKey(const maintaind::ServiceInfo& part) {
+  return std::tie(part.serviceId, part.instanceId, part.domainId);
 }
-inline bool SameSomeip(const maintaind::SomeipMethodInfo& a, const maintaind::SomeipMethodInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId && a.methodId == b.methodId;
+inline auto SomeipKey(const maintaind::SomeipEventInfo& part) {
+  return std::tie(part.serviceId, part.instanceId, part.eventId);
 }
-inline bool SameDdsButNetwork(const maintaind::ServiceInfo& a, const maintaind::ServiceInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId && a.domainId == b.domainId;
+inline auto SomeipKey(const maintaind::SomeipMethodInfo& part) {
+  return std::tie(part.serviceId, part.instanceId, part.methodId);
 }
-inline bool SameSomeip(const maintaind::ServiceInfo& a, const maintaind::ServiceInfo& b) {
-  return a.serviceId == b.serviceId && a.instanceId == b.instanceId;
-}
+inline auto SomeipKey(const maintaind::ServiceInfo& part) { return std::tie(part.serviceId, part.instanceId); }
 template <class Part>
 bool SameNetwork(const Part& a, const Part& b) {
   return Segment(a.networkIp, a.subnetMask) == Segment(b.networkIp, b.subnetMask);
-}
-
-template <class Part>
-const std::vector<maintaind::TransportQos>& TransportsOf(const Part& part) {
-  return part.transports;
-}
-inline const std::vector<maintaind::TransportQos>& TransportsOf(const maintaind::ServiceInfo&) {
-  static const std::vector<maintaind::TransportQos> kNoTransports;
-  return kNoTransports;
 }
 
 inline std::string& Provider(maintaind::EventInfoWithPubSub& record) { return record.publisher; }
@@ -106,19 +95,19 @@ class PlainMerge {
     if (bindings.contains(kDds)) {
       const auto& mine = Dds(bindings.at(kDds));
       const auto& theirs = Dds(candidate.bindings[kDds]);
-      return SameDdsButNetwork(mine, theirs) && SameNetwork(mine, theirs);
+      return DdsKey(mine) == DdsKey(theirs) && SameNetwork(mine, theirs);
     }
     if (bindings.contains(kSomeip)) {
       const auto& mine = Someip(bindings.at(kSomeip));
       const auto& theirs = Someip(candidate.bindings[kSomeip]);
-      return SameSomeip(mine, theirs) && SameNetwork(mine, theirs);
+      return SomeipKey(mine) == SomeipKey(theirs) && SameNetwork(mine, theirs);
     }
     return false;
   }
 
   static bool EqualOnAnyNetwork(const Record& candidate, const Bindings& bindings) {
     return candidate.bindings.contains(kDds) &&
-           SameDdsButNetwork(Dds(bindings.at(kDds)), Dds(candidate.bindings.at(kDds)));
+           DdsKey(Dds(bindings.at(kDds))) == DdsKey(Dds(candidate.bindings.at(kDds)));
   }
 
   static bool Online(Record& record) { return !Provider(record).empty() && IsOnline(record); }
@@ -164,8 +153,11 @@ class PlainMerge {
           if (!Provider(r).empty() || !r.bindings.contains(kDds)) {
             return false;
           }
-          const auto& transports = TransportsOf(Dds(r.bindings.at(kDds)));
-          return !transports.empty() && transports[0] != maintaind::TransportQos::kUdp;
+          if constexpr (requires { Dds(r.bindings.at(kDds)).transports; }) {
+            const auto& transports = Dds(r.bindings.at(kDds)).transports;
+            return !transports.empty() && transports[0] != maintaind::TransportQos::kUdp;
+          }
+          return false;
         },
         [](Record& p, Record& r) { return !Provider(p).empty() && EqualOnAnyNetwork(p, r.bindings); });
   }

@@ -10,6 +10,7 @@
 #include <cerrno>
 
 #include "platform/ipc/unix_connect.h"
+#include "tests/support/eventually.h"
 
 namespace qor::test {
 
@@ -26,7 +27,12 @@ RawPeer::Bytes RawPeer::RequestBytes(std::uint16_t service, std::uint16_t method
   return bytes;
 }
 
-RawPeer::RawPeer(const std::string& socketPath) : socket_(std::move(ipc::ConnectUnix(socketPath).socket)) {
+RawPeer::RawPeer(const std::string& socketPath) {
+  Eventually([&] {
+    ipc::ConnectAttempt attempt = ipc::ConnectUnix(socketPath);
+    socket_ = std::move(attempt.socket);
+    return !attempt.IsBusy();
+  });
   if (socket_) {
     ::fcntl(socket_.Get(), F_SETFL, ::fcntl(socket_.Get(), F_GETFL) & ~O_NONBLOCK);
     const timeval limit{10, 0};

@@ -28,6 +28,7 @@ class RawPeer {
 
   static Bytes RequestBytes(std::uint16_t service, std::uint16_t method, const Bytes& payload);
 
+  /// Tries again while the daemon is behind with accepting.
   explicit RawPeer(const std::string& socketPath);
 
   bool IsConnected() const { return static_cast<bool>(socket_); }

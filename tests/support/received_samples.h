@@ -10,6 +10,7 @@
 
 #include "platform/com/recv_buffer.h"
 #include "tests/support/dds_event.h"
+#include "tests/support/eventually.h"
 
 namespace qor::test {
 
@@ -47,7 +48,7 @@ class ReceivedSamples {
     return samples_.size();
   }
   bool WaitForCount(std::size_t count) const {
-    return WaitUntil([this, count] { return Count() >= count; });
+    return Eventually([this, count] { return Count() >= count; });
   }
   std::vector<Sample> Samples() const {
     const std::lock_guard lock(mutex_);

@@ -16,11 +16,11 @@ inline maintaind::EventRegistration DdsEvent(std::uint32_t id, maintaind::Entity
   maintaind::EventRegistration event{id, role, {}};
   event.info.eventName = "/" + topic;
   event.info.nodeName = node;
-  maintaind::DDSEventInfo& dds = event.info.bindings[maintaind::DriverType::kDds].dds;
+  auto& dds = event.info.bindings[maintaind::DriverType::kDds].dds;
   dds.serviceId = service;
   dds.instanceId = 1;
-  dds.topicName = topic;
   dds.domainId = domain;
+  dds.topicName = topic;
   dds.transports = {maintaind::TransportQos::kUdp};
   return event;
 }
@@ -38,7 +38,7 @@ inline maintaind::MethodRegistration SomeipMethod(std::uint32_t id, maintaind::E
   maintaind::MethodRegistration registration{id, role, {}};
   registration.info.methodName = name;
   registration.info.nodeName = node;
-  maintaind::SomeipMethodInfo& someip = registration.info.bindings[maintaind::DriverType::kSomeip].someip;
+  auto& someip = registration.info.bindings[maintaind::DriverType::kSomeip].someip;
   someip.serviceId = 0x1234;
   someip.instanceId = 1;
   someip.methodId = method;

@@ -2,25 +2,18 @@
 #ifndef QOR_TESTS_SUPPORT_RUNTIME_FOLDER_H
 #define QOR_TESTS_SUPPORT_RUNTIME_FOLDER_H
 
-#include <cstdlib>
-#include <string>
-
+#include "tests/support/environment.h"
 #include "tests/support/scratch_folder.h"
 
 namespace qor::test {
 
 /// A runtime directory of the test's own, in effect while it lives.
-class RuntimeFolder {
+class RuntimeFolder : public ScratchFolder {
  public:
-  RuntimeFolder() { ::setenv("QOR_RUNTIME_DIR", Path().c_str(), 1); }
-  ~RuntimeFolder() { ::unsetenv("QOR_RUNTIME_DIR"); }
+  RuntimeFolder() { SetEnvironment("QOR_RUNTIME_DIR", Path().c_str()); }
+  ~RuntimeFolder() { SetEnvironment("QOR_RUNTIME_DIR", nullptr); }
   RuntimeFolder(const RuntimeFolder&) = delete;
   RuntimeFolder& operator=(const RuntimeFolder&) = delete;
-
-  std::string Path() const { return folder_.Path(); }
-
- private:
-  ScratchFolder folder_;
 };
 
 }  // namespace qor::test

@@ -27,6 +27,13 @@ TEST(PrintableTest, NothingThatMovesTheCursorGetsThrough) {
       << "overlong, surrogate, no lead byte, cut short";
 }
 
+TEST(PrintableTest, AWideCharacterTakesTwoColumns) {
+  const std::string wide = "/\xE4\xBD\xA0\xE5\xA5\xBD";  // two CJK characters
+  EXPECT_EQ(DisplayWidth(wide), 5U);
+  EXPECT_EQ(DisplayWidth("e\xCC\x81 \xC3\xA9"), 3U) << "an accent of its own takes none";
+  EXPECT_EQ(CutToWidth(wide, 4), wide.substr(0, 4)) << "half a character is none";
+}
+
 TEST(NearNamesTest, NearestFirstAndAtMostThree) {
   const std::vector<std::string> names{"/vehicle/gear", "/vehicle/spend", "/vehicle/speed", "/vehicle/speeds",
                                        "/vehicle/Speed2"};

@@ -66,11 +66,8 @@ TEST(HelperAddConfig, RegistersUnderThePathOfTheNodeWithTheNetworkOfTheOptions) 
   someip.eventName = "speed";
   someip.bindings[DriverType::kSomeip].someip.networkName = "recorded";
   ASSERT_TRUE(Helper::AddConfig(true, {"/tool/", "127.0.0.2", "net"}, someip));
-  EXPECT_EQ(ConfigStore::Instance()
-                .Find(EntityRole::kProvider, "/tool/speed")
-                ->bindings.at(DriverType::kSomeip)
-                .someip.networkName,
-            "net");
+  const auto provided = ConfigStore::Instance().Find(EntityRole::kProvider, "/tool/speed");
+  EXPECT_EQ(provided->bindings.at(DriverType::kSomeip).someip.networkName, "net");
 }
 
 TEST(HelperAddConfig, RefusesWhatIsNotOneNamedBinding) {
@@ -108,28 +105,25 @@ TEST(NodeHandle, SaysWhyItCannotPublishOrSubscribe) {
 
   NodeHandle node("/Node_1/x");
   ASSERT_TRUE(node.Ok());
+  EventRegisterInfo event;
+  event.eventName = "over someip";
+  event.bindings[DriverType::kSomeip] = {};
+  ASSERT_TRUE(Helper::AddConfig(false, {}, event));
+  event.eventName = "over icc";
+  event.bindings.clear();
+  event.bindings[DriverType::kDds] = test::DdsEvent({maintaind::TransportQos::kIcc});
+  ASSERT_TRUE(Helper::AddConfig(true, {}, event));
   EXPECT_FALSE(node.Subscribe("unheard of", [](const RecvBuffer&) {}));
-  EXPECT_EQ(capture.CountContaining("There is no configuration of event 'unheard of'"), 1U);
-
-  EventRegisterInfo someip;
-  someip.eventName = "over someip";
-  someip.bindings[DriverType::kSomeip] = {};
-  ASSERT_TRUE(Helper::AddConfig(true, {}, someip));
-  ASSERT_TRUE(Helper::AddConfig(false, {}, someip));
-  EXPECT_FALSE(node.Advertise("over someip"));
   EXPECT_FALSE(node.Subscribe("over someip", [](const RecvBuffer&) {}));
-  EXPECT_EQ(capture.CountContaining("Event 'over someip': this build has no SOME/IP event transport"), 2U);
-
-  EventRegisterInfo icc;
-  icc.eventName = "over icc";
-  icc.bindings[DriverType::kDds] = test::DdsEvent({maintaind::TransportQos::kIcc});
-  ASSERT_TRUE(Helper::AddConfig(true, {}, icc));
   EXPECT_FALSE(node.Advertise("over icc"));
-  EXPECT_EQ(capture.CountContaining("Event 'over icc' cannot be published: this platform cannot drive"), 1U);
-
   node.Shutdown();
   EXPECT_FALSE(node.Advertise("over icc"));
-  EXPECT_EQ(capture.CountContaining("Node '/Node_1/x' cannot use event 'over icc'"), 1U);
+  for (const char* reason : {"There is no configuration of event 'unheard of'",
+                             "Event 'over someip': this build has no SOME/IP event transport",
+                             "Event 'over icc' cannot be published: this platform cannot drive",
+                             "Node '/Node_1/x' cannot use event 'over icc'"}) {
+    EXPECT_EQ(capture.CountContaining(reason), 1U) << reason;
+  }
 }
 
 }  // namespace

@@ -4,12 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <map>
 #include <mutex>
 
 #include "platform/log/log_capture.h"
 #include "platform/maintaind/daemon/foreign_event.h"
+#include "tests/support/eventually.h"
 
 namespace qor::maintaind {
 namespace {
@@ -70,18 +70,17 @@ dds::DiscoveredEndpoint Endpoint(const std::string& number, bool isWriter, const
 
 class DdsMonitorTest : public testing::Test {
  protected:
-  void Start(DdsMonitorOptions options = {}) {
+  void Start(DdsMonitorOptions options = {}, std::size_t lines = 1) {
     monitor_ = std::make_unique<DdsMonitor>(loop_, registry_, std::move(options), discovery_.Factory());
     monitor_->Start();
+    RunUntilWatched(lines);
   }
   /// Handles what is posted until `lines` lines about watched domains were written.
   void RunUntilWatched(std::size_t lines) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (log_.CountContaining("watched") < lines && std::chrono::steady_clock::now() < limit) {
-      loop_.restart();
-      loop_.run_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_EQ(log_.CountContaining("watched"), lines);
+    ASSERT_TRUE(test::Eventually([&] {
+      Run();
+      return log_.CountContaining("watched") == lines;
+    }));
   }
   void Run() {
     loop_.restart();
@@ -105,9 +104,11 @@ class DdsMonitorTest : public testing::Test {
 
 TEST_F(DdsMonitorTest, ListsForeignEndpointsWhileTheirProgramLives) {
   Start();
-  RunUntilWatched(1);
   discovery_.In(0).onEndpoint(Endpoint("00000001", true));
   discovery_.In(0).onEndpoint(Endpoint("00000002", false, "bb000000cafecafe00000000"));
+  auto ofPlatform = Endpoint("00000003", true);
+  ofPlatform.isOfPlatform = true;
+  discovery_.In(0).onEndpoint(ofPlatform);
   EXPECT_THAT(Listed(), ElementsAre("/rt/scan dds:lidar:deadbeef <- { \"dds:lidar:cafecafe\" }"));
   const EventInfoWithPubSub event = registry_.Events("/rt/scan").front();
   EXPECT_EQ(event.applicationName, "dds");
@@ -123,18 +124,8 @@ TEST_F(DdsMonitorTest, ListsForeignEndpointsWhileTheirProgramLives) {
   EXPECT_THAT(Listed(), IsEmpty());
 }
 
-TEST_F(DdsMonitorTest, EndpointsOfThePlatformAreNotForeign) {
-  Start();
-  RunUntilWatched(1);
-  auto endpoint = Endpoint("00000001", true);
-  endpoint.isOfPlatform = true;
-  discovery_.In(0).onEndpoint(endpoint);
-  EXPECT_THAT(Listed(), IsEmpty());
-}
-
 TEST_F(DdsMonitorTest, WatchesTheDomainsThatApplicationsUse) {
   Start();
-  RunUntilWatched(1);
   monitor_->OnDomain(7);
   monitor_->OnDomain(7);
   monitor_->OnDomain(0);
@@ -149,7 +140,7 @@ TEST_F(DdsMonitorTest, WatchesTheDomainsThatApplicationsUse) {
 
 TEST_F(DdsMonitorTest, WatchesOnlyTheDomainsOfItsOptions) {
   discovery_.failing = 4;
-  Start({.domains = {{3, 4}}, .interfaceIp = "10.0.0.1"});
+  Start({.domains = {{3, 4}}, .interfaceIp = "10.0.0.1"}, 2);
   monitor_->OnDomain(0);
   RunUntilWatched(2);
   EXPECT_EQ(log_.Count(LogLevel::kError, "DDS domain 4 cannot be watched: no such network"), 1U);
@@ -158,7 +149,6 @@ TEST_F(DdsMonitorTest, WatchesOnlyTheDomainsOfItsOptions) {
 
 TEST_F(DdsMonitorTest, WhatDiscoverySaysAfterTheEndIsWithoutEffect) {
   Start();
-  RunUntilWatched(1);
   const auto callbacks = discovery_.In(0);
   callbacks.onEndpoint(Endpoint("00000001", true));
   monitor_->Stop();
@@ -168,7 +158,6 @@ TEST_F(DdsMonitorTest, WhatDiscoverySaysAfterTheEndIsWithoutEffect) {
 
 TEST_F(DdsMonitorTest, ListsNoMoreForeignEndpointsThanAllowed) {
   Start({.maxEndpoints = 2});
-  RunUntilWatched(1);
   for (const char* number : {"00000001", "00000002", "00000003"}) {
     discovery_.In(0).onEndpoint(Endpoint(number, true));
   }

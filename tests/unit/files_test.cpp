@@ -32,10 +32,11 @@ const QorCommon& Common() { return QorCommon::GetInstance(); }
 class SafeWrite : public testing::Test {
  protected:
   int Save(const std::string& data = "data", const FileCalls& calls = FileCalls::System()) {
-    return common::SaveDataToDisk(folder_.File("f.json"), data, calls);
+    return common::SaveDataToDisk(folder_.File("f.json"), data, owner_, calls);
   }
   void ExpectWarning(const std::string& text) {
-    const auto lines = capture_.Lines();
+    auto lines = capture_.Lines();
+    std::erase_if(lines, [](const auto& line) { return line.level < LogLevel::kWarn; });  // whom root writes for
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0].level, LogLevel::kWarn);
     EXPECT_EQ(lines[0].text, text);
@@ -44,7 +45,30 @@ class SafeWrite : public testing::Test {
 
   ScratchFolder folder_;
   log::LogCapture capture_;
+  std::string owner_;
 };
+
+TEST_F(SafeWrite, HandsTheFileOverToItsOwner) {
+  static uid_t user = 0;
+  static bool isAllowed = true;
+  user = 0;
+  isAllowed = true;
+  FileCalls calls = FileCalls::System();
+  calls.changeOwner = [](int, uid_t newUser, gid_t) {
+    user = newUser;
+    return isAllowed ? 0 : -1;
+  };
+  owner_ = "nobody:nogroup";
+  EXPECT_EQ(Save("data", calls), 0);
+  EXPECT_EQ(Common().Uid2Name(user), "nobody");
+  EXPECT_THAT(capture_.Lines(), IsEmpty());
+
+  fs::remove(folder_.File("f.json"));
+  isAllowed = false;
+  EXPECT_EQ(Save("data", calls), 0) << "a file of another owner is better than none";
+  ExpectWarning("[SaveDataToFile][Change owner failed][path=" + ActivePath() + ", owner=nobody:nogroup]");
+  EXPECT_EQ(folder_.Read("f.json"), "data");
+}
 
 TEST_F(SafeWrite, LeavesTheWholeFileAndNothingElse) {
   const std::string data(100000, 'x');
@@ -80,23 +104,19 @@ TEST_F(SafeWrite, NeverReplacesWhatHasTheName) {
   EXPECT_THAT(folder_.Names(), ElementsAre("f.json"));
 }
 
-TEST_F(SafeWrite, LeavesAnotherWritersActiveFileAlone) {
+TEST_F(SafeWrite, LeavesAnotherWritersActiveFileAloneAndFollowsNoPlantedLink) {
+  folder_.Write("victim", "precious");
   folder_.Write("f.json.active", "half");
   EXPECT_EQ(Save(), -5);
-  EXPECT_EQ(folder_.Read("f.json.active"), "half");
-  EXPECT_THAT(folder_.Names(), ElementsAre("f.json.active"));
   ExpectWarning("[SaveDataToDisk][Saved active file is exist][path=" + ActivePath() + "]");
-}
-
-TEST_F(SafeWrite, DoesNotWriteThroughAPlantedLink) {
-  folder_.Write("victim", "precious");
-  fs::create_symlink("victim", ActivePath());
-  EXPECT_EQ(Save(), -5);
-  fs::remove(ActivePath());
-  fs::create_symlink("not yet", ActivePath());
-  EXPECT_EQ(Save(), -5);
+  EXPECT_EQ(folder_.Read("f.json.active"), "half");
+  for (const char* target : {"victim", "not yet"}) {
+    fs::remove(ActivePath());
+    fs::create_symlink(target, ActivePath());
+    EXPECT_EQ(Save(), -5);
+  }
   EXPECT_EQ(folder_.Read("victim"), "precious");
-  EXPECT_FALSE(fs::exists(folder_.File("not yet")));
+  EXPECT_THAT(folder_.Names(), ElementsAre("f.json.active", "victim"));
 }
 
 TEST_F(SafeWrite, RefusesUnsafeAndUnreachablePaths) {
@@ -128,22 +148,21 @@ TEST_F(SafeWrite, EveryFailingCallLeavesNothing) {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   };
   const auto openBefore = openFiles();
-  const auto expect = [&](int code, const std::string& text, const FileCalls& calls) {
+  const auto expect = [&](int code, const std::string& text, auto fail) {
+    FileCalls calls = FileCalls::System();
+    fail(calls);
     capture_.Clear();
     EXPECT_EQ(Save("data", calls), code);
     EXPECT_THAT(folder_.Names(), IsEmpty());
     ExpectWarning(text);
   };
-  FileCalls calls = FileCalls::System();
-  calls.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
-  expect(-7, "[SaveDataToFile][Write data to file failed][path=" + ActivePath() + "]", calls);
-  calls = FileCalls::System();
-  calls.sync = [](int) { return -1; };
-  expect(-7, "[SaveDataToFile][Sync data failed][path=" + ActivePath() + "]", calls);
-  calls = FileCalls::System();
-  calls.rename = [](const char*, const char*) { return errno = EIO, -1; };
+  expect(-7, "[SaveDataToFile][Write data to file failed][path=" + ActivePath() + "]", [](FileCalls& calls) {
+    calls.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
+  });
+  expect(-7, "[SaveDataToFile][Sync data failed][path=" + ActivePath() + "]",
+         [](FileCalls& calls) { calls.sync = [](int) { return -1; }; });
   expect(-8, "[SaveDataToDisk][Rename failed when saving data to disk][path=" + folder_.File("f.json") + ", errno=5]",
-         calls);
+         [](FileCalls& calls) { calls.rename = [](const char*, const char*) { return errno = EIO, -1; }; });
   EXPECT_EQ(openFiles(), openBefore);
 }
 
@@ -200,43 +219,35 @@ class ExportPath : public testing::Test {
   std::string result_;
 };
 
-TEST_F(ExportPath, IsMadeFromTheResolvedDirectory) {
+TEST_F(ExportPath, IsMadeFromTheResolvedDirectoryWhoseLastPartIsMade) {
   EXPECT_EQ(Get(folder_.Path()), 0);
   EXPECT_EQ(result_, folder_.File("f.json"));
   EXPECT_EQ(Get(""), 0);
   EXPECT_EQ(result_, (fs::current_path() / "f.json").string());
   EXPECT_EQ(Get("/"), 0);
   EXPECT_EQ(result_, "/f.json");
-}
-
-TEST_F(ExportPath, MakesTheLastPartOfTheDirectory) {
   const mode_t before = ::umask(0);
-  const int code = Get(folder_.File("new/"));
+  EXPECT_EQ(Get(folder_.File("new/")), 0);
   ::umask(before);
-  EXPECT_EQ(code, 0);
   EXPECT_EQ(result_, folder_.File("new/f.json"));
   EXPECT_EQ(fs::status(folder_.File("new")).permissions(), fs::perms::all);
 }
 
 TEST_F(ExportPath, TellsWhatIsWrong) {
-  EXPECT_EQ(Get(folder_.Path(), "a/b"), -2);
-  EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][File name is invalid][filename=a/b]"), 1U);
-  EXPECT_EQ(Get(folder_.File("a/b/c")), -11);
-  EXPECT_EQ(
-      capture_.Count(LogLevel::kWarn, "[Export][Parent path is not exist][parentPath=" + folder_.File("a/b/") + "]"),
-      1U);
   folder_.Write("file", "");
-  for (const std::string& bad : {folder_.File("file"), folder_.File("a;b")}) {
-    EXPECT_EQ(Get(bad), -3);
-    EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][File path is invalid][path=" + bad + "]"), 1U);
-  }
   const std::string tooLong = folder_.File(std::string(300, 'x'));
-  EXPECT_EQ(Get(tooLong), -11);
-  EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export][Create path failed][path=" + tooLong +
-                                                ", errno=" + std::to_string(ENAMETOOLONG) + "]"),
-            1U);
-  EXPECT_EQ(result_, "untouched");
-  EXPECT_EQ(capture_.Lines().size(), 5U);
+  const auto expect = [this](const std::string& path, const std::string& name, int code, const std::string& text) {
+    capture_.Clear();
+    EXPECT_EQ(Get(path, name), code);
+    EXPECT_EQ(capture_.Count(LogLevel::kWarn, "[Export]" + text), 1U) << text;
+    EXPECT_EQ(capture_.Lines().size(), 1U);
+    EXPECT_EQ(result_, "untouched");
+  };
+  expect(folder_.Path(), "a/b", -2, "[File name is invalid][filename=a/b]");
+  expect(folder_.File("a/b/c"), "f", -11, "[Parent path is not exist][parentPath=" + folder_.File("a/b/") + "]");
+  expect(folder_.File("file"), "f", -3, "[File path is invalid][path=" + folder_.File("file") + "]");
+  expect(folder_.File("a;b"), "f", -3, "[File path is invalid][path=" + folder_.File("a;b") + "]");
+  expect(tooLong, "f", -11, "[Create path failed][path=" + tooLong + ", errno=" + std::to_string(ENAMETOOLONG) + "]");
 }
 
 }  // namespace

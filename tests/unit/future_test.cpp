@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <string>
-#include <thread>
 
 #include "platform/ara/core/future.h"
 
@@ -11,17 +9,6 @@ namespace ara::core {
 namespace {
 
 using std::chrono_literals::operator""ms;
-
-TEST(FutureTest, WaitEndsWithTheResultOfAnotherThread) {
-  Promise<std::string> promise;
-  Future<std::string> future = promise.get_future();
-  EXPECT_EQ(future.wait_for(0ms), FutureStatus::kTimeout);
-  std::thread other([&promise] { promise.SetResult(std::string("done")); });
-  ASSERT_EQ(future.wait_for(10'000ms), FutureStatus::kReady);
-  other.join();
-  EXPECT_EQ(future.GetResult().Value(), "done");
-  EXPECT_FALSE(future.valid());
-}
 
 TEST(FutureTest, FirstResultWins) {
   Promise<int> promise;

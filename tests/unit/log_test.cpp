@@ -2,15 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "platform/log/log_capture.h"
 #include "platform/log/log_config.h"
 #include "platform/log/rate_limiter.h"
+#include "tests/support/scratch_folder.h"
 
 namespace qor::log {
 namespace {
@@ -70,19 +68,16 @@ TEST(RateLimiterTest, StaysBoundedUnderHostileKeys) {
 }
 
 TEST(LogConfigTest, WritesToAFileAtItsLevelAndSaysWhenItCannot) {
-  const auto path = std::filesystem::temp_directory_path() / ("qor_log_test_" + std::to_string(::getpid()));
+  const test::ScratchFolder folder;
   LogOptions options;
   options.stderrLevel = LogLevel::kOff;
-  options.filePath = path;
+  options.filePath = folder.File("log");
   options.fileLevel = LogLevel::kInfo;
   ASSERT_TRUE(ConfigureLog(options));
   kLog.Debug() << "too fine";
   kLog.Warn() << "to the file";
-  std::stringstream content;
-  content << std::ifstream(path).rdbuf();
-  EXPECT_NE(content.str().find("to the file"), std::string::npos);
-  EXPECT_EQ(content.str().find("too fine"), std::string::npos);
-  std::filesystem::remove(path);
+  EXPECT_NE(folder.Read("log").find("to the file"), std::string::npos);
+  EXPECT_EQ(folder.Read("log").find("too fine"), std::string::npos);
 
   options.filePath = "/proc/no/such/place";
   EXPECT_FALSE(ConfigureLog(options));

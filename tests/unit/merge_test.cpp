@@ -24,19 +24,6 @@ using EventList = std::vector<EventInfoWithPubSub>;
 
 constexpr unsigned kRounds = 10000;
 
-template <class Record>
-std::string Describe(const std::vector<Record>& list) {
-  std::string text;
-  for (Record record : list) {
-    text += record.nodeName + "(" + test::Provider(record) + (test::IsOnline(record) ? "+" : "-") + ":";
-    for (const std::string& consumer : test::Consumers(record)) {
-      text += " " + consumer;
-    }
-    text += ") ";
-  }
-  return text;
-}
-
 /// Runs both on the same random lists; the step is told a number below the length for the steps that need one.
 template <class Record, class Fast, class Plain>
 void ExpectSame(Fast fast, Plain plain) {
@@ -48,7 +35,6 @@ void ExpectSame(Fast fast, Plain plain) {
     auto actual = original;
     fast(actual);
     mergedCount += original.size() - actual.size();
-    ASSERT_EQ(Describe(actual), Describe(expected)) << "seed " << seed << ", from " << Describe(original);
     ASSERT_TRUE(actual == expected) << "seed " << seed;
   }
   EXPECT_GT(mergedCount, kRounds / 10) << "the lists have too few collisions to tell anything";
@@ -65,25 +51,23 @@ TYPED_TEST(MergeFamily, GivesWhatThePlainRulesGive) {
 }
 
 TEST(Merge, EveryStepOfEventsAndMethodsAloneGivesWhatThePlainRuleGives) {
-  using maintaind::MethodInfoWithPubSub;
   const QorCommon& common = QorCommon::GetInstance();
-  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergePubEventInfoSubs(list); },
-                                  PlainMerge<EventInfoWithPubSub>::Pub);
-  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeOffPubEventInfoSubs(list); },
-                                  PlainMerge<EventInfoWithPubSub>::OffPub);
-  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeNoneNetworkEventInfoSubs(list); },
-                                  PlainMerge<EventInfoWithPubSub>::NoneNetwork);
-  ExpectSame<EventInfoWithPubSub>([&](auto& list) { common.MergeNoPubEventInfo(list); },
-                                  PlainMerge<EventInfoWithPubSub>::NoPub);
-  ExpectSame<MethodInfoWithPubSub>([&](auto& list) { common.MergeNoPubMethodInfo(list); },
-                                   PlainMerge<MethodInfoWithPubSub>::NoPub);
+  using Plain = PlainMerge<EventInfoWithPubSub>;
+  for (const auto& [fast, plain] : {std::pair(&QorCommon::MergePubEventInfoSubs, &Plain::Pub),
+                                    std::pair(&QorCommon::MergeOffPubEventInfoSubs, &Plain::OffPub),
+                                    std::pair(&QorCommon::MergeNoneNetworkEventInfoSubs, &Plain::NoneNetwork),
+                                    std::pair(&QorCommon::MergeNoPubEventInfo, &Plain::NoPub)}) {
+    ExpectSame<EventInfoWithPubSub>([&, step = fast](EventList& list) { (common.*step)(list); }, plain);
+  }
+  ExpectSame<maintaind::MethodInfoWithPubSub>([&](auto& list) { common.MergeNoPubMethodInfo(list); },
+                                              PlainMerge<maintaind::MethodInfoWithPubSub>::NoPub);
   ExpectSame<EventInfoWithPubSub>(
       [&](EventList& list) {
         for (std::size_t i = 0; i < list.size() + 1; ++i) {
           common.MergeNoPubEventInfoSubs(i, list);
         }
       },
-      PlainMerge<EventInfoWithPubSub>::NoPub);
+      Plain::NoPub);
 }
 
 EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vector<std::string> subscribers) {
@@ -94,9 +78,9 @@ EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vect
   record.subscribers = std::move(subscribers);
   auto& dds = record.bindings[DriverType::kDds].dds;
   dds.serviceId = 7;
-  dds.topicName = "speed";
   dds.networkIp = "10.0.0.1";
   dds.subnetMask = "255.255.255.0";
+  dds.topicName = "speed";
   dds.transports = {TransportQos::kUdp};
   return record;
 }
@@ -128,17 +112,6 @@ TEST(Merge, NetworkCountsUnlessTheSubscriberIsOnALocalTransport) {
   EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 2U);
 }
 
-TEST(Merge, RecordWithoutAnyBindingIsNeverMerged) {
-  EventInfoWithPubSub bare = Event("", false, {"a"});
-  bare.bindings.clear();
-  EventInfoWithPubSub blank = bare;
-  blank.bindings[DriverType::kDds];  // all default, as the missing binding counts
-  EXPECT_EQ(Merged({bare, bare, blank}).size(), 3U);
-  bool isEqual = false;
-  QorCommon::GetInstance().CompareEventInfo(isEqual, bare, blank.bindings);
-  EXPECT_FALSE(isEqual);
-}
-
 TEST(Merge, CompareGoesByTheFirstBindingAndNeverClearsItsResult) {
   const QorCommon& common = QorCommon::GetInstance();
   EventInfoWithPubSub both = Event("", false, {});
@@ -154,22 +127,7 @@ TEST(Merge, CompareGoesByTheFirstBindingAndNeverClearsItsResult) {
   EXPECT_TRUE(isEqual);
 }
 
-std::vector<std::string> LinesOf(const log::LogCapture& capture) {
-  std::vector<std::string> texts;
-  for (const auto& line : capture.Lines()) {
-    EXPECT_EQ(line.level, LogLevel::kDebug) << line.text;
-    texts.push_back(line.text);
-  }
-  return texts;
-}
-
 TEST(Merge, LogsTheSizeAfterEveryPassThatRan) {
-  log::LogCapture capture;
-  Merged({});
-  EXPECT_THAT(LinesOf(capture),
-              ElementsAre("Begin to merge event info. Size is 0", "After merge pub event info. Size is 0",
-                          "Begin to merge no pub event info. Size is 0", "After merge no pub event info. Size is 0"));
-  capture.Clear();
   std::vector<maintaind::MethodInfoWithPubSub> methods(3);
   methods[0].server = "s";
   methods[0].isServerOnline = true;
@@ -177,12 +135,17 @@ TEST(Merge, LogsTheSizeAfterEveryPassThatRan) {
     method.bindings[DriverType::kDds].dds.methodId = 4;
   }
   methods[2].bindings[DriverType::kDds].dds.methodId = 5;
+  const log::LogCapture capture;
   QorCommon::GetInstance().MergeMethodInfo(methods);
-  EXPECT_THAT(
-      LinesOf(capture),
-      ElementsAre("Begin to merge method info. Size is 3", "After merge pub method info. Size is 2",
-                  "After merge off pub method info. Size is 2", "After merge None network sub method info. Size is 2",
-                  "Begin to merge no pub event info. Size is 2", "After merge no pub event info. Size is 2"));
+  std::string texts;
+  for (const auto& line : capture.Lines()) {
+    EXPECT_EQ(line.level, LogLevel::kDebug) << line.text;
+    texts += line.text + "\n";
+  }
+  EXPECT_EQ(texts,
+            "Begin to merge method info. Size is 3\nAfter merge pub method info. Size is 2\n"
+            "After merge off pub method info. Size is 2\nAfter merge None network sub method info. Size is 2\n"
+            "Begin to merge no pub event info. Size is 2\nAfter merge no pub event info. Size is 2\n");
   QorCommon::GetInstance().RemoveOfflineMethods(methods);
   ASSERT_EQ(methods.size(), 1U);
   EXPECT_EQ(methods[0].server, "s");

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/log/log_capture.h"
-#include "src/common/qor_common.h"
+#include "src/common/tools_common_client_manager.h"
 
 namespace qor {
 namespace {
@@ -18,7 +18,6 @@ namespace {
 using ara::core::ErrorCode;
 using ara::core::Future;
 using ara::core::Promise;
-using maintaind::DriverType;
 using maintaind::EventInfoWithPubSub;
 using testing::ElementsAre;
 using EventList = std::vector<EventInfoWithPubSub>;
@@ -53,69 +52,35 @@ EventInfoWithPubSub Event(const std::string& name) {
   return record;
 }
 
-std::vector<std::pair<LogLevel, std::string>> Lines(const log::LogCapture& capture) {
+TEST(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilentAndNamesIt) {
+  const log::LogCapture capture;
+  EventList collected{Event("/before")};
+  common::Answers answers;
+  std::vector<std::shared_ptr<Daemon>> daemons{
+      std::make_shared<Daemon>(3, EventList{Event("/b"), Event("/a")}), std::make_shared<Daemon>(5, std::nullopt),
+      std::make_shared<Daemon>(6, ErrorCode(9, "shutting down")), std::make_shared<Daemon>(7, EventList{}),
+      std::make_shared<Daemon>(9, EventList{Event("/c")})};
+  EXPECT_EQ(common::CollectEvents(daemons, "/name", common::ReportOfGetInfoResult(), collected, answers,
+                                  std::chrono::milliseconds(1)),
+            -1);
+  EXPECT_EQ(answers.answered, 3U) << "an error is no answer";
+  EXPECT_THAT(answers.silent, ElementsAre(5)) << "but it is no silence either";
+  for (const auto& daemon : daemons) {
+    EXPECT_THAT(daemon->AskedFor(), ElementsAre("/name"));
+  }
+  EXPECT_EQ(collected, (EventList{Event("/before"), Event("/b"), Event("/a"), Event("/c")}));
   std::vector<std::pair<LogLevel, std::string>> lines;
   for (const auto& line : capture.Lines()) {
     lines.emplace_back(line.level, line.text);
   }
-  return lines;
-}
-
-class Collect : public testing::Test {
- protected:
-  int Run(const common::QueryReport& report) {
-    std::vector<std::shared_ptr<Daemon>> daemons{
-        std::make_shared<Daemon>(3, EventList{Event("/b"), Event("/a")}), std::make_shared<Daemon>(5, std::nullopt),
-        std::make_shared<Daemon>(6, ErrorCode(9, "shutting down")), std::make_shared<Daemon>(7, EventList{}),
-        std::make_shared<Daemon>(9, EventList{Event("/c")})};
-    const int code = common::CollectEvents(daemons, "/name", report, collected_, std::chrono::milliseconds(1));
-    for (const auto& daemon : daemons) {
-      EXPECT_THAT(daemon->AskedFor(), ElementsAre("/name"));
-    }
-    return code;
-  }
-
-  log::LogCapture capture_;
-  EventList collected_{Event("/before")};
-};
-
-TEST_F(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilent) {
-  EXPECT_EQ(Run(common::ReportOfQueryAll()), -1);
-  ASSERT_EQ(collected_.size(), 4U);
-  EXPECT_EQ(collected_[1].eventName, "/b");
-  EXPECT_EQ(collected_[3].eventName, "/c");
-  EXPECT_THAT(Lines(capture_),
-              ElementsAre(std::pair(LogLevel::kDebug, "[QueryAll][EventInfoWithPubSub list size is 2]"),
-                          std::pair(LogLevel::kWarn, "Disconnect To Maintaind."),
-                          std::pair(LogLevel::kWarn, "Get result from Maintaind failed."),
-                          std::pair(LogLevel::kDebug, "[QueryAll][EventInfoWithPubSub list size is 0]"),
-                          std::pair(LogLevel::kDebug, "[QueryAll][EventInfoWithPubSub list size is 1]")));
-}
-
-TEST_F(Collect, NamesTheDaemonInQueriesOfOneEvent) {
-  EXPECT_EQ(Run(common::ReportOfGetInfoResult()), -1);
   EXPECT_THAT(
-      Lines(capture_),
+      lines,
       ElementsAre(
           std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is 2[instanceId=3]"),
           std::pair(LogLevel::kWarn, "Disconnect to Maintaind in QorCommon::GetInfoResult()[instanceId=5]"),
           std::pair(LogLevel::kWarn, "Get result from Maintaind failed in QorCommon::GetInfoResult()[instanceId=6]"),
           std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is zero[instanceId=7]"),
           std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is 1[instanceId=9]")));
-}
-
-TEST(Query, WithoutDaemonsFindsNothingAndSaysWhatItLookedFor) {
-  log::LogCapture capture;
-  EventList list{Event("/old")};
-  EXPECT_EQ(QorCommon::GetInstance().Query({"front", "10.0.0.1", 1000, "3"}, "/e[12]", list), 0);
-  EXPECT_TRUE(list.empty());
-  EXPECT_EQ(capture.Count(LogLevel::kDebug, "[Query index][type=front, networkIP=10.0.0.1, domainId=1000, uuid=12]"),
-            1U);
-  QorCommon::EventEntries entries(1);
-  EXPECT_EQ(QorCommon::GetInstance().QueryAll({}, {}, entries), 0);
-  EXPECT_TRUE(entries.empty());
-  EXPECT_EQ(capture.Count(LogLevel::kVerbose, "Start to query ALL."), 1U);
-  EXPECT_EQ(QorCommon::GetInstance().Query({}, std::string(5001, 'a'), list), -1);
 }
 
 }  // namespace

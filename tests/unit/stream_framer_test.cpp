@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/ipc/stream_framer.h"
+#include "platform/someip/stream_framer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,19 +8,13 @@
 #include <vector>
 
 #include "platform/dp/mbuf.h"
-#include "platform/ipc/runtime_dir.h"
+#include "tests/support/raw_peer.h"
 
 namespace qor::ipc {
 namespace {
 
 std::vector<std::uint8_t> Message(std::uint16_t method, const std::string& payload) {
-  someip::MessageHeader header;
-  header.methodId = method;
-  header.length = someip::kLengthOverhead + static_cast<std::uint32_t>(payload.size());
-  const auto bytes = someip::EncodeHeader(header);
-  std::vector<std::uint8_t> message(bytes.size() + payload.size());
-  std::copy(payload.begin(), payload.end(), std::copy(bytes.begin(), bytes.end(), message.begin()));
-  return message;
+  return test::RawPeer::RequestBytes(1, method, {payload.begin(), payload.end()});
 }
 
 class StreamFramerTest : public testing::Test {
@@ -31,7 +25,7 @@ class StreamFramerTest : public testing::Test {
     });
   }
 
-  StreamFramer framer_{100};
+  someip::StreamFramer framer_{100};
   std::string received_;
 };
 
@@ -51,24 +45,17 @@ TEST_F(StreamFramerTest, FindsMessagesHoweverTheStreamIsCut) {
   }
 }
 
-TEST_F(StreamFramerTest, KnowsThatAMessageIsUnfinished) {
-  const auto message = Message(1, "abc");
-  EXPECT_TRUE(Feed(std::span(message).first(message.size() - 1)));
-  EXPECT_TRUE(framer_.IsInMessage());
-  EXPECT_EQ(received_, "");
-}
-
 TEST_F(StreamFramerTest, RefusesOversizedImpossibleAndForeignStreamsFromTheHeaderAlone) {
   const auto oversized = Message(1, std::string(101, 'x'));
   EXPECT_FALSE(Feed(std::span(oversized).first(someip::kHeaderSize)));
 
   auto tooShort = Message(1, "");
   tooShort[7] = 7;
-  framer_ = StreamFramer(100);
+  framer_ = someip::StreamFramer(100);
   EXPECT_FALSE(Feed(tooShort));
 
   const std::string http = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
-  framer_ = StreamFramer(1U << 31U);
+  framer_ = someip::StreamFramer(1U << 31U);
   EXPECT_FALSE(Feed(std::span(reinterpret_cast<const std::uint8_t*>(http.data()), http.size())));
 }
 
@@ -89,15 +76,6 @@ TEST(SomeipHeader, IsLaidOutAsTheProtocolSays) {
   ASSERT_TRUE(decoded);
   EXPECT_EQ(someip::EncodeHeader(*decoded), expected);
   EXPECT_FALSE(someip::DecodeHeader(std::span(expected).first(15)));
-}
-
-TEST(RuntimeDir, NamesOnlyDaemonSockets) {
-  EXPECT_EQ(InstanceOfSocketName("maintaind-0.sock"), 0);
-  EXPECT_EQ(InstanceOfSocketName("maintaind-65535.sock"), 65535);
-  for (const char* other : {"maintaind-65536.sock", "maintaind-.sock", "maintaind-1.sock~", "maintaind--1.sock",
-                            "maintaind-1x.sock", "other-1.sock", ".sock", ""}) {
-    EXPECT_FALSE(InstanceOfSocketName(other)) << other;
-  }
 }
 
 TEST(MbufSample, ComesBackAndRefusesEveryCut) {

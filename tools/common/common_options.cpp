@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "src/common/checks.h"
 #include "src/common/qor_common.h"
 #include "tools/common/printable.h"
 
@@ -59,7 +60,20 @@ CLI::Validator PositiveCount(std::uint64_t largest) {
   });
 }
 
+CLI::Validator Seconds() {
+  return Expect("a number of seconds from 0.001", [](const std::string& text) {
+    constexpr double kLongest = 1e9;
+    const auto number = ParseNumber<double>(text);
+    return number.has_value() && *number >= 0.001 && *number <= kLongest;
+  });
+}
+
 CLI::Validator EventName() { return Expect("a name of 1 to 5000 characters", IsEventName); }
+
+CLI::Validator FileName() {
+  return Expect("a file name of 1 to 256 letters, digits, '-', '_', '@', '#' and '.'",
+                [](const std::string& text) { return common::IsOutputName(text) && text != "." && text != ".."; });
+}
 
 CLI::Validator NetworkAddress() {
   return Expect("an IPv4 address such as 192.168.1.10, or an IPv6 address with all its eight groups",

@@ -27,7 +27,9 @@ void AddFilterOptions(CLI::App& command, CommonFilter& filter);
 
 /// Checks for option values, by the rules that all tools share.
 CLI::Validator PositiveCount(std::uint64_t largest);
+CLI::Validator Seconds();
 CLI::Validator EventName();
+CLI::Validator FileName();
 CLI::Validator NetworkAddress();
 CLI::Validator SomeipNetworkName();
 

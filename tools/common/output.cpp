@@ -5,10 +5,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+
+#include "tools/common/stop_signal.h"
 
 namespace qor::tools {
 namespace {
@@ -24,20 +28,33 @@ std::string& ToolName() {
   return name;
 }
 
-/// Writes everything; false with errno set when that cannot be.
-bool WriteAll(int fd, std::string_view text) {
+/// Waits until the reader has room for a piece; false when a stop signal came and it does not make any.
+bool WaitForRoom(int fd) {
+  if (StopSignal* stop = StopSignal::Current(); stop != nullptr) {
+    return stop->WaitForRoom(fd);
+  }
+  pollfd room{fd, POLLOUT, 0};
+  poll(&room, 1, -1);
+  return true;
+}
+
+enum class Written { kAll, kAbandoned, kFailed };
+
+/// Writes everything in pieces that a pipe with room takes without blocking: while the reader stalls, a stop signal
+/// must end the wait. kFailed sets errno.
+Written WriteAll(int fd, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
+    if (!WaitForRoom(fd)) {
+      return Written::kAbandoned;
+    }
+    const ssize_t written = write(fd, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
     if (written >= 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EAGAIN) {
-      pollfd ready{fd, POLLOUT, 0};
-      poll(&ready, 1, -1);
-    } else if (errno != EINTR) {
-      return false;
+    } else if (errno != EINTR && errno != EAGAIN) {
+      return Written::kFailed;
     }
   }
-  return true;
+  return Written::kAll;
 }
 
 }  // namespace
@@ -62,11 +79,13 @@ Output::Size Output::TerminalSize() const {
 }
 
 void Output::Write(std::string_view text) {
-  if (isClosed_ || WriteAll(fd_, text)) {
+  if (isClosed_ || isAbandoned_) {
     return;
   }
-  isClosed_ = true;
-  if (errno != EPIPE) {
+  const Written written = WriteAll(fd_, text);
+  isAbandoned_ = written == Written::kAbandoned;
+  isClosed_ = written == Written::kFailed;
+  if (isClosed_ && errno != EPIPE) {
     hasFailed_ = true;
     Complain(std::string("cannot write to the standard output: ") + std::strerror(errno));
   }

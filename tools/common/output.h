@@ -11,17 +11,17 @@
 
 namespace qor::tools {
 
-/// The standard output of a tool. Everything written is on its way when Write returns. Used by one thread.
+/// The standard output of a tool. Everything written is on its way when Write returns, unless the reader did not take
+/// it after a stop signal. Used by one thread.
 class Output {
  public:
   /// Also makes a write to a closed pipe an ordinary error for this process.
   explicit Output(int fd);
 
   bool IsTerminal() const { return isTerminal_; }
-  /// Colour, only on a terminal that can show it and when NO_COLOR is not set.
+  /// Colour, only on a terminal that can show it and when NO_COLOR is not set or empty.
   bool UsesColor() const { return usesColor_; }
   TableStyle Style() const;
-  int Descriptor() const { return fd_; }
   /// Rows and columns of the terminal; 24 x 80 when it does not tell.
   struct Size {
     std::size_t rows = 24;
@@ -34,11 +34,9 @@ class Output {
   /// network reaches a terminal raw.
   void WriteJson(const nlohmann::ordered_json& object);
 
-  /// Nobody reads any more: the pipe is closed, or a write failed.
-  bool IsClosed() const { return isClosed_; }
   /// A write failed for another reason than a closed pipe, such as a full disk; a line on stderr told.
   bool HasFailed() const { return hasFailed_; }
-  /// Asks the system whether the reader has gone, without writing.
+  /// Whether nobody reads any more: a write failed, or the system says so.
   bool HasReaderGone() const;
 
  private:
@@ -46,6 +44,7 @@ class Output {
   const bool isTerminal_;
   const bool usesColor_;
   bool isClosed_ = false;
+  bool isAbandoned_ = false;  ///< the reader did not take the rest after a stop signal
   bool hasFailed_ = false;
 };
 

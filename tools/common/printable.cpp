@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/common/printable.h"
 
+#include <locale.h>
+#include <wchar.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -63,6 +66,31 @@ bool IsHarmless(char32_t code) {
   return !isControl && !isDirection;
 }
 
+/// The C library knows the widths of characters beyond ASCII only in a UTF-8 locale. This thread is in one while the
+/// object lives, whatever the user's is.
+class Utf8Locale {
+ public:
+  Utf8Locale() : previous_(uselocale(Get())) {}
+  ~Utf8Locale() { uselocale(previous_); }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+ private:
+  /// Null, which changes nothing, where the system has none.
+  static locale_t Get() {
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+  }
+
+  const locale_t previous_;
+};
+
+/// Call it with a Utf8Locale.
+std::size_t ColumnsOf(const Character& character) {
+  const int columns = character.size > 1 ? wcwidth(static_cast<wchar_t>(character.code)) : 1;
+  return columns < 0 ? 1 : static_cast<std::size_t>(columns);
+}
+
 void AppendEscaped(std::string& out, std::string_view bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char c : bytes) {
@@ -92,8 +120,29 @@ std::string Printable(std::string_view text) {
 }
 
 std::size_t DisplayWidth(std::string_view printable) {
-  return static_cast<std::size_t>(
-      std::count_if(printable.begin(), printable.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+  const Utf8Locale locale;
+  std::size_t columns = 0;
+  while (!printable.empty()) {
+    const Character next = NextCharacter(printable);
+    columns += ColumnsOf(next);
+    printable.remove_prefix(std::max<std::size_t>(next.size, 1));
+  }
+  return columns;
+}
+
+std::string_view CutToWidth(std::string_view printable, std::size_t columns) {
+  const Utf8Locale locale;
+  std::size_t end = 0;
+  while (end < printable.size()) {
+    const Character next = NextCharacter(printable.substr(end));
+    const std::size_t width = ColumnsOf(next);
+    if (width > columns) {
+      break;
+    }
+    columns -= width;
+    end += std::max<std::size_t>(next.size, 1);
+  }
+  return printable.substr(0, end);
 }
 
 }  // namespace qor::tools

@@ -12,8 +12,11 @@ namespace qor::tools {
 /// characters that turn the direction of text, and bytes that are no UTF-8 become "\xNN" for each of their bytes.
 std::string Printable(std::string_view text);
 
-/// Columns that a printable text takes on a terminal: one for each character.
+/// Columns that a printable text takes on a terminal: two for a wide character, none for one that combines with the
+/// character before it.
 std::size_t DisplayWidth(std::string_view printable);
+/// As much of a printable text as fits in so many columns.
+std::string_view CutToWidth(std::string_view printable, std::size_t columns);
 
 }  // namespace qor::tools
 

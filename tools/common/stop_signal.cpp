@@ -24,7 +24,10 @@ int PollTimeout(std::chrono::milliseconds limit) {
 
 }  // namespace
 
+StopSignal* StopSignal::current_ = nullptr;
+
 StopSignal::StopSignal() {
+  current_ = this;
   sigemptyset(&watched_);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     if (!IsIgnored(signal)) {
@@ -36,6 +39,7 @@ StopSignal::StopSignal() {
 }
 
 StopSignal::~StopSignal() {
+  current_ = nullptr;
   close(signalFd_);
   pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
@@ -46,13 +50,35 @@ StopSignal::Wake StopSignal::WaitFor(std::chrono::milliseconds limit, int fd) {
   }
   std::array<pollfd, 2> waits{{{signalFd_, POLLIN, 0}, {fd, POLLIN, 0}}};
   poll(waits.data(), waits.size(), PollTimeout(limit));
-  signalfd_siginfo signal{};
-  if (read(signalFd_, &signal, sizeof signal) == static_cast<ssize_t>(sizeof signal)) {
-    isRaised_ = true;
-    pthread_sigmask(SIG_UNBLOCK, &watched_, nullptr);
+  if (TakeSignal()) {
     return Wake::kSignal;
   }
   return waits[1].revents != 0 ? Wake::kReadable : Wake::kTimeout;
+}
+
+bool StopSignal::WaitForRoom(int fd) {
+  constexpr std::chrono::seconds kGrace{1};
+  std::array<pollfd, 2> waits{{{fd, POLLOUT, 0}, {signalFd_, POLLIN, 0}}};
+  while (!isRaised_) {
+    poll(waits.data(), waits.size(), -1);
+    if (waits[0].revents != 0) {
+      return true;
+    }
+    TakeSignal();
+  }
+  const auto rest = std::chrono::ceil<std::chrono::milliseconds>(raisedAt_ + kGrace - Clock::now());
+  return poll(waits.data(), 1, PollTimeout(rest)) == 1;
+}
+
+bool StopSignal::TakeSignal() {
+  signalfd_siginfo signal{};
+  if (read(signalFd_, &signal, sizeof signal) != static_cast<ssize_t>(sizeof signal)) {
+    return false;
+  }
+  isRaised_ = true;
+  raisedAt_ = Clock::now();
+  pthread_sigmask(SIG_UNBLOCK, &watched_, nullptr);
+  return true;
 }
 
 }  // namespace qor::tools

@@ -9,7 +9,8 @@ namespace qor::tools {
 
 /// Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP into something that a program waits for, until destroyed. Make it before
 /// the first thread starts, so that every thread leaves these signals to it. A signal that the process was started to
-/// ignore stays ignored. The second one ends the process at once, should a tidy end hang. Used by one thread.
+/// ignore stays ignored. The second one ends the process at once, should a tidy end hang. Used by one thread; there is
+/// one at a time.
 class StopSignal {
  public:
   StopSignal();
@@ -24,11 +25,26 @@ class StopSignal {
   Wake WaitFor(std::chrono::milliseconds limit, int fd = -1);
   bool IsRaised() { return WaitFor(std::chrono::milliseconds(0)) == Wake::kSignal; }
 
+  /// Waits until PIPE_BUF bytes can be written to `fd`, or writing would fail. After a signal the reader has one second
+  /// in all to make room; then false.
+  bool WaitForRoom(int fd);
+
+  /// The one that exists; null: none, and signals do what they always do.
+  static StopSignal* Current() { return current_; }
+
  private:
+  using Clock = std::chrono::steady_clock;
+
+  /// Takes note of a signal that is pending.
+  bool TakeSignal();
+
+  static StopSignal* current_;
+
   sigset_t watched_{};
   sigset_t previousMask_{};
   int signalFd_ = -1;
   bool isRaised_ = false;
+  Clock::time_point raisedAt_{};
 };
 
 }  // namespace qor::tools

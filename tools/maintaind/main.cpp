@@ -12,6 +12,7 @@
 #include "platform/com/deployment.h"
 #include "platform/log/log_config.h"
 #include "platform/maintaind/daemon/daemon.h"
+#include "tools/common/standard_streams.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ class EndSignals {
 }  // namespace
 
 int main(int argc, char** argv) {
+  qor::tools::OpenStandardStreams();
   qor::maintaind::DaemonOptions options;
   options.deploymentDir = qor::com::DeploymentDirectory();
   std::vector<std::uint16_t> domains;

@@ -22,8 +22,8 @@ std::string Join(const std::vector<std::string>& texts, const char* separator) {
 
 Json EventJson(const qorevent::QorEventInfo& event) {
   const bool isDds = event.binding == "DDS";
-  return {{"name", event.displayName},
-          {"eventName", event.eventName},
+  return {{"name", event.eventName},
+          {"displayName", event.displayName},
           {"binding", event.binding},
           {"state", PublisherState(event)},
           {"publisher", event.publisher},

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <ctime>
 #include <memory>
 #include <string>
 
+#include "src/common/checks.h"
 #include "src/common/error_texts.h"
+#include "src/common/files.h"
 #include "src/common/qor_common.h"
 #include "tools/common/printable.h"
 #include "tools/common/stop_signal.h"
@@ -36,8 +40,19 @@ std::string DefaultFileName() {
   return text;
 }
 
-/// A file or path name that cannot be.
-bool IsUsersMistake(int code) { return code == common::kBadFileName || code == common::kBadPathName; }
+/// Why no file can be put into the folder, a canonical path; empty when nothing speaks against it.
+std::string FaultOf(const std::string& folder) {
+  const auto unsafe = std::find_if(folder.begin(), folder.end(),
+                                   [](char c) { return !common::HasOnlySafeCharacters(std::string(1, c)); });
+  if (unsafe != folder.end()) {
+    return "the character '" + Printable(std::string(1, *unsafe)) + "' in the path is refused";
+  }
+  if (common::IsPathExist(folder)) {
+    return common::IsDirectory(folder) ? "" : "it is no folder";
+  }
+  const std::string parent = folder.substr(0, std::max<std::size_t>(folder.rfind('/'), 1));
+  return common::IsDirectory(parent) ? "" : "the folder '" + Printable(parent) + "' does not exist";
+}
 
 void PrintReport(Session& session, const qorevent::QorEvent::ExportReport& report) {
   if (session.IsJson()) {
@@ -51,22 +66,30 @@ void PrintReport(Session& session, const qorevent::QorEvent::ExportReport& repor
 int RunExport(const ExportOptions& options) {
   StopSignal stop;
   Session session(options.common);
+  const std::string folder = common::GetCanonicalPath(options.directory.empty() ? "./" : options.directory);
+  if (const std::string fault = FaultOf(folder); !fault.empty()) {
+    Complain("cannot export to '" + Printable(folder) + "': " + fault);
+    return kExitUsage;
+  }
   if (!session.Join()) {
     return kExitFailure;
   }
   const std::string fileName = options.fileName.empty() ? DefaultFileName() : options.fileName;
   qorevent::QorEvent::ExportReport report;
-  const int code = session.Events().Export(options.directory, fileName, report, [&stop] { return stop.IsRaised(); });
+  const int code = session.Events().Export(folder, fileName, report, [&stop] { return stop.IsRaised(); });
   if (code == qorevent::QorEvent::kExportCancelled) {
     return kExitInterrupted;
   }
+  if (code == common::kQueryFailed && !session.Events().AnyDaemonAnswered()) {
+    return session.Finish();
+  }
   if (code != 0) {
-    const std::string& subject = report.path.empty() ? fileName : report.path;
+    const std::string& subject = report.path.empty() ? folder : report.path;
     Complain("'" + Printable(subject) + "': " + QorCommon::GetInstance().GetErrMsg(code));
-    return IsUsersMistake(code) ? kExitUsage : kExitFailure;
+    return kExitFailure;
   }
   PrintReport(session, report);
-  return session.Finish(session.Events().AllDaemonsAnswered());
+  return session.Finish();
 }
 
 }  // namespace
@@ -78,6 +101,7 @@ void AddExportCommand(CLI::App& app, Task& task) {
   command->add_option("-d,--directory", options->directory, "Folder for the file; made when its parent is there")
       ->option_text("FOLDER");
   command->add_option("-o,--output", options->fileName, "Name of the file: letters, digits, '-', '_', '@', '#', '.'")
+      ->check(FileName())
       ->option_text("FILE");
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] { task = [options] { return RunExport(*options); }; });

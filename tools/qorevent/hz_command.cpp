@@ -19,7 +19,8 @@ constexpr char kExamples[] =
     "  qorevent hz /vehicle/speed -t 30                wait up to 30 s for the event and its first sample\n"
     "  qorevent hz --messages /a /b | head -20         which event each of 20 samples is of\n"
     "The first two samples of an event only start its clock. 'std dev' counts whole seconds of each interval;\n"
-    "'jitter' is the standard deviation at full resolution. 'bandwidth' is of the last second.";
+    "'jitter' is the standard deviation at full resolution. 'bandwidth' is of the last second. What a publisher had\n"
+    "sent before the subscription stood counts nowhere.";
 
 int RunHz(const HzCommandOptions& options) {
   StopSignal stop;
@@ -28,11 +29,6 @@ int RunHz(const HzCommandOptions& options) {
     return kExitFailure;
   }
   return HzRun(options, stop, session).Run();
-}
-
-CLI::Validator Seconds() {
-  constexpr double kLongest = 1e9;
-  return CLI::Range(0.001, kLongest);
 }
 
 void AddLimits(CLI::App& command, HzCommandOptions& options) {
@@ -44,7 +40,7 @@ void AddLimits(CLI::App& command, HzCommandOptions& options) {
       ->option_text("SECONDS");
   command
       .add_option("-t,--timeout", options.timeout,
-                  "Wait at most so many seconds for the first sample, and as long for unknown names to appear")
+                  "Wait at most so many seconds for one of the names to appear and for the first sample")
       ->check(Seconds())
       ->option_text("SECONDS");
 }
@@ -57,7 +53,6 @@ void AddHzCommand(CLI::App& app, Task& task) {
   command->footer(kExamples);
   command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
       ->option_text("NAME...")
-      ->required()
       ->check(EventName())
       ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
   command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
@@ -73,7 +68,12 @@ void AddHzCommand(CLI::App& app, Task& task) {
       ->check(SomeipNetworkName())
       ->option_text("NAME");
   AddCommonOptions(*command, options->common);
-  command->callback([options, &task] { task = [options] { return RunHz(*options); }; });
+  command->callback([options, &task] {
+    if (options->names.empty()) {
+      throw CLI::RequiredError("NAME");
+    }
+    task = [options] { return RunHz(*options); };
+  });
 }
 
 }  // namespace qor::tools

@@ -26,7 +26,9 @@ milliseconds Until(steady_clock::time_point end) {
 
 std::string SampleLine(const std::string& name, bool isJson) {
   using Json = nlohmann::ordered_json;
-  return (isJson ? Json{{"event", name}}.dump(-1, ' ', true, Json::error_handler_t::replace) : Printable(name)) + "\n";
+  return (isJson ? Json{{"type", "sample"}, {"event", name}}.dump(-1, ' ', true, Json::error_handler_t::replace)
+                 : Printable(name)) +
+         "\n";
 }
 
 }  // namespace
@@ -42,12 +44,16 @@ ExitCode HzRun::Run() {
   if (const auto ending = WaitForEvents(); ending.has_value()) {
     return *ending;
   }
-  if (!isComplete_ && session_.Finish(isComplete_) != kExitDone) {
+  if (!isComplete_ && session_.Finish(hz_.AnyDaemonAnswered(), isComplete_) != kExitDone) {
     return kExitFailure;
   }
   WarnOfUnknownEvents();
-  if (!hz_.QorEventHzStart()) {
-    Complain("none of the events can be subscribed; -v tells more");
+  const bool isStarted = hz_.QorEventHzStart();
+  WarnOfAmbiguousEvents();
+  if (!isStarted) {
+    if (ambiguous_.empty()) {
+      Complain("none of the events can be subscribed; -v tells more");
+    }
     return kExitFailure;
   }
   const ExitCode code = Measure();
@@ -73,6 +79,10 @@ std::optional<ExitCode> HzRun::WaitForEvents() {
   const auto deadline = begin_ + ToDuration(options_.timeout);
   while (!isAnyKnown()) {
     if (Clock::now() >= deadline) {
+      if (!isComplete_) {  // a daemon that is silent may know the events
+        session_.Finish(hz_.AnyDaemonAnswered(), isComplete_);
+        return kExitFailure;
+      }
       for (const std::string& name : options_.names) {
         session_.ComplainUnknown(name);
       }
@@ -94,6 +104,15 @@ void HzRun::WarnOfUnknownEvents() {
   }
 }
 
+void HzRun::WarnOfAmbiguousEvents() {
+  for (const std::string& name : options_.names) {
+    if (hz_.IsAmbiguous(name) && ambiguous_.insert(name).second) {
+      Complain("there are several events '" + Printable(name) +
+               "', so none of them is subscribed: choose one with --domain-id, --instance or --network-ip");
+    }
+  }
+}
+
 ExitCode HzRun::Measure() {
   measureBegin_ = Clock::now();
   auto next = measureBegin_;
@@ -104,6 +123,7 @@ ExitCode HzRun::Measure() {
     }
     if (Clock::now() >= next) {
       hz_.SubscribeLateEvents();
+      WarnOfAmbiguousEvents();
       Report();
     }
   } while (!IsOver());

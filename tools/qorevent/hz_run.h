@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -37,6 +38,8 @@ class HzRun {
   /// Nothing when at least one of the events is known; otherwise how the run ends.
   std::optional<ExitCode> WaitForEvents();
   void WarnOfUnknownEvents();
+  /// Once for each name that means several events.
+  void WarnOfAmbiguousEvents();
   ExitCode Measure();
   /// Waits for the end of the period, printing samples as they come. False when the run is over.
   bool WaitUntil(Clock::time_point end);
@@ -58,6 +61,7 @@ class HzRun {
   Clock::time_point begin_{};
   Clock::time_point measureBegin_{};
   bool isComplete_ = true;  ///< every daemon answered
+  std::set<std::string> ambiguous_;
   std::uint64_t reportCount_ = 0;
   std::uint64_t sampleCount_ = 0;
   bool isInterrupted_ = false;

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "src/qorevent/filter_conflict.h"
-#include "tools/common/printable.h"
 #include "tools/common/table.h"
 #include "tools/qorevent/commands.h"
 #include "tools/qorevent/event_text.h"
@@ -111,15 +110,16 @@ int RunList(const ListOptions& options) {
   std::stable_sort(events.begin(), events.end(),
                    [](const auto& left, const auto& right) { return left.displayName < right.displayName; });
   Print(session, events, options.isWide);
-  const ExitCode code = session.Finish(session.Events().AllDaemonsAnswered());
+  const ExitCode code = session.Finish();
   if (!events.empty() || code != kExitDone) {
     return code;
   }
-  if (!session.Events().AllDaemonsAnswered()) {
-    return kExitFailure;
+  if (options.nameSpace.empty()) {
+    Complain("no events");
+    return kExitDone;
   }
-  Complain(options.nameSpace.empty() ? "no events" : "no events in '" + Printable(options.nameSpace) + "'");
-  return options.nameSpace.empty() ? kExitDone : kExitNoMatch;
+  // A daemon that is silent may know the namespace.
+  return session.Events().AllDaemonsAnswered() ? session.ComplainUnknownNamespace(options.nameSpace) : kExitFailure;
 }
 
 }  // namespace

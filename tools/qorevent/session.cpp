@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <set>
 
 #include "platform/ipc/runtime_dir.h"
 #include "src/common/qor_common.h"
@@ -14,17 +16,15 @@
 namespace qor::tools {
 namespace {
 
-/// The names of every event that a daemon knows, also of those that cannot be received here.
-std::vector<std::string> EventNames() {
-  const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
-  QorCommon::EventList records;
-  // Suggestions are as good as the answers there are.
-  static_cast<void>(QorCommon::GetInstance().QueryAllRecords(proxies, records));
-  std::vector<std::string> names;
-  for (const auto& record : records) {
-    names.push_back(record.eventName);
+/// The names and everything above them: of "/a/b" also "/a".
+std::vector<std::string> Namespaces(const std::vector<std::string>& names) {
+  std::set<std::string> namespaces;
+  for (const std::string& name : names) {
+    for (std::size_t end = name.size(); end != std::string::npos && end > 0; end = name.rfind('/', end - 1)) {
+      namespaces.insert(name.substr(0, end));
+    }
   }
-  return names;
+  return {namespaces.begin(), namespaces.end()};
 }
 
 }  // namespace
@@ -46,7 +46,7 @@ ExitCode Session::ComplainUnknown(const std::string& name) {
   if (!QorCommon::GetInstance().GetSubEventName(name, pureName, uuid)) {
     return kExitUsage;
   }
-  const auto names = EventNames();
+  const auto& names = EventNames();
   if (std::find(names.begin(), names.end(), pureName) != names.end()) {
     Complain("there is an event '" + Printable(pureName) +
              "', but not with the uuid, instance, domain or address given");
@@ -56,10 +56,33 @@ ExitCode Session::ComplainUnknown(const std::string& name) {
   return kExitNoMatch;
 }
 
-ExitCode Session::Finish(bool allAnswered) {
+ExitCode Session::ComplainUnknownNamespace(const std::string& name) {
+  Complain("no events in '" + Printable(name) + "'." + DidYouMean(name, Namespaces(EventNames())));
+  return kExitNoMatch;
+}
+
+const std::vector<std::string>& Session::EventNames() {
+  if (!eventNames_.has_value()) {
+    const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
+    QorCommon::EventList records;
+    // Suggestions are as good as the answers there are.
+    static_cast<void>(QorCommon::GetInstance().QueryAllRecords(proxies, records));
+    auto& names = eventNames_.emplace();
+    for (const auto& record : records) {
+      names.push_back(record.eventName);
+    }
+  }
+  return *eventNames_;
+}
+
+ExitCode Session::Finish(bool anyAnswered, bool allAnswered) {
+  if (!anyAnswered) {
+    Complain("error: no daemon answered");
+    return kExitFailure;
+  }
   if (!allAnswered) {
     Complain(std::string(options_.isStrict ? "error" : "warning") +
-             ": a daemon did not answer in time, so what only it knows is missing");
+             ": a daemon did not answer, so what only it knows is missing");
   }
   return out_.HasFailed() || (options_.isStrict && !allAnswered) ? kExitFailure : kExitDone;
 }

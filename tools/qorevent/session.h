@@ -2,6 +2,7 @@
 #ifndef QOR_TOOLS_QOREVENT_SESSION_H
 #define QOR_TOOLS_QOREVENT_SESSION_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,13 +28,21 @@ class Session {
 
   /// Says what is wrong with a name that matched nothing, with the names that are near.
   ExitCode ComplainUnknown(const std::string& name);
-  /// Warns when a daemon did not answer the last query, which --strict makes a failure.
-  ExitCode Finish(bool allAnswered);
+  /// Says that nothing is in a namespace, with those that are near.
+  ExitCode ComplainUnknownNamespace(const std::string& name);
+  /// How a command ends by what the daemons answered: fails when none did, warns when one did not, which --strict makes
+  /// a failure.
+  ExitCode Finish(bool anyAnswered, bool allAnswered);
+  ExitCode Finish() { return Finish(events_.AnyDaemonAnswered(), events_.AllDaemonsAnswered()); }
 
  private:
+  /// The names of every event that a daemon knows, also of those that cannot be received here. Asked for once.
+  const std::vector<std::string>& EventNames();
+
   const CommonOptions options_;
   Output out_;
   qorevent::QorEvent events_;
+  std::optional<std::vector<std::string>> eventNames_;
 };
 
 }  // namespace qor::tools

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,26 +31,27 @@ int RunShow(const ShowOptions& options) {
   }
   std::vector<qorevent::EventDetails> events;
   const int result = session.Events().QueryDetails(options.name, events, options.filter);
-  bool isComplete = session.Events().AllDaemonsAnswered();
-  if (events.empty() && !isComplete) {
-    session.Finish(isComplete);
+  if (result != 0 && !session.Events().AllDaemonsAnswered()) {  // a daemon that is silent may know the event
+    session.Finish();
     return kExitFailure;
   }
-  if (events.empty() && result != 0) {
+  if (result != 0) {
     return session.ComplainUnknown(options.name);
   }
+  std::stable_sort(events.begin(), events.end(),
+                   [](const auto& left, const auto& right) { return left.record.eventName < right.record.eventName; });
   for (std::size_t i = 0; i < events.size(); ++i) {
-    ShowReturnValue type;
-    // Many an event has no deployed type; then there is nothing to show of it.
-    static_cast<void>(session.Events().QueryEventShowInfo(events[i].record.eventName, type, options.filter));
-    isComplete = isComplete && session.Events().AllDaemonsAnswered();
     if (session.IsJson()) {
-      session.Out().WriteJson(ShowJson(events[i], type));
+      session.Out().WriteJson(ShowJson(events[i]));
     } else {
-      session.Out().Write((i == 0 ? "" : "\n") + ShowText(events[i], type, session.Out().UsesColor()));
+      session.Out().Write((i == 0 ? "" : "\n") + ShowText(events[i], session.Out().UsesColor()));
     }
   }
-  return session.Finish(isComplete);
+  const ExitCode code = session.Finish();
+  if (events.empty() && code == kExitDone) {
+    Complain("no events");
+  }
+  return code;
 }
 
 }  // namespace
@@ -59,12 +61,16 @@ void AddShowCommand(CLI::App& app, Task& task) {
   CLI::App* command = app.add_subcommand("show", "Show everything that is known about an event");
   command->footer(kExamples);
   command->add_option("name", options->name, "Event name; a uuid may follow in square brackets; ALL for every event")
-      ->required()
       ->check(EventName())
       ->option_text("NAME");
   AddFilterOptions(*command, options->filter);
   AddCommonOptions(*command, options->common);
-  command->callback([options, &task] { task = [options] { return RunShow(*options); }; });
+  command->callback([options, &task] {
+    if (options->name.empty()) {
+      throw CLI::RequiredError("NAME");
+    }
+    task = [options] { return RunShow(*options); };
+  });
 }
 
 }  // namespace qor::tools

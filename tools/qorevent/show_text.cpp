@@ -111,15 +111,15 @@ void AddSides(Sheet& sheet, const EventDetails& event) {
   AddNodes(sheet, record.subscribers, event.subscriberNodes);
 }
 
-void AddType(Sheet& sheet, const EventDetails& event, const ShowReturnValue& type) {
-  const std::string& name = type.dataTypeName.empty() ? event.record.dataTypeName : type.dataTypeName;
+void AddType(Sheet& sheet, const EventDetails& event) {
+  const std::string& name = event.type.dataTypeName.empty() ? event.record.dataTypeName : event.type.dataTypeName;
   sheet.Section("Data type: " + (name.empty() ? std::string("not known") : name));
-  if (type.topLevelTypeJson.empty()) {
+  if (event.type.topLevelTypeJson.empty()) {
     sheet.SubLine("Definition", "not deployed");
     return;
   }
-  sheet.Block(TypeTree(ParseTypeJson(type.topLevelTypeJson), 4));
-  const Json types = ParseTypeJson(type.typeListJson);
+  sheet.Block(TypeTree(ParseTypeJson(event.type.topLevelTypeJson), 4));
+  const Json types = ParseTypeJson(event.type.typeListJson);
   if (types.is_array() && !types.empty()) {
     sheet.Section("Types it refers to");
     sheet.Block(TypeTree(types, 4));
@@ -146,7 +146,7 @@ Json EntryJson(const QorEventInfo& entry) {
 
 }  // namespace
 
-std::string ShowText(const EventDetails& event, const ShowReturnValue& type, bool isColored) {
+std::string ShowText(const EventDetails& event, bool isColored) {
   Sheet sheet(isColored);
   sheet.Title(event.record.eventName);
   sheet.Line("Application", event.record.applicationName);
@@ -155,11 +155,11 @@ std::string ShowText(const EventDetails& event, const ShowReturnValue& type, boo
     AddIdentity(sheet, entry);
   }
   AddSides(sheet, event);
-  AddType(sheet, event, type);
+  AddType(sheet, event);
   return sheet.Take();
 }
 
-Json ShowJson(const EventDetails& event, const ShowReturnValue& type) {
+Json ShowJson(const EventDetails& event) {
   Json json = Json::object();
   json["name"] = event.record.eventName;
   json["state"] = PublisherState(event.entries.front());
@@ -170,9 +170,9 @@ Json ShowJson(const EventDetails& event, const ShowReturnValue& type) {
   json["publisherNodes"] = ListJson(event.publisherNodes, NodeJson);
   json["subscribers"] = event.record.subscribers;
   json["subscriberNodes"] = ListJson(event.subscriberNodes, NodeJson);
-  json["dataType"] = type.dataTypeName.empty() ? event.record.dataTypeName : type.dataTypeName;
-  json["definition"] = ParseTypeJson(type.topLevelTypeJson);
-  json["definitionTypes"] = ParseTypeJson(type.typeListJson);
+  json["dataType"] = event.type.dataTypeName.empty() ? event.record.dataTypeName : event.type.dataTypeName;
+  json["definition"] = ParseTypeJson(event.type.topLevelTypeJson);
+  json["definitionTypes"] = ParseTypeJson(event.type.typeListJson);
   return json;
 }
 

@@ -30,9 +30,6 @@ class [[nodiscard]] Result {
   Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}          // NOLINT(google-explicit-constructor)
   Result(ErrorCode error) : state_(std::in_place_index<1>, std::move(error)) {}  // NOLINT(google-explicit-constructor)
 
-  static Result FromValue(T value) { return Result(std::move(value)); }
-  static Result FromError(ErrorCode error) { return Result(std::move(error)); }
-
   bool HasValue() const noexcept { return state_.index() == 0; }
   explicit operator bool() const noexcept { return HasValue(); }
 
@@ -62,8 +59,6 @@ class [[nodiscard]] Result<void> {
  public:
   Result() = default;
   Result(ErrorCode error) : state_(std::in_place_index<1>, std::move(error)) {}  // NOLINT(google-explicit-constructor)
-
-  static Result FromError(ErrorCode error) { return Result(std::move(error)); }
 
   bool HasValue() const noexcept { return state_.index() == 0; }
   explicit operator bool() const noexcept { return HasValue(); }

@@ -14,7 +14,10 @@
 #include "platform/com/host_domain.h"
 #include "platform/ipc/runtime_dir.h"
 #include "platform/log/qor_log.h"
+#include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/daemon/tools_service_impl.h"
+#include "platform/maintaind/service/node_service.h"
+#include "src/common/records/codec.h"
 
 namespace qor::maintaind {
 namespace {
@@ -33,10 +36,22 @@ com::Deployment ReadDeployment(const std::string& directory) {
   return deployment;
 }
 
+/// A message of the node service that nobody asked for.
+template <class Record>
+OutgoingMessage Notification(std::uint16_t eventId, const Record& record) {
+  auto payload = std::make_shared<const ServiceAnswer::Payload>(Encode(record));
+  someip::MessageHeader header;
+  header.serviceId = NodeService::ServiceIdentifier;
+  header.methodId = eventId;
+  header.length = someip::kLengthOverhead + static_cast<std::uint32_t>(payload->size());
+  header.type = someip::MessageType::kNotification;
+  return {someip::EncodeHeader(header), std::move(payload)};
+}
+
 }  // namespace
 
 /// The parts, each made from those before it.
-class Daemon::Impl {
+class Daemon::Impl : private BrokerPeers {
  public:
   explicit Impl(DaemonOptions options)
       : options_(std::move(options)),
@@ -46,16 +61,17 @@ class Daemon::Impl {
                    .hostDomainName = com::HostDomainName(),
                    .maxOffline = options_.maxOffline}),
         monitor_(loop_, registry_, options_.dds, options_.domainWatchFactory),
-        nodeService_(registry_, options_.instance),
+        broker_(*this),
+        nodeService_(registry_, broker_, options_.instance),
         toolsImpl_(registry_, deployment_),
         toolsService_(toolsImpl_),
-        router_(registry_, nodeService_, toolsService_, options_.answerFilter),
+        router_(registry_, broker_, nodeService_, toolsService_, options_.answerFilter),
         server_(loop_, options_.limits, router_) {
     registry_.SetDeployment(deployment_);
     registry_.SetListener(&monitor_);
   }
 
-  ~Impl() { Stop(); }
+  ~Impl() override { Stop(); }
 
   ara::core::Result<void> Start() {
     if (options_.instance == kAnyInstance) {
@@ -88,6 +104,13 @@ class Daemon::Impl {
   const std::string& SocketPath() const { return socketPath_; }
 
  private:
+  void OnServiceState(ConnectionId connection, const ServiceState& state) override {
+    server_.Send(connection, Notification(node_event::kServiceState, state));
+  }
+  void OnSubscriberChange(ConnectionId connection, const SubscriberChange& change) override {
+    server_.Send(connection, Notification(node_event::kSubscriberChange, change));
+  }
+
   ara::core::ErrorCode Explain(const ara::core::ErrorCode& error) const {
     const std::string who = "maintaind instance " + std::to_string(options_.instance);
     if (error.Value() == ListeningSocket::kInUse) {
@@ -103,6 +126,7 @@ class Daemon::Impl {
   const asio::executor_work_guard<asio::io_context::executor_type> guard_ = asio::make_work_guard(loop_);
   Registry registry_;
   DdsMonitor monitor_;
+  ServiceBroker broker_;
   NodeServiceSkeleton nodeService_;
   ToolsServiceImpl toolsImpl_;
   ToolsServiceSkeleton toolsService_;

@@ -17,12 +17,6 @@ using ara::core::Result;
 constexpr std::uint16_t kMaxDomain = 232;
 constexpr std::uint32_t kLogIntervalMs = 10'000;
 
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
-}
-
 class DiscoveryWatch : public DomainWatch {
  public:
   explicit DiscoveryWatch(std::unique_ptr<dds::DiscoveryWatcher> watcher) : watcher_(std::move(watcher)) {}
@@ -72,6 +66,7 @@ void DdsMonitor::Start() {
 
 void DdsMonitor::Stop() {
   liveness_.reset();
+  worker_.stop();  // what waits to be watched need not be any more
   worker_.join();
   const std::lock_guard lock(watchesMutex_);
   watches_.clear();
@@ -108,8 +103,8 @@ void DdsMonitor::Watch(std::uint16_t domainId) {
 dds::DiscoveryWatcher::Callbacks DdsMonitor::CallbacksFor(std::uint16_t domainId) {
   return {
       PostToLoop([this, domainId](const dds::DiscoveredEndpoint& endpoint) { OnEndpoint(domainId, endpoint); }),
-      PostToLoop([this](const std::string& guid) { OnEndpointGone(LowerCase(guid)); }),
-      PostToLoop([this](const std::string& guidPrefix) { OnParticipantGone(LowerCase(guidPrefix)); }),
+      PostToLoop([this](const std::string& guid) { OnEndpointGone(guid); }),
+      PostToLoop([this](const std::string& guidPrefix) { OnParticipantGone(guidPrefix); }),
   };
 }
 
@@ -127,19 +122,16 @@ void DdsMonitor::OnEndpoint(std::uint16_t domainId, const dds::DiscoveredEndpoin
   if (endpoint.isOfPlatform) {
     return;
   }
-  const std::string guid = LowerCase(endpoint.guid);
-  if (endpoints_.size() >= options_.maxEndpoints && !endpoints_.contains(guid)) {
+  if (endpoints_.size() >= options_.maxEndpoints && !endpoints_.contains(endpoint.guid)) {
     log_.Warn("DdsMonitor_OnEndpoint", kLogIntervalMs)
         << "More than " << options_.maxEndpoints << " foreign DDS endpoints; further ones are not listed.";
     return;
   }
-  const std::string participant = LowerCase(endpoint.participantGuid);
-  endpoints_[guid] = participant;
+  endpoints_[endpoint.guid] = endpoint.participantGuid;
   dds::DiscoveredEndpoint seen = endpoint;
   seen.domainId = domainId;
-  seen.participantGuid = participant;
-  registry_.SetForeign(guid, seen.isWriter ? EntityRole::kProvider : EntityRole::kConsumer, ForeignNodeName(seen),
-                       ForeignEvent(seen));
+  registry_.SetForeign(endpoint.guid, seen.isWriter ? EntityRole::kProvider : EntityRole::kConsumer,
+                       ForeignNodeName(seen), ForeignEvent(seen));
 }
 
 void DdsMonitor::OnEndpointGone(const std::string& guid) {

@@ -64,7 +64,6 @@ class EntityTable {
   const Entries& Online() const { return online_; }
   /// The oldest first.
   const Entries& Offline() const { return offline_; }
-  const std::vector<Info>& Deployed() const { return deployed_; }
 
  private:
   using OnlineById = std::map<std::pair<ConnectionId, std::uint32_t>, typename Entries::iterator>;

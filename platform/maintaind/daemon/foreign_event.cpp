@@ -42,6 +42,7 @@ EventRegisterInfo ForeignEvent(const dds::DiscoveredEndpoint& endpoint) {
   dds.topicName = endpoint.topicName;
   dds.transports = endpoint.transports;
   dds.typeName = endpoint.typeName;
+  dds.dataRepresentation = endpoint.dataRepresentation;
   dds.qos = endpoint.qos;
   dds.isKeyed = endpoint.isKeyed;
   dds.isForeign = true;

@@ -45,11 +45,11 @@ Result<UniqueFd> OpenDirectory(const std::string& path) {
   if (!directory || ::fstat(directory.Get(), &opened) != 0) {
     return Failure("cannot use the runtime directory '" + path + "'", errno);
   }
-  const bool isOpenToAll = (opened.st_mode & S_IWOTH) != 0 && (opened.st_mode & S_ISVTX) == 0;
-  if (!IsTrustedOwner(link.st_uid) || !IsTrustedOwner(opened.st_uid) || isOpenToAll) {
+  const bool isOpenToOthers = (opened.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (opened.st_mode & S_ISVTX) == 0;
+  if (!IsTrustedOwner(link.st_uid) || !IsTrustedOwner(opened.st_uid) || isOpenToOthers) {
     return ErrorCode(ListeningSocket::kFailed, "the runtime directory '" + path +
                                                    "' must belong to this account or to root and must not be "
-                                                   "writable for everybody");
+                                                   "writable for others");
   }
   return directory;
 }

@@ -9,7 +9,7 @@
 namespace qor::maintaind {
 namespace {
 
-/// Far above any real registration, and small enough that a program cannot fill the daemon's memory with a few.
+/// Far above any real registration.
 constexpr std::size_t kMaxRegistration = 64U << 10U;
 
 }  // namespace
@@ -43,6 +43,44 @@ ServiceAnswer NodeServiceSkeleton::Answer(ConnectionId connection, const PeerInf
       return AnswerRequest<op::UnregisterEntity>(
           payload, [&](std::uint32_t id) { return registry_.UnregisterEntity(connection, id); });
     default:
+      return AnswerSomeip(connection, methodId, payload);
+  }
+}
+
+ServiceAnswer NodeServiceSkeleton::AnswerSomeip(ConnectionId connection, std::uint16_t methodId,
+                                                std::span<const std::uint8_t> payload) {
+  namespace op = node_operation;
+  const auto forApplications = [&](auto run) {
+    return [this, connection, run](auto request) -> ara::core::Result<void> {
+      if (!registry_.IsOpen(connection)) {
+        return ara::core::ErrorCode(static_cast<std::int32_t>(someip::ReturnCode::kNotReady), "Hello must come first");
+      }
+      return run(std::move(request));
+    };
+  };
+  switch (methodId) {
+    case op::OfferService::kMethodId:
+      return AnswerRequest<op::OfferService>(
+          payload, forApplications([&](const ServiceOffer& offer) { return broker_.Offer(connection, offer); }));
+    case op::StopOfferService::kMethodId:
+      return AnswerRequest<op::StopOfferService>(
+          payload, forApplications([&](const ServiceIndex& index) { return broker_.StopOffer(connection, index); }));
+    case op::FindService::kMethodId:
+      return AnswerRequest<op::FindService>(
+          payload, forApplications([&](const ServiceIndex& index) { return broker_.Find(connection, index); }));
+    case op::StopFindService::kMethodId:
+      return AnswerRequest<op::StopFindService>(
+          payload, forApplications([&](const ServiceIndex& index) { return broker_.StopFind(connection, index); }));
+    case op::SubscribeEventgroup::kMethodId:
+      return AnswerRequest<op::SubscribeEventgroup>(payload, forApplications([&](EventgroupSubscription subscription) {
+                                                      return broker_.Subscribe(connection, std::move(subscription));
+                                                    }));
+    case op::UnsubscribeEventgroup::kMethodId:
+      return AnswerRequest<op::UnsubscribeEventgroup>(
+          payload, forApplications([&](const EventgroupSubscription& subscription) {
+            return broker_.Unsubscribe(connection, subscription);
+          }));
+    default:
       return ErrorAnswer(someip::ReturnCode::kUnknownMethod,
                          "the node service has no method " + std::to_string(methodId));
   }
@@ -52,7 +90,7 @@ ServiceAnswer NodeServiceSkeleton::Hello(ConnectionId connection, const PeerInfo
                                          std::span<const std::uint8_t> payload) {
   return AnswerRequest<node_operation::Hello>(
       payload, [&](const ApplicationHello& hello) -> ara::core::Result<DaemonHello> {
-        const DaemonHello answer{.instance = instance_};
+        DaemonHello answer{.instance = instance_};
         if (hello.protocolVersion != answer.protocolVersion) {
           return ara::core::ErrorCode(static_cast<std::int32_t>(someip::ReturnCode::kWrongInterfaceVersion),
                                       "the daemon speaks version " + std::to_string(answer.protocolVersion) +
@@ -62,6 +100,7 @@ ServiceAnswer NodeServiceSkeleton::Hello(ConnectionId connection, const PeerInfo
         if (const auto opened = registry_.Open(connection, peer, hello.applicationName); !opened) {
           return opened.Error();
         }
+        answer.someipClientId = broker_.NewClientId();
         return answer;
       });
 }
@@ -69,7 +108,7 @@ ServiceAnswer NodeServiceSkeleton::Hello(ConnectionId connection, const PeerInfo
 template <class Operation>
 ServiceAnswer NodeServiceSkeleton::Register(ConnectionId connection, std::span<const std::uint8_t> payload) {
   return AnswerRequest<Operation>(payload, [&](typename Operation::Request registration) {
-    return registry_.Register(connection, std::move(registration));
+    return registry_.Register(connection, std::move(registration), payload.size());
   });
 }
 

@@ -7,24 +7,29 @@
 
 #include "platform/maintaind/daemon/peer_info.h"
 #include "platform/maintaind/daemon/registry.h"
+#include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/service/service_answer.h"
 
 namespace qor::maintaind {
 
-/// The server's end of the node service: feeds the registry with what an application's requests say. One thread.
+/// The server's end of the node service: hands what an application's requests say to the registry and the broker. One
+/// thread.
 class NodeServiceSkeleton {
  public:
-  NodeServiceSkeleton(Registry& registry, std::uint16_t instance) : registry_(registry), instance_(instance) {}
+  NodeServiceSkeleton(Registry& registry, ServiceBroker& broker, std::uint16_t instance)
+      : registry_(registry), broker_(broker), instance_(instance) {}
 
   ServiceAnswer Answer(ConnectionId connection, const PeerInfo& peer, std::uint16_t methodId,
                        std::span<const std::uint8_t> payload);
 
  private:
+  ServiceAnswer AnswerSomeip(ConnectionId connection, std::uint16_t methodId, std::span<const std::uint8_t> payload);
   ServiceAnswer Hello(ConnectionId connection, const PeerInfo& peer, std::span<const std::uint8_t> payload);
   template <class Operation>
   ServiceAnswer Register(ConnectionId connection, std::span<const std::uint8_t> payload);
 
   Registry& registry_;
+  ServiceBroker& broker_;
   const std::uint16_t instance_;
 };
 

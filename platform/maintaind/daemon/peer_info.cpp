@@ -45,6 +45,19 @@ std::string SelinuxLabel(int socket) {
   return text;
 }
 
+/// "user:group". Looking names up can take its time (a directory server), and most peers are of one account.
+std::string Identity(uid_t user, gid_t group) {
+  thread_local uid_t lastUser = 0;
+  thread_local gid_t lastGroup = 0;
+  thread_local std::string lastIdentity;
+  if (lastIdentity.empty() || user != lastUser || group != lastGroup) {
+    lastUser = user;
+    lastGroup = group;
+    lastIdentity = UserName(user) + ":" + GroupName(group);
+  }
+  return lastIdentity;
+}
+
 }  // namespace
 
 PeerInfo PeerOfSocket(int socket) {
@@ -53,7 +66,7 @@ PeerInfo PeerOfSocket(int socket) {
   if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
     return {};
   }
-  return {static_cast<std::uint32_t>(credentials.pid), UserName(credentials.uid) + ":" + GroupName(credentials.gid),
+  return {static_cast<std::uint32_t>(credentials.pid), Identity(credentials.uid, credentials.gid),
           SelinuxLabel(socket)};
 }
 

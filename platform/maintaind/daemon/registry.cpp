@@ -178,9 +178,10 @@ VoidResult Registry::UnregisterNode(ConnectionId connection, const std::string& 
     return Refuse("the application has no node '" + name + "'");
   }
   std::erase_if(application->second.entities, [&](const auto& entity) {
-    if (entity.second != name) {
+    if (entity.second.nodeName != name) {
       return false;
     }
+    application->second.size -= entity.second.size;
     Remove(connection, entity.first);
     return true;
   });
@@ -192,7 +193,7 @@ VoidResult Registry::UnregisterNode(ConnectionId connection, const std::string& 
 }
 
 template <class Info>
-VoidResult Registry::Register(ConnectionId connection, EntityRegistration<Info> registration) {
+VoidResult Registry::Register(ConnectionId connection, EntityRegistration<Info> registration, std::size_t size) {
   using Family = EntityFamily<Info>;
   const auto application = applications_.find(connection);
   if (application == applications_.end()) {
@@ -213,9 +214,14 @@ VoidResult Registry::Register(ConnectionId connection, EntityRegistration<Info> 
   if (application->second.entities.size() >= options_.maxEntities) {
     return Refuse("an application can register " + std::to_string(options_.maxEntities) + " entities at most");
   }
-  if (!application->second.entities.emplace(registration.id, info.nodeName).second) {
+  if (application->second.size + size > options_.maxBytes) {
+    return Refuse("the registrations of an application can have " + std::to_string(options_.maxBytes) +
+                  " bytes at most");
+  }
+  if (!application->second.entities.emplace(registration.id, Entity{info.nodeName, size}).second) {
     return Refuse("the id " + std::to_string(registration.id) + " is in use already");
   }
+  application->second.size += size;
   info.applicationName = application->second.name;
   info.maintaindInstance = options_.instance;
   if (info.hostDomainName.empty()) {
@@ -235,9 +241,12 @@ VoidResult Registry::UnregisterEntity(ConnectionId connection, std::uint32_t id)
   if (application == applications_.end()) {
     return NotReady();
   }
-  if (application->second.entities.erase(id) == 0) {
+  const auto entity = application->second.entities.find(id);
+  if (entity == application->second.entities.end()) {
     return Refuse("nothing is registered under the id " + std::to_string(id));
   }
+  application->second.size -= entity->second.size;
+  application->second.entities.erase(entity);
   Remove(connection, id);
   ++revision_;
   return {};
@@ -305,6 +314,27 @@ std::vector<NodeInfoWithAppName> Registry::OnlineNodes() const {
     nodes.back().isOnline = true;
     nodes.back().entities = std::move(entities[online.node.get()]);
   }
+  for (NodeInfoWithAppName& node : ForeignNodes()) {
+    nodes.push_back(std::move(node));
+  }
+  return nodes;
+}
+
+/// The programs that DDS discovery showed: each of their endpoints came with a node of its own.
+std::vector<NodeInfoWithAppName> Registry::ForeignNodes() const {
+  std::map<std::string_view, NodeInfoWithAppName> byName;
+  for (const auto& entry : std::get<EntityTable<EventRegisterInfo>>(tables_).Online()) {
+    if (entry.connection != kForeign) {
+      continue;
+    }
+    const auto [node, isNew] = byName.try_emplace(entry.node->nodeName, *entry.node);
+    node->second.isOnline = true;
+    AppendEntities(entry, node->second.entities);
+  }
+  std::vector<NodeInfoWithAppName> nodes;
+  for (auto& [name, node] : byName) {
+    nodes.push_back(std::move(node));
+  }
   return nodes;
 }
 
@@ -343,9 +373,9 @@ SubNodeEventInfo Registry::SubscriberNodes(const QuerySubEventInfoIndex& index) 
   return result;
 }
 
-template VoidResult Registry::Register(ConnectionId, EventRegistration);
-template VoidResult Registry::Register(ConnectionId, MethodRegistration);
-template VoidResult Registry::Register(ConnectionId, FieldRegistration);
-template VoidResult Registry::Register(ConnectionId, ServiceRegistration);
+template VoidResult Registry::Register(ConnectionId, EventRegistration, std::size_t);
+template VoidResult Registry::Register(ConnectionId, MethodRegistration, std::size_t);
+template VoidResult Registry::Register(ConnectionId, FieldRegistration, std::size_t);
+template VoidResult Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
 
 }  // namespace qor::maintaind

@@ -24,9 +24,10 @@ namespace qor::maintaind {
 struct RegistryOptions {
   std::uint16_t instance = 0;
   std::string hostDomainName;
-  std::size_t maxOffline = 4096;    ///< offline providers that are remembered, in each family
-  std::size_t maxNodes = 1024;      ///< of one connection
-  std::size_t maxEntities = 16384;  ///< of one connection
+  std::size_t maxOffline = 4096;      ///< offline providers that are remembered, in each family
+  std::size_t maxNodes = 1024;        ///< of one connection
+  std::size_t maxEntities = 16384;    ///< of one connection
+  std::size_t maxBytes = 64U << 20U;  ///< of the registrations of one connection, as they were sent
 };
 
 /// What the registry tells whoever watches DDS.
@@ -64,9 +65,10 @@ class Registry {
   ara::core::Result<void> RegisterNode(ConnectionId connection, const std::string& name);
   /// Forgets the node and its entities.
   ara::core::Result<void> UnregisterNode(ConnectionId connection, const std::string& name);
-  /// The node must be registered, the id new in the connection.
+  /// The node must be registered, the id new in the connection. `size` is what the registration counts of maxBytes.
   template <class Info>
-  ara::core::Result<void> Register(ConnectionId connection, EntityRegistration<Info> registration);
+  ara::core::Result<void> Register(ConnectionId connection, EntityRegistration<Info> registration,
+                                   std::size_t size = 0);
   ara::core::Result<void> UnregisterEntity(ConnectionId connection, std::uint32_t id);
 
   // --- Foreign DDS endpoints, by GUID ---
@@ -91,11 +93,16 @@ class Registry {
  private:
   using Node = std::shared_ptr<const NodeInfoWithAppName>;
 
+  struct Entity {
+    std::string nodeName;
+    std::size_t size = 0;
+  };
   struct Application {
     PeerInfo peer;
     std::string name;
     std::map<std::string, Node> nodes;
-    std::unordered_map<std::uint32_t, std::string> entities;  ///< id -> node name
+    std::unordered_map<std::uint32_t, Entity> entities;  ///< by id
+    std::size_t size = 0;                                ///< of all entities
   };
   struct OnlineNode {
     ConnectionId connection;
@@ -116,6 +123,7 @@ class Registry {
   }
   void Remove(ConnectionId connection, std::uint32_t id);
   std::vector<NodeInfoWithAppName> OnlineNodes() const;
+  std::vector<NodeInfoWithAppName> ForeignNodes() const;
   std::vector<NodeInfoWithAppName> OfflineNodes() const;
 
   const RegistryOptions options_;
@@ -131,10 +139,10 @@ class Registry {
       tables_;
 };
 
-extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRegistration);
-extern template ara::core::Result<void> Registry::Register(ConnectionId, MethodRegistration);
-extern template ara::core::Result<void> Registry::Register(ConnectionId, FieldRegistration);
-extern template ara::core::Result<void> Registry::Register(ConnectionId, ServiceRegistration);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRegistration, std::size_t);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, MethodRegistration, std::size_t);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, FieldRegistration, std::size_t);
+extern template ara::core::Result<void> Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
 
 }  // namespace qor::maintaind
 

@@ -20,20 +20,24 @@ using AnswerFilter = std::function<std::optional<ServiceAnswer>(const someip::Me
 /// Hands each request to the service that it is for. On the daemon's loop.
 class RequestRouter : public RequestHandler {
  public:
-  RequestRouter(Registry& registry, NodeServiceSkeleton& nodeService, ToolsServiceSkeleton& toolsService,
+  RequestRouter(Registry& registry, ServiceBroker& broker, NodeServiceSkeleton& nodeService, ToolsServiceSkeleton& toolsService,
                 AnswerFilter filter = nullptr)
-      : registry_(registry), nodeService_(nodeService), toolsService_(toolsService), filter_(std::move(filter)) {}
+      : registry_(registry), broker_(broker), nodeService_(nodeService), toolsService_(toolsService), filter_(std::move(filter)) {}
 
   std::optional<ServiceAnswer> OnRequest(ConnectionId connection, const PeerInfo& peer,
                                          const someip::MessageHeader& header,
                                          std::span<const std::uint8_t> payload) override;
-  void OnClosed(ConnectionId connection) override { registry_.Close(connection); }
+  void OnClosed(ConnectionId connection) override {
+    registry_.Close(connection);
+    broker_.Close(connection);
+  }
 
  private:
   ServiceAnswer Answer(ConnectionId connection, const PeerInfo& peer, const someip::MessageHeader& header,
                        std::span<const std::uint8_t> payload);
 
   Registry& registry_;
+  ServiceBroker& broker_;
   NodeServiceSkeleton& nodeService_;
   ToolsServiceSkeleton& toolsService_;
   const AnswerFilter filter_;

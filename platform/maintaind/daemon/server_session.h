@@ -11,10 +11,10 @@
 #include <span>
 #include <vector>
 
-#include "platform/ipc/stream_framer.h"
 #include "platform/maintaind/daemon/peer_info.h"
 #include "platform/maintaind/service/service_answer.h"
 #include "platform/someip/message.h"
+#include "platform/someip/stream_framer.h"
 
 namespace qor::maintaind {
 
@@ -66,7 +66,7 @@ class ServerSession {
   const PeerInfo peer_;
   RequestHandler& handler_;
   const Sender send_;
-  ipc::StreamFramer framer_;
+  someip::StreamFramer framer_;
   std::uint64_t messageCount_ = 0;
   bool isMuted_ = false;
 };

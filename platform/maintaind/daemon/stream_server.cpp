@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include <asio/post.hpp>
 #include <asio/write.hpp>
 
 namespace qor::maintaind {
@@ -45,6 +46,9 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
                             });
   }
 
+  /// Not after Close.
+  std::uint32_t ProcessId() const { return session_->Peer().processId; }
+
   /// May be called more than once.
   void Close() {
     if (session_ == nullptr) {
@@ -53,8 +57,30 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
     asio::error_code ignored;
     socket_.close(ignored);
     halfMessage_.cancel();
+    const std::uint32_t processId = ProcessId();
     session_.reset();
-    server_.Forget(id_);
+    server_.Forget(id_, processId);
+  }
+
+  /// May be called while the session is being fed, so a peer that is to go goes afterwards.
+  void Send(OutgoingMessage message) {
+    if (session_ == nullptr) {
+      return;
+    }
+    queuedSize_ += message.Size();
+    if (!queue_.empty() && queuedSize_ > server_.limits_.maxQueued) {
+      session_->Mute();
+      asio::post(server_.loop_, [self = shared_from_this()] {
+        if (self->session_ != nullptr) {
+          self->CutOff("it does not read its answers");
+        }
+      });
+      return;
+    }
+    queue_.push_back(std::move(message));
+    if (queue_.size() == 1) {
+      WriteNext();
+    }
   }
 
  private:
@@ -66,8 +92,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
     const bool wasInMessage = session_->IsInMessage();
     if (!session_->Feed(std::span(readBuffer_).first(size))) {
       CutOff("it sent what is no SOME/IP message or a request that is too large");
-    } else if (!cutOffReason_.empty()) {
-      CutOff(cutOffReason_);
     } else {
       if (!session_->IsInMessage()) {
         halfMessage_.cancel();
@@ -86,20 +110,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
         self->CutOff("it sent half a message and did not go on");
       }
     });
-  }
-
-  /// Called while the session is being fed, so a peer that is to go goes afterwards.
-  void Send(OutgoingMessage message) {
-    queuedSize_ += message.Size();
-    if (queuedSize_ > server_.limits_.maxQueued) {
-      cutOffReason_ = "it does not read its answers";
-      session_->Mute();
-      return;
-    }
-    queue_.push_back(std::move(message));
-    if (queue_.size() == 1) {
-      WriteNext();
-    }
   }
 
   void WriteNext() {
@@ -133,7 +143,6 @@ class StreamServer::Connection : public std::enable_shared_from_this<Connection>
   std::array<std::uint8_t, kReadSize> readBuffer_{};
   std::deque<OutgoingMessage> queue_;  // the front is being written
   std::size_t queuedSize_ = 0;
-  std::string_view cutOffReason_;  // not empty: to be cut off as soon as the session has returned
 };
 
 StreamServer::StreamServer(asio::io_context& loop, StreamServerLimits limits, RequestHandler& handler)
@@ -163,6 +172,12 @@ void StreamServer::Stop() {
   acceptRetry_.cancel();
   for (auto& [id, connection] : std::exchange(connections_, {})) {
     connection->Close();
+  }
+}
+
+void StreamServer::Send(ConnectionId connection, OutgoingMessage message) {
+  if (const auto found = connections_.find(connection); found != connections_.end()) {
+    found->second->Send(std::move(message));
   }
 }
 
@@ -198,6 +213,12 @@ void StreamServer::OnAccepted(stream_protocol::socket socket) {
   const ConnectionId id = ++lastId_;
   const auto connection = std::make_shared<Connection>(*this, id, std::move(socket));
   connections_.emplace(id, connection);
+  if (++perProcess_[connection->ProcessId()] > limits_.maxPerProcess) {
+    log_.Warn("StreamServer_Process", kLogIntervalMs) << "Process " << connection->ProcessId() << " has "
+                                                      << limits_.maxPerProcess << " connections; one more is refused.";
+    connection->Close();
+    return;
+  }
   connection->Read();
   if (connections_.size() == limits_.maxConnections) {
     log_.Warn("StreamServer_Full", kLogIntervalMs)
@@ -205,7 +226,10 @@ void StreamServer::OnAccepted(stream_protocol::socket socket) {
   }
 }
 
-void StreamServer::Forget(ConnectionId id) {
+void StreamServer::Forget(ConnectionId id, std::uint32_t processId) {
+  if (const auto count = perProcess_.find(processId); count != perProcess_.end() && --count->second == 0) {
+    perProcess_.erase(count);
+  }
   if (connections_.erase(id) != 0) {
     Accept();
   }

@@ -24,8 +24,9 @@ namespace qor::maintaind {
 struct StreamServerLimits {
   std::size_t maxRequest = 1U << 20U;           ///< bytes of one request's payload
   std::chrono::milliseconds halfMessage{5000};  ///< from the first byte of a message to its last
-  std::size_t maxQueued = 64U << 20U;           ///< bytes that wait for a peer that does not read
+  std::size_t maxQueued = 64U << 20U;           ///< bytes that wait for a peer that does not read, beside one message
   std::size_t maxConnections = 1024;            ///< further ones wait to be accepted
+  std::size_t maxPerProcess = 128;              ///< of one process; further ones are closed
   int backlog = 512;                            ///< connections that wait to be accepted; the system may allow fewer
 };
 
@@ -42,15 +43,15 @@ class StreamServer {
   ara::core::Result<void> Start(const std::string& socketPath);
   /// Removes the socket and closes all connections.
   void Stop();
-
-  std::size_t ConnectionCount() const { return connections_.size(); }
+  /// Sends a message that nobody asked for. Without effect when the connection is gone.
+  void Send(ConnectionId connection, OutgoingMessage message);
 
  private:
   class Connection;
 
   void Accept();
   void OnAccepted(asio::local::stream_protocol::socket socket);
-  void Forget(ConnectionId id);
+  void Forget(ConnectionId id, std::uint32_t processId);
 
   asio::io_context& loop_;
   const StreamServerLimits limits_;
@@ -60,6 +61,7 @@ class StreamServer {
   asio::local::stream_protocol::acceptor acceptor_;
   asio::steady_timer acceptRetry_;
   std::unordered_map<ConnectionId, std::shared_ptr<Connection>> connections_;
+  std::unordered_map<std::uint32_t, std::size_t> perProcess_;  // connections by process id
   ConnectionId lastId_ = 0;
   bool isAccepting_ = false;
 };

@@ -15,13 +15,16 @@ template <class Info>
 bool MeansBinding(const QueryDataTypeIndex& index, DriverType driver, const Info& binding) {
   const bool isDds = driver == DriverType::kDds;
   const std::string& networkIp = isDds ? binding.dds.networkIp : binding.someip.networkIp;
-  const bool isInDomain = index.domainId == kAnyDomain || (isDds && binding.dds.domainId == index.domainId);
+  const bool isInDomain = !isDds || index.domainId == kAnyDomain || binding.dds.domainId == index.domainId;
   return isInDomain && (index.networkIp.empty() || networkIp == index.networkIp);
 }
 
-/// Whether the record is one that the query asks about; its name has been compared already.
+/// Whether the record is one that the query asks about.
 template <class Info>
 bool Means(const QueryDataTypeIndex& index, const Info& info) {
+  if (info.*EntityFamily<Info>::kName != index.entityName) {
+    return false;  // the name "ALL" lists every entity, and is none
+  }
   if (!index.instanceShortName.empty() && InstanceShortNameOf(info) != index.instanceShortName) {
     return false;
   }
@@ -87,7 +90,7 @@ std::string ToolsServiceImpl::DataTypeOfEvent(const QueryDataTypeIndex& index) {
     }
   }
   for (const EventRegisterInfo& event : deployment_.events) {
-    if (event.eventName == index.entityName && !event.dataTypeName.empty() && Means(index, event)) {
+    if (!event.dataTypeName.empty() && Means(index, event)) {
       return event.dataTypeName;
     }
   }

@@ -117,8 +117,11 @@ void FindService::StartWatching() {
     return;
   }
   asio::error_code error;
-  watch_.assign(inotify.Release(), error);
-  ReadWatch();
+  watch_.assign(inotify.Get(), error);
+  if (!error) {
+    static_cast<void>(inotify.Release());  // the watch's now
+    ReadWatch();
+  }
 }
 
 void FindService::ReadWatch() {
@@ -162,8 +165,13 @@ void FindService::Try(const std::string& fileName, std::uint16_t instance) {
   if (attempt.IsConnected() || attempt.IsBusy()) {
     Daemon daemon{Handle(instance, path), nullptr};
     if (attempt.IsConnected()) {
-      daemon.probe = std::make_unique<asio::local::stream_protocol::socket>(
-          ipc::IoThread(), asio::local::stream_protocol(), attempt.socket.Release());
+      auto probe = std::make_unique<asio::local::stream_protocol::socket>(ipc::IoThread());
+      asio::error_code error;
+      probe->assign(asio::local::stream_protocol(), attempt.socket.Get(), error);
+      if (!error) {
+        static_cast<void>(attempt.socket.Release());  // the probe's now
+        daemon.probe = std::move(probe);
+      }
     }
     daemons_.insert_or_assign(fileName, std::move(daemon));
     WatchProbe(fileName);

@@ -6,6 +6,7 @@
 
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/registration.h"
+#include "src/common/records/someip_link.h"
 
 namespace qor::maintaind {
 
@@ -30,8 +31,25 @@ using RegisterField = ToolsOperation<0x0006, FieldRegistration, NoArgument>;
 using RegisterService = ToolsOperation<0x0007, ServiceRegistration, NoArgument>;
 /// By the id of the registration.
 using UnregisterEntity = ToolsOperation<0x0008, std::uint32_t, NoArgument>;
+/// A SOME/IP service instance that the application provides. Given again, it replaces what was offered.
+using OfferService = ToolsOperation<0x0009, ServiceOffer, NoArgument>;
+using StopOfferService = ToolsOperation<0x000A, ServiceIndex, NoArgument>;
+/// From now on the daemon sends kServiceState for this instance, first of all at once.
+using FindService = ToolsOperation<0x000B, ServiceIndex, NoArgument>;
+using StopFindService = ToolsOperation<0x000C, ServiceIndex, NoArgument>;
+/// The provider, now or later, is told with kSubscriberChange.
+using SubscribeEventgroup = ToolsOperation<0x000D, EventgroupSubscription, NoArgument>;
+using UnsubscribeEventgroup = ToolsOperation<0x000E, EventgroupSubscription, NoArgument>;
 
 }  // namespace node_operation
+
+/// What the daemon sends unasked, as notifications.
+namespace node_event {
+
+inline constexpr std::uint16_t kServiceState = 0x8001;      ///< ServiceState
+inline constexpr std::uint16_t kSubscriberChange = 0x8002;  ///< SubscriberChange
+
+}  // namespace node_event
 
 }  // namespace qor::maintaind
 

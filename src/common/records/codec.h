@@ -16,7 +16,8 @@
 
 /// Records in SOME/IP serialization (AUTOSAR SOME/IP protocol, "serialization of data structures"): big-endian, no
 /// padding; structures without a length field; strings, lists and maps with a 32-bit length in bytes; strings in UTF-8
-/// with byte-order mark and terminating zero, both counted; booleans in one byte.
+/// with byte-order mark and terminating zero, both counted; booleans in one byte. Any thread; a writer or a reader is
+/// used by one at a time.
 namespace qor::maintaind {
 
 /// Appends records to a byte vector.

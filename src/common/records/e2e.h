@@ -14,9 +14,9 @@ struct E2EConfigInfo {
   std::uint8_t profile = 0;  ///< 4, 5 or 7; 0 without protection
   std::uint32_t dataId = 0;
   std::uint32_t offset = 0;           ///< bits from the start of the payload to the E2E header
-  std::uint32_t minDataLength = 0;    ///< bits
-  std::uint32_t maxDataLength = 0;    ///< bits
-  std::uint32_t maxDeltaCounter = 1;  ///< largest step of the counter that is not a loss
+  std::uint32_t minDataLength = 0;    ///< bits of the sample with its header
+  std::uint32_t maxDataLength = 0;    ///< likewise; 0: what the profile's length field can say
+  std::uint32_t maxDeltaCounter = 1;  ///< largest step of the counter that is accepted; the samples between are lost
 
   template <class V, class... S>
   static void Visit(V& visit, S&... s) {

@@ -18,7 +18,7 @@ namespace qor::maintaind {
 
 /// First message of an application.
 struct ApplicationHello {
-  std::uint16_t protocolVersion = 1;
+  std::uint16_t protocolVersion = 2;
   std::string applicationName;
 
   template <class V, class... S>
@@ -30,13 +30,15 @@ struct ApplicationHello {
 
 /// The daemon's answer to ApplicationHello.
 struct DaemonHello {
-  std::uint16_t protocolVersion = 1;
+  std::uint16_t protocolVersion = 2;
   std::uint16_t instance = 0;
+  std::uint16_t someipClientId = 0;  ///< for the application's SOME/IP requests; unique on the host
 
   template <class V, class... S>
   static void Visit(V& visit, S&... s) {
     visit("protocolVersion", s.protocolVersion...);
     visit("instance", s.instance...);
+    visit("someipClientId", s.someipClientId...);
   }
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef QOR_IPC_STREAM_FRAMER_H
-#define QOR_IPC_STREAM_FRAMER_H
+#ifndef QOR_SOMEIP_STREAM_FRAMER_H
+#define QOR_SOMEIP_STREAM_FRAMER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,15 +10,18 @@
 
 #include "platform/someip/message.h"
 
-namespace qor::ipc {
+namespace qor::someip {
 
 /// Cuts a byte stream into SOME/IP messages. Not synchronised; one per connection.
 class StreamFramer {
  public:
-  using Handler = std::function<void(const someip::MessageHeader&, std::span<const std::uint8_t> payload)>;
+  using Handler = std::function<void(const MessageHeader&, std::span<const std::uint8_t> payload)>;
+  /// What is done with messages of another protocol version: they end the stream, or are handed over like others.
+  enum class OtherVersions : std::uint8_t { kRefuse, kDeliver };
 
   /// A message whose payload is larger than this is a fault of the peer.
-  explicit StreamFramer(std::size_t maxPayload) : maxPayload_(maxPayload) {}
+  explicit StreamFramer(std::size_t maxPayload, OtherVersions others = OtherVersions::kRefuse)
+      : maxPayload_(maxPayload), others_(others) {}
 
   /// Takes the next bytes of the stream and calls the handler for each message that is now whole. False when the stream
   /// cannot be a SOME/IP stream (wrong protocol version, impossible or oversized length); it is of no use afterwards.
@@ -28,10 +31,13 @@ class StreamFramer {
   bool IsInMessage() const { return !buffer_.empty(); }
 
  private:
+  bool Cut(std::span<const std::uint8_t>& rest, const Handler& onMessage) const;
+
   std::vector<std::uint8_t> buffer_;
   std::size_t maxPayload_;
+  OtherVersions others_;
 };
 
-}  // namespace qor::ipc
+}  // namespace qor::someip
 
 #endif

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_SOMEIP_EVENT_HANDLERS_H
+#define QOR_SOMEIP_EVENT_HANDLERS_H
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
+
+#include "platform/someip/message.h"
+
+namespace qor::someip {
+
+using EventHandler = std::function<void(const MessageHeader& header, std::span<const std::uint8_t> payload)>;
+
+/// The handlers of a client by event id. One thread delivers and takes no lock as long as the table stays as it is; any
+/// thread may change it meanwhile.
+class EventHandlers {
+ public:
+  EventHandlers() : table_(std::make_shared<const Table>()), seen_(table_) {}
+
+  void Set(std::uint16_t eventId, EventHandler handler);
+  /// Returns when the handler does not run and will not run again; does not wait when called from a handler.
+  void Remove(std::uint16_t eventId);
+
+  /// The delivering thread only. False when nobody handles this event.
+  bool Deliver(const MessageHeader& header, std::span<const std::uint8_t> payload);
+
+ private:
+  struct Entry {
+    std::uint16_t eventId = 0;
+    std::shared_ptr<const EventHandler> handler;  // shared by successive tables
+  };
+  using Table = std::vector<Entry>;  // sorted by event id
+  static constexpr std::uint32_t kNone = 0x10000;
+
+  std::mutex mutex_;
+  std::shared_ptr<const Table> table_;  // guarded by mutex_
+  std::atomic<std::uint64_t> version_{0};
+  // What the delivering thread is calling: set before it looks at version_, and version_ is changed before this is
+  // looked at, so that either the change is seen or the call is.
+  std::atomic<std::uint32_t> running_{kNone};
+  std::atomic<std::thread::id> runner_{};
+
+  // The delivering thread's.
+  std::shared_ptr<const Table> seen_;
+  std::uint64_t seenVersion_ = 0;
+};
+
+}  // namespace qor::someip
+
+#endif

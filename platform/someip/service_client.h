@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_SOMEIP_SERVICE_CLIENT_H
+#define QOR_SOMEIP_SERVICE_CLIENT_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include <asio/io_context.hpp>
+
+#include "platform/ara/core/result.h"
+#include "platform/someip/endpoint.h"
+#include "platform/someip/event_handlers.h"
+#include "platform/someip/message.h"
+#include "platform/someip/pending_requests.h"
+#include "platform/someip/tp.h"
+
+namespace qor::someip {
+
+struct ServiceClientOptions {
+  std::uint16_t serviceId = 0;
+  std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
+  std::uint8_t majorVersion = 1;
+  std::uint32_t localAddress = kLoopbackAddress;
+  std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
+  std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
+  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, together
+  std::size_t maxQueued = 64U << 20U;       ///< bytes waiting to go out by TCP before the connection is given up
+  std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for the UDP socket
+  TpSettings requestTp;                     ///< for requests by UDP that need more than one datagram
+};
+
+struct ServiceClientCounts {
+  std::uint64_t kernelDrops = 0;  ///< datagrams that found the receive buffer full
+  std::uint64_t malformed = 0;    ///< datagrams that are no SOME/IP
+  std::uint64_t tpDropped = 0;    ///< segmented messages that did not become whole
+  std::uint64_t foreign = 0;      ///< messages of another service, version or host; not for us, so not lost
+
+  std::uint64_t Lost() const { return kernelDrops + malformed + tpDropped; }
+};
+
+/// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, event handlers, and
+/// requests with their answers and time-outs. To find the server and to subscribe is service discovery's business: open
+/// the transport first, then subscribe with the endpoint that it has.
+///
+/// All methods may be called from any thread. Handlers run on the thread that runs the io_context (one thread), with no
+/// lock held. The destructor waits for a handler that is running, unless it is called from one; requests without an
+/// answer are forgotten, their handlers are not called. The io_context must outlive the client.
+class ServiceClient {
+ public:
+  /// The endpoint is the connection's local one.
+  using ConnectHandler = std::function<void(const ara::core::Result<Endpoint>& local)>;
+  using ClosedHandler = std::function<void(const std::string& reason)>;
+
+  ServiceClient(asio::io_context& loop, const ServiceClientOptions& options);
+  ~ServiceClient();
+  ServiceClient(const ServiceClient&) = delete;
+  ServiceClient& operator=(const ServiceClient&) = delete;
+
+  /// Where the server is, as far as it is known. Messages by UDP are taken from the server's address only, once that is
+  /// known. A TCP connection to a former endpoint stays until ConnectTcp or CloseTcp.
+  void SetServer(std::optional<Endpoint> udp, std::optional<Endpoint> tcp);
+
+  /// Opens the UDP socket on any free port, or says which endpoint it has when it is open. Error: kSocket.
+  ara::core::Result<Endpoint> OpenUdp();
+  /// Connects anew to the server's TCP endpoint; an earlier connection or attempt ends without a call of its handlers.
+  /// `onConnected` is called once; `onClosed` once, when a connection that was made ends by itself. An attempt to reach
+  /// a host that does not answer takes some seconds.
+  void ConnectTcp(ConnectHandler onConnected, ClosedHandler onClosed);
+  /// Without a call of the closed handler. Requests on their way end with kConnectionLost.
+  void CloseTcp();
+
+  /// Replaces the handler of this event. The header is the whole message's; the payload is valid during the call.
+  void SetEventHandler(std::uint16_t eventId, EventHandler handler);
+  /// After the return the handler does not run any more, unless this is called from it: then it is not called again.
+  void RemoveEventHandler(std::uint16_t eventId);
+
+  /// Sends a request. The handler is called exactly once, on the loop's thread, whatever happens, unless the client
+  /// ends before. By UDP this opens the socket, and a segmented request keeps the caller for the pauses between its
+  /// bursts; by TCP the connection must be there.
+  void Request(std::uint16_t methodId, std::span<const std::uint8_t> payload, bool isReliable,
+               std::chrono::milliseconds timeout, AnswerHandler onAnswer);
+  /// Sends a message that has no answer. Errors: kNotOpen, kTooLarge, kNotSent.
+  ara::core::Result<void> FireAndForget(std::uint16_t methodId, std::span<const std::uint8_t> payload, bool isReliable);
+
+  ServiceClientCounts Counts() const;
+
+ private:
+  class Core;
+  std::shared_ptr<Core> core_;  // shared with handlers that the loop still holds
+};
+
+}  // namespace qor::someip
+
+#endif

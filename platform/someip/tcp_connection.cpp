@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/someip/tcp_connection.h"
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+#include <utility>
+
+#include <asio/buffer.hpp>
+#include <asio/post.hpp>
+
+namespace qor::someip {
+namespace {
+
+using asio::ip::tcp;
+
+/// A queue that was once long does not keep its memory.
+constexpr std::size_t kKeptCapacity = 256U << 10U;
+
+Endpoint ToEndpoint(const tcp::endpoint& endpoint) {
+  return {endpoint.address().is_v4() ? endpoint.address().to_v4().to_uint() : 0, endpoint.port()};
+}
+
+Endpoint LocalOf(const tcp::socket& socket) {
+  asio::error_code ignored;
+  return ToEndpoint(socket.local_endpoint(ignored));
+}
+
+Endpoint RemoteOf(const tcp::socket& socket) {
+  asio::error_code ignored;
+  return ToEndpoint(socket.remote_endpoint(ignored));
+}
+
+iovec ToIovec(std::span<const std::uint8_t> bytes) {
+  return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};  // sending only reads
+}
+
+}  // namespace
+
+TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
+    : limits_(limits),
+      local_(LocalOf(socket)),
+      remote_(RemoteOf(socket)),
+      framer_(limits.maxPayload, StreamFramer::OtherVersions::kDeliver),
+      socket_(std::move(socket)) {
+  asio::error_code ignored;
+  socket_.set_option(tcp::no_delay(true), ignored);
+  socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+}
+
+void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {
+  onMessage_ = [this, handle = std::move(onMessage)](const MessageHeader& header,
+                                                     std::span<const std::uint8_t> payload) {
+    if (state_ == State::kOpen && !header.IsMagicCookie()) {
+      handle(header, payload);
+    }
+  };
+  onClosed_ = std::move(onClosed);
+  Read();
+}
+
+void TcpConnection::Read() {
+  const std::lock_guard lock(mutex_);
+  if (state_ != State::kOpen) {
+    return;
+  }
+  socket_.async_read_some(asio::buffer(readBuffer_),
+                          [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
+                            if (!error) {
+                              self->OnRead(size);
+                              return;
+                            }
+                            const std::lock_guard failing(self->mutex_);
+                            self->FailLocked(error.message());
+                          });
+}
+
+void TcpConnection::OnRead(std::size_t size) {
+  if (framer_.Feed(std::span(readBuffer_).first(size), onMessage_)) {
+    Read();
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  FailLocked("the peer sent what is no SOME/IP message or one that is too large");
+}
+
+bool TcpConnection::Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
+  const std::lock_guard lock(mutex_);
+  if (state_ != State::kOpen) {
+    return false;
+  }
+  std::size_t written = 0;
+  if (queue_.empty() && !WriteLocked(head, body, written)) {
+    return false;
+  }
+  if (written == head.size() + body.size()) {
+    return true;
+  }
+  if (queue_.size() - queueBegin_ + head.size() + body.size() - written > limits_.maxQueued) {
+    FailLocked("the peer does not read");
+    return false;
+  }
+  const std::size_t headWritten = std::min(written, head.size());
+  const auto headLeft = head.subspan(headWritten);
+  const auto bodyLeft = body.subspan(written - headWritten);
+  queue_.insert(queue_.end(), headLeft.begin(), headLeft.end());
+  queue_.insert(queue_.end(), bodyLeft.begin(), bodyLeft.end());
+  WaitWritableLocked();
+  return true;
+}
+
+/// Adds to `written` what the system took. False: the connection has failed.
+bool TcpConnection::WriteLocked(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body,
+                                std::size_t& written) {
+  std::array<iovec, 2> parts{ToIovec(head), ToIovec(body)};
+  msghdr message{};
+  message.msg_iov = parts.data();
+  message.msg_iovlen = parts.size();
+  ssize_t count = 0;
+  do {
+    count = ::sendmsg(socket_.native_handle(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0 && errno != EAGAIN) {
+    FailLocked(asio::error_code(errno, asio::system_category()).message());
+    return false;
+  }
+  written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  return true;
+}
+
+void TcpConnection::WaitWritableLocked() {
+  if (!std::exchange(isWaiting_, true)) {
+    socket_.async_wait(tcp::socket::wait_write, [self = shared_from_this()](const asio::error_code& error) {
+      if (!error) {
+        self->OnWritable();
+      }
+    });
+  }
+}
+
+void TcpConnection::OnWritable() {
+  const std::lock_guard lock(mutex_);
+  isWaiting_ = false;
+  if (state_ == State::kOpen && WriteQueueLocked() && !queue_.empty()) {
+    WaitWritableLocked();
+  }
+}
+
+bool TcpConnection::WriteQueueLocked() {
+  if (!WriteLocked({}, std::span(queue_).subspan(queueBegin_), queueBegin_)) {
+    return false;
+  }
+  if (queueBegin_ == queue_.size()) {
+    queue_.clear();
+    queueBegin_ = 0;
+    if (queue_.capacity() > kKeptCapacity) {
+      queue_.shrink_to_fit();
+    }
+  } else if (queueBegin_ > queue_.size() / 2) {
+    queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(queueBegin_));
+    queueBegin_ = 0;
+  }
+  return true;
+}
+
+/// The closed handler is called later, from the loop, because this runs on any thread.
+void TcpConnection::FailLocked(std::string reason) {
+  if (state_ != State::kOpen) {
+    return;
+  }
+  state_ = State::kFailed;
+  asio::error_code ignored;
+  if (!queue_.empty()) {  // the system would keep on trying
+    socket_.set_option(asio::socket_base::linger(true, 0), ignored);
+  }
+  asio::post(socket_.get_executor(), [self = shared_from_this(), text = std::move(reason)] {
+    if (self->state_ == State::kFailed) {
+      self->onClosed_(text);
+    }
+  });
+  socket_.close(ignored);
+  std::vector<std::uint8_t>().swap(queue_);
+  queueBegin_ = 0;
+}
+
+void TcpConnection::Close() {
+  const std::lock_guard lock(mutex_);
+  state_ = State::kClosed;
+  asio::error_code ignored;
+  socket_.close(ignored);
+}
+
+}  // namespace qor::someip

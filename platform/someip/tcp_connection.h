@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_SOMEIP_TCP_CONNECTION_H
+#define QOR_SOMEIP_TCP_CONNECTION_H
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <asio/ip/tcp.hpp>
+
+#include "platform/someip/endpoint.h"
+#include "platform/someip/message.h"
+#include "platform/someip/stream_framer.h"
+
+namespace qor::someip {
+
+struct TcpLimits {
+  std::size_t maxPayload = 0;  ///< bytes; a peer that announces more is no peer
+  std::size_t maxQueued = 0;   ///< bytes that wait for the peer to read; one that lets more wait is dropped
+};
+
+/// One TCP connection that carries SOME/IP messages. What is sent goes straight to the system as long as that takes it,
+/// and waits in a queue of the connection else. Handlers run on the loop's thread; Send and Close are for any thread.
+class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // shared with what the loop holds
+ public:
+  /// Whole messages, without magic cookies. The payload is valid during the call.
+  using MessageHandler = StreamFramer::Handler;
+  /// Called once when the connection ends by itself: by the peer, by a fault, or because the peer does not read.
+  using ClosedHandler = std::function<void(const std::string& reason)>;
+
+  /// `socket` is connected.
+  TcpConnection(asio::ip::tcp::socket socket, const TcpLimits& limits);
+
+  /// Call it once.
+  void Start(MessageHandler onMessage, ClosedHandler onClosed);
+  /// One message, in two pieces; from several threads each goes in one piece. False when the connection is closed or is
+  /// closed now; true does not say that it arrives.
+  bool Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body);
+  /// Without a call of the closed handler. Called on the loop's thread, no handler is called any more.
+  void Close();
+
+  const Endpoint& Local() const { return local_; }
+  const Endpoint& Remote() const { return remote_; }
+
+ private:
+  static constexpr std::size_t kReadSize = 64U << 10U;
+
+  void Read();
+  void OnRead(std::size_t size);
+  void WaitWritableLocked();
+  void OnWritable();
+  bool WriteLocked(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body, std::size_t& written);
+  bool WriteQueueLocked();
+  void FailLocked(std::string reason);
+
+  const TcpLimits limits_;
+  const Endpoint local_;
+  const Endpoint remote_;
+
+  // Set by Start, before anything can call them.
+  MessageHandler onMessage_;
+  ClosedHandler onClosed_;
+
+  // The loop's thread.
+  StreamFramer framer_;
+  std::array<std::uint8_t, kReadSize> readBuffer_{};
+
+  enum class State : std::uint8_t { kOpen, kFailed, kClosed };
+  std::atomic<State> state_{State::kOpen};  // written under mutex_
+
+  std::mutex mutex_;
+  asio::ip::tcp::socket socket_;     // guarded by mutex_
+  std::vector<std::uint8_t> queue_;  // guarded by mutex_
+  std::size_t queueBegin_ = 0;       // guarded by mutex_; what is before has been sent
+  bool isWaiting_ = false;           // guarded by mutex_; for room to write
+};
+
+}  // namespace qor::someip
+
+#endif

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_QOREVENT_AUDIENCE_H
+#define QOR_QOREVENT_AUDIENCE_H
+
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+#include "platform/ara/core/future.h"
+#include "platform/log/qor_log.h"
+#include "src/common/query.h"
+#include "src/common/tools_common_client_manager.h"
+
+namespace qor::qorevent {
+
+/// The lines for the ways in which one daemon's answer can fail.
+struct AnswerTexts {
+  std::string_view onTimeout;
+  std::string_view onError;
+};
+
+/// The daemons that one command asks, each question to each of them in turn. One that once does not answer in time is
+/// not asked again: a command with many questions would wait for it each time. Used by one thread.
+class Audience {
+ public:
+  explicit Audience(qortools::common::ProxyList daemons)
+      : daemons_(std::move(daemons)), isComplete_(!daemons_.empty()) {}
+
+  const qortools::common::ProxyList& Daemons() const { return daemons_; }
+
+  /// Takes note of a question that was asked without the audience.
+  void Note(const common::Answers& answers) {
+    isComplete_ = isComplete_ && answers.IsAll();
+    std::erase_if(daemons_,
+                  [&](const auto& daemon) { return answers.silent.contains(daemon->GetHandle().GetInstanceId()); });
+  }
+
+  /// `question` gets a daemon's proxy and returns the future of its answer; `onAnswer` gets each answer. How many there
+  /// were; each that is missing has its line in the log.
+  template <class Question, class OnAnswer>
+  std::size_t Ask(Question question, const AnswerTexts& texts, OnAnswer onAnswer) {
+    common::Answers answers;
+    answers.asked = daemons_.size();
+    for (const auto& daemon : daemons_) {
+      auto answer = question(*daemon);
+      if (answer.wait_for(common::kAnswerLimit) == ara::core::FutureStatus::kTimeout) {
+        log_.Warn() << texts.onTimeout;
+        answers.silent.insert(daemon->GetHandle().GetInstanceId());
+        continue;
+      }
+      auto result = answer.GetResult();
+      if (!result.HasValue()) {
+        log_.Warn() << texts.onError;
+        continue;
+      }
+      ++answers.answered;
+      onAnswer(std::move(result).Value());
+    }
+    Note(answers);
+    return answers.answered;
+  }
+
+  /// Whether there are daemons, and every one answered every question.
+  bool IsComplete() const { return isComplete_; }
+
+ private:
+  QorLog log_{"QorEvent"};
+  qortools::common::ProxyList daemons_;
+  bool isComplete_;
+};
+
+}  // namespace qor::qorevent
+
+#endif

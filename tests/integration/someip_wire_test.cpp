@@ -1,0 +1,543 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/ip/udp.hpp>
+#include <asio/post.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
+#include <atomic>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/someip/service_client.h"
+#include "platform/someip/service_server.h"
+#include "platform/someip/wire_error.h"
+#include "tests/support/eventually.h"
+
+namespace qor::someip {
+namespace {
+
+using namespace std::chrono_literals;
+using asio::ip::tcp;
+using asio::ip::udp;
+using Bytes = std::vector<std::uint8_t>;
+using test::Eventually;
+
+constexpr std::uint16_t kService = 0x1234;
+constexpr std::uint8_t kVersion = 3;
+constexpr std::uint16_t kGroup = 5;
+constexpr std::uint16_t kOtherGroup = 6;
+constexpr std::uint16_t kEvent = 0x8001;
+constexpr std::uint16_t kMethod = 0x0021;
+constexpr std::size_t kLarge = 1U << 20U;
+
+Bytes Counting(std::size_t size) {
+  Bytes bytes(size);
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
+  return bytes;
+}
+
+Bytes ToBytes(std::span<const std::uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
+
+/// A loop with a thread of its own.
+class LoopThread {
+ public:
+  ~LoopThread() {
+    guard_.reset();
+    loop_.stop();
+    thread_.join();
+  }
+  asio::io_context& Loop() { return loop_; }
+
+ private:
+  asio::io_context loop_{1};
+  asio::executor_work_guard<asio::io_context::executor_type> guard_ = asio::make_work_guard(loop_);
+  std::thread thread_{[this] { loop_.run(); }};
+};
+
+/// What arrived at a handler.
+class Inbox {
+ public:
+  void Put(const MessageHeader& header, std::span<const std::uint8_t> payload) {
+    const std::lock_guard lock(mutex_);
+    headers_.push_back(header);
+    payloads_.push_back(ToBytes(payload));
+  }
+  std::size_t Size() const {
+    const std::lock_guard lock(mutex_);
+    return payloads_.size();
+  }
+  std::vector<Bytes> Payloads() const {
+    const std::lock_guard lock(mutex_);
+    return payloads_;
+  }
+  std::vector<MessageHeader> Headers() const {
+    const std::lock_guard lock(mutex_);
+    return headers_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<MessageHeader> headers_;
+  std::vector<Bytes> payloads_;
+};
+
+/// A server and a client of it on 127.0.0.1, each with a loop of its own. Requests come back as they are, unless a test
+/// says what is done with them.
+class SomeipWireTest : public testing::Test {
+ protected:
+  using RequestHandler = std::function<void(std::span<const std::uint8_t> payload, Responder)>;
+  using Ports = std::pair<std::optional<std::uint16_t>, std::optional<std::uint16_t>>;
+
+  void SetUp() override { OpenServer({0, 0}); }
+  void TearDown() override {
+    client_.reset();
+    server_.reset();
+  }
+
+  void OpenServer(const Ports& ports) {
+    ServiceServerOptions options;
+    options.serviceId = kService;
+    options.majorVersion = kVersion;
+    options.udpPort = ports.first;
+    options.tcpPort = ports.second;
+    options.maxQueued = 8U << 20U;
+    auto opened = ServiceServer::Open(
+        serverLoop_.Loop(), options,
+        [this](const MessageHeader& header, std::span<const std::uint8_t> payload, Responder responder) {
+          requests_.Put(header, payload);
+          const std::lock_guard lock(onRequestMutex_);
+          onRequest_ ? onRequest_(payload, std::move(responder)) : (void)responder.Answer(payload);
+        },
+        [this](const Endpoint&) { ++disconnects_; });
+    ASSERT_TRUE(opened) << opened.Error().Message();
+    server_ = std::move(opened).Value();
+    OpenClient();
+  }
+  void OpenClient(std::uint8_t version = kVersion) {
+    ServiceClientOptions options;
+    options.serviceId = kService;
+    options.majorVersion = version;
+    options.clientId = 0x77;
+    client_ = std::make_unique<ServiceClient>(clientLoop_.Loop(), options);
+    client_->SetServer(server_->UdpEndpoint(), server_->TcpEndpoint());
+  }
+
+  void AddEvent(EventSettings event) {
+    event.eventId = event.eventId != 0 ? event.eventId : kEvent;
+    if (event.eventgroups.empty()) {
+      event.eventgroups = {kGroup};
+    }
+    const auto added = server_->AddEvent(event);
+    ASSERT_TRUE(added) << added.Error().Message();
+  }
+  void Collect(std::uint16_t eventId = kEvent) {
+    client_->SetEventHandler(eventId, [this](const MessageHeader& header, std::span<const std::uint8_t> payload) {
+      events_.Put(header, payload);
+    });
+  }
+  Endpoint OpenUdp() {
+    const auto local = client_->OpenUdp();
+    EXPECT_TRUE(local);
+    return local ? local.Value() : Endpoint{};
+  }
+  Endpoint ConnectTcp() {
+    std::promise<Endpoint> connected;
+    client_->ConnectTcp([&connected](const auto& local) { connected.set_value(local ? local.Value() : Endpoint{}); },
+                        [this](const std::string&) { ++closed_; });
+    return connected.get_future().get();
+  }
+  void Subscribe(const Endpoint& subscriber, bool isReliable, std::uint16_t group = kGroup) {
+    ASSERT_TRUE(server_->AddSubscriber(group, subscriber, isReliable));
+  }
+
+  void OnRequest(RequestHandler handler) {
+    const std::lock_guard lock(onRequestMutex_);
+    onRequest_ = std::move(handler);
+  }
+
+  struct Outcome {
+    Answer::Status status;
+    ReturnCode code;
+    Bytes payload;
+  };
+  std::future<Outcome> Request(std::span<const std::uint8_t> payload, bool isReliable,
+                               std::chrono::milliseconds timeout = 20s) {
+    auto ended = std::make_shared<std::promise<Outcome>>();
+    client_->Request(kMethod, payload, isReliable, timeout, [ended](const Answer& answer) {
+      ended->set_value({answer.status, answer.code, ToBytes(answer.payload)});
+    });
+    return ended->get_future();
+  }
+
+  LoopThread serverLoop_;
+  LoopThread clientLoop_;
+  Inbox requests_;
+  Inbox events_;
+  std::mutex onRequestMutex_;
+  RequestHandler onRequest_;
+  std::atomic<int> disconnects_{0};
+  std::atomic<int> closed_{0};
+  std::unique_ptr<ServiceServer> server_;
+  std::unique_ptr<ServiceClient> client_;
+};
+
+TEST_F(SomeipWireTest, EventsArriveInOrderOnceWithGrowingSessions) {
+  AddEvent({.eventgroups = {kGroup, kOtherGroup}});
+  Collect();
+  const Endpoint local = OpenUdp();
+  Subscribe(local, false);
+  Subscribe(local, false, kOtherGroup);
+  for (std::uint8_t i = 0; i < 200; ++i) {
+    ASSERT_TRUE(server_->Notify(kEvent, Bytes(64, i)));
+  }
+  ASSERT_TRUE(Eventually([this] { return events_.Size() >= 200; }));
+  EXPECT_EQ(events_.Size(), 200U);
+  for (std::size_t i = 0; i < 200; ++i) {
+    EXPECT_EQ(events_.Payloads()[i], Bytes(64, static_cast<std::uint8_t>(i)));
+    EXPECT_EQ(events_.Headers()[i].sessionId, i + 1);
+  }
+  const MessageHeader header = events_.Headers()[0];
+  EXPECT_EQ(header.serviceId, kService);
+  EXPECT_EQ(header.methodId, kEvent);
+  EXPECT_EQ(header.interfaceVersion, kVersion);
+  EXPECT_EQ(header.clientId, 0);
+  EXPECT_EQ(client_->Counts().Lost(), 0U);
+
+  EXPECT_TRUE(server_->RemoveSubscriber(kGroup, local, false));
+  EXPECT_EQ(server_->SubscriberCount(kGroup), 0U);
+  EXPECT_EQ(server_->SubscriberCount(kOtherGroup), 1U);
+  server_->RemoveAllSubscribers(local);
+  EXPECT_EQ(server_->SubscriberCount(kOtherGroup), 0U);
+}
+
+TEST_F(SomeipWireTest, LargeEventsNeedSegmentsOrTcp) {
+  AddEvent({.eventId = 0x8001});
+  AddEvent({.eventId = 0x8002, .tp = TpSettings{}});
+  AddEvent({.eventId = 0x8003, .isReliable = true});
+  Subscribe(OpenUdp(), false);
+  Subscribe(ConnectTcp(), true);
+  for (const std::uint16_t eventId : std::vector<std::uint16_t>{0x8001, 0x8002, 0x8003}) {
+    Collect(eventId);
+  }
+  const auto refused = server_->Notify(0x8001, Bytes(1401));
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.Error().Value(), static_cast<int>(WireError::kTooLarge));
+  EXPECT_FALSE(server_->Notify(0x8002, Bytes((16U << 20U) + 1)));
+  EXPECT_FALSE(server_->Notify(0x8004, {}));
+  const std::vector<Bytes> sent{Counting(1400), Counting(1401), Counting(kLarge), Counting(kLarge + 5)};
+  ASSERT_TRUE(server_->Notify(0x8001, sent[0]));
+  ASSERT_TRUE(server_->Notify(0x8002, sent[1]));
+  ASSERT_TRUE(server_->Notify(0x8002, sent[2]));
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 3; }));
+  ASSERT_TRUE(server_->Notify(0x8003, sent[3]));
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 4; }));
+  EXPECT_TRUE(events_.Payloads() == sent);
+}
+
+TEST_F(SomeipWireTest, AFieldsLastPayloadGoesToNewSubscribersOnly) {
+  AddEvent({.isField = true});
+  AddEvent({.eventId = 0x8002, .isReliable = true, .isField = true});
+  Collect();
+  Collect(0x8002);
+  const Endpoint local = OpenUdp();
+  Subscribe(local, false);  // nothing was ever sent
+  server_->RemoveAllSubscribers(local);
+  ASSERT_TRUE(server_->Notify(kEvent, Counting(1)));
+  ASSERT_TRUE(server_->Notify(kEvent, Counting(2)));
+  ASSERT_TRUE(server_->Notify(0x8002, Counting(3)));
+  Subscribe(local, false);
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 1; }));
+  Subscribe(local, false);  // a renewal
+  const Endpoint tcpLocal = ConnectTcp();
+  Subscribe(tcpLocal, true);
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 2; }));
+  ASSERT_TRUE(server_->Notify(kEvent, Counting(4)));
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 3; }));
+  EXPECT_EQ(events_.Payloads(), (std::vector<Bytes>{Counting(2), Counting(3), Counting(4)}));
+}
+
+TEST_F(SomeipWireTest, AReliableSubscriberMayComeBeforeItsConnectionAndGoesWithIt) {
+  AddEvent({.isReliable = true, .isField = true});
+  Collect();
+  ASSERT_TRUE(server_->Notify(kEvent, Counting(3)));
+  // The server's loop is held, so that the subscription overtakes the connection.
+  std::promise<void> release;
+  asio::post(serverLoop_.Loop(), [&release] { release.get_future().wait(); });
+  const Endpoint local = ConnectTcp();
+  Subscribe(local, true);
+  release.set_value();
+  ASSERT_TRUE(Eventually([this] { return events_.Size() == 1; }));
+  client_->CloseTcp();
+  ASSERT_TRUE(Eventually([this] { return disconnects_ == 1; }));
+  EXPECT_EQ(server_->SubscriberCount(kGroup), 0U);
+  EXPECT_EQ(closed_, 0);
+}
+
+TEST_F(SomeipWireTest, RequestsAreAnsweredByBothTransportsInAllSizes) {
+  ASSERT_NE(ConnectTcp(), Endpoint{});
+  for (const bool isReliable : {false, true}) {
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1400}, std::size_t{1401}, kLarge}) {
+      const Outcome outcome = Request(Counting(size), isReliable).get();
+      EXPECT_EQ(outcome.status, Answer::Status::kOk) << size;
+      EXPECT_TRUE(outcome.payload == Counting(size)) << size;
+    }
+  }
+  EXPECT_EQ(requests_.Headers()[0].clientId, 0x77);
+  ASSERT_TRUE(client_->FireAndForget(kMethod, Counting(9), false));
+  ASSERT_TRUE(Eventually([this] { return requests_.Size() == 9; }));
+  EXPECT_EQ(requests_.Headers()[8].type, MessageType::kRequestNoReturn);
+}
+
+TEST_F(SomeipWireTest, AnswersMayComeLaterInAnotherOrderAndFromAnyThread) {
+  std::promise<std::vector<Responder>> all;
+  OnRequest([&all, kept = std::make_shared<std::vector<Responder>>()](auto, Responder responder) {
+    kept->push_back(std::move(responder));
+    if (kept->size() == 3) {
+      all.set_value(std::move(*kept));
+    }
+  });
+  auto first = Request({}, false);
+  auto second = Request({}, false);
+  auto third = Request({}, false);
+  std::vector<Responder> responders = all.get_future().get();
+  ASSERT_TRUE(responders[2].Answer(Counting(3)));
+  EXPECT_FALSE(responders[2].WantsAnswer());
+  ASSERT_TRUE(responders[2].Fail(ReturnCode::kNotReady));  // without effect: it was answered
+  ASSERT_TRUE(responders[1].Fail(static_cast<ReturnCode>(0x20), Counting(2)));
+  responders.erase(responders.begin());  // nobody answered it
+  EXPECT_EQ(third.get().payload, Counting(3));
+  const Outcome failed = second.get();
+  EXPECT_EQ(failed.status, Answer::Status::kError);
+  EXPECT_EQ(failed.code, static_cast<ReturnCode>(0x20));
+  EXPECT_EQ(failed.payload, Counting(2));
+  EXPECT_EQ(first.get().code, ReturnCode::kNotOk);
+}
+
+TEST_F(SomeipWireTest, RequestsEndWithTheReasonWhenThereIsNoAnswer) {
+  std::vector<Responder> kept;
+  OnRequest([&kept](auto, Responder responder) { kept.push_back(std::move(responder)); });
+  EXPECT_EQ(Request({}, true).get().status, Answer::Status::kNotSent);  // there is no connection
+  EXPECT_FALSE(client_->FireAndForget(kMethod, {}, true));
+  EXPECT_EQ(Request(Bytes((16U << 20U) + 1), false).get().status, Answer::Status::kNotSent);
+  auto slow = Request({}, false);
+  EXPECT_EQ(Request({}, false, 10ms).get().status, Answer::Status::kTimeout);
+  ASSERT_NE(ConnectTcp(), Endpoint{});
+  auto cut = Request({}, true);
+  ASSERT_TRUE(Eventually([this] { return requests_.Size() == 3; }));
+  server_.reset();
+  EXPECT_EQ(cut.get().status, Answer::Status::kConnectionLost);
+  EXPECT_EQ(closed_, 1);
+  EXPECT_FALSE(kept[0].Answer({}));  // the server is gone
+  client_.reset();
+  EXPECT_THROW(slow.get(), std::future_error);  // forgotten, not called
+}
+
+TEST_F(SomeipWireTest, WrongRequestsAreToldWhyUnlessTheyWantNoAnswer) {
+  OpenClient(kVersion + 1);
+  ASSERT_NE(ConnectTcp(), Endpoint{});
+  EXPECT_EQ(Request(Counting(3), false).get().code, ReturnCode::kWrongInterfaceVersion);
+  EXPECT_EQ(Request(Counting(3000), false).get().code, ReturnCode::kWrongInterfaceVersion);
+  EXPECT_EQ(Request(Counting(3), true).get().code, ReturnCode::kWrongInterfaceVersion);
+
+  asio::io_context loop;
+  udp::socket raw(loop, udp::endpoint(asio::ip::address_v4::loopback(), 0));
+  const udp::endpoint server(asio::ip::address_v4::loopback(), server_->UdpEndpoint()->port);
+  const auto exchange = [&](MessageHeader header) {
+    header.methodId = kMethod;
+    raw.send_to(asio::buffer(EncodeHeader(header)), server);
+    std::array<std::uint8_t, 100> answer{};
+    raw.receive(asio::buffer(answer));
+    return *DecodeHeader(answer);
+  };
+  MessageHeader header;
+  header.serviceId = kService;
+  header.interfaceVersion = kVersion;
+  // None of these is answered, so that the first answer is the next request's.
+  for (const MessageType type : {MessageType::kRequestNoReturn, MessageType::kError, MessageType::kResponse,
+                                 MessageType::kNotification, static_cast<MessageType>(0x55)}) {
+    MessageHeader silent = header;
+    silent.serviceId = kService + 1;
+    silent.type = type;
+    raw.send_to(asio::buffer(EncodeHeader(silent)), server);
+  }
+  header.sessionId = 9;
+  header.clientId = 8;
+  header.protocolVersion = 2;
+  MessageHeader answer = exchange(header);
+  EXPECT_EQ(answer.returnCode, ReturnCode::kWrongProtocolVersion);
+  EXPECT_EQ(answer.type, MessageType::kError);
+  EXPECT_EQ(answer.protocolVersion, kProtocolVersion);
+  EXPECT_EQ(answer.sessionId, 9);
+  EXPECT_EQ(answer.clientId, 8);
+  header.protocolVersion = kProtocolVersion;
+  header.serviceId = kService + 1;
+  EXPECT_EQ(exchange(header).returnCode, ReturnCode::kUnknownService);
+  EXPECT_EQ(requests_.Size(), 0U);
+}
+
+TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
+  asio::io_context loop;
+  udp::socket peer(loop, udp::endpoint(asio::ip::address_v4::loopback(), 0));
+  client_->SetServer(Endpoint{kLoopbackAddress, peer.local_endpoint().port()}, std::nullopt);
+  auto answered = Request({}, false);
+  std::array<std::uint8_t, 100> bytes{};
+  udp::endpoint from;
+  peer.receive_from(asio::buffer(bytes), from);
+  MessageHeader header = *DecodeHeader(bytes);
+  EXPECT_EQ(header.type, MessageType::kRequest);
+  udp::socket stranger(loop, udp::endpoint(asio::ip::make_address_v4("127.0.0.2"), 0));
+  header.type = MessageType::kResponse;
+  stranger.send_to(asio::buffer(EncodeHeader(header)), from);
+  header.clientId = 0x78;  // another client's
+  peer.send_to(asio::buffer(EncodeHeader(header)), from);
+  header.clientId = 0x77;
+  header.returnCode = ReturnCode::kNotReady;
+  peer.send_to(asio::buffer(EncodeHeader(header)), from);
+  const Outcome outcome = answered.get();
+  EXPECT_EQ(outcome.status, Answer::Status::kError);
+  EXPECT_EQ(outcome.code, ReturnCode::kNotReady);
+  EXPECT_EQ(client_->Counts().foreign, 1U);
+
+  peer.send_to(asio::buffer(bytes, 7), from);
+  EXPECT_TRUE(Eventually([this] { return client_->Counts().malformed == 1; }));
+  EXPECT_EQ(client_->Counts().Lost(), 1U);
+}
+
+TEST_F(SomeipWireTest, ConnectingReportsFailureAndReplacesTheFormerConnection) {
+  const auto connect = [this] {
+    std::promise<std::string> outcome;
+    client_->ConnectTcp([&outcome](const auto& local) { outcome.set_value(local ? "" : local.Error().Message()); },
+                        [this](const std::string&) { ++closed_; });
+    return outcome.get_future().get();
+  };
+  EXPECT_EQ(connect(), "");
+  EXPECT_EQ(connect(), "");
+  ASSERT_TRUE(Eventually([this] { return disconnects_ == 1; }));
+  EXPECT_EQ(closed_, 0);
+  const Endpoint gone = *server_->TcpEndpoint();
+  server_.reset();
+  ASSERT_TRUE(Eventually([this] { return closed_ == 1; }));
+  EXPECT_EQ(connect(), "cannot connect to TCP " + ToText(gone) + ": Connection refused");
+  client_->SetServer(std::nullopt, std::nullopt);
+  EXPECT_EQ(connect(), "the server's TCP endpoint is not known");
+}
+
+TEST_F(SomeipWireTest, APeerThatDoesNotReadIsDropped) {
+  AddEvent({.isReliable = true});
+  asio::io_context loop;
+  tcp::socket lazy(loop);
+  lazy.connect({asio::ip::address_v4::loopback(), server_->TcpEndpoint()->port});
+  Subscribe({kLoopbackAddress, lazy.local_endpoint().port()}, true);
+  Subscribe(ConnectTcp(), true);
+  Collect();
+  std::size_t sent = 0;
+  for (; sent < 100 && disconnects_ == 0; ++sent) {
+    ASSERT_TRUE(server_->Notify(kEvent, Counting(kLarge)));
+    ASSERT_TRUE(Eventually([&] { return events_.Size() == sent + 1; }));  // the other one reads
+  }
+  EXPECT_TRUE(Eventually([this] { return disconnects_ == 1; }));
+  EXPECT_EQ(server_->SubscriberCount(kGroup), 1U);
+  EXPECT_LT(sent, 100U);
+}
+
+TEST_F(SomeipWireTest, AStreamThatIsNoSomeipIsClosedAndCookiesAreSkipped) {
+  asio::io_context loop;
+  tcp::socket peer(loop);
+  peer.connect({asio::ip::address_v4::loopback(), server_->TcpEndpoint()->port});
+  const Bytes cookie{0xFF, 0xFF, 0, 0, 0, 0, 0, 8, 0xDE, 0xAD, 0xBE, 0xEF, 1, 1, 1, 0};
+  asio::write(peer, asio::buffer(cookie));
+  MessageHeader header;
+  header.serviceId = kService;
+  header.methodId = kMethod;
+  header.interfaceVersion = kVersion;
+  asio::write(peer, asio::buffer(EncodeHeader(header)));
+  std::array<std::uint8_t, 16> answer{};
+  asio::read(peer, asio::buffer(answer));
+  EXPECT_EQ(DecodeHeader(answer)->type, MessageType::kResponse);
+  header.protocolVersion = 7;
+  asio::write(peer, asio::buffer(EncodeHeader(header)));
+  asio::read(peer, asio::buffer(answer));
+  EXPECT_EQ(DecodeHeader(answer)->returnCode, ReturnCode::kWrongProtocolVersion);
+  asio::write(peer, asio::buffer(std::string("GET / HTTP/1.1\r\n\r\n")));
+  asio::error_code error;
+  asio::read(peer, asio::buffer(answer), error);
+  EXPECT_EQ(error, asio::error::eof);
+  EXPECT_EQ(requests_.Size(), 1U);
+}
+
+TEST_F(SomeipWireTest, OptionsAndPortsThatCannotBeAreRefused) {
+  const auto open = [this](std::optional<std::uint16_t> udpPort, std::optional<std::uint16_t> tcpPort,
+                           std::uint16_t service = kService) {
+    ServiceServerOptions options;
+    options.serviceId = service;
+    options.udpPort = udpPort;
+    options.tcpPort = tcpPort;
+    const auto opened = ServiceServer::Open(serverLoop_.Loop(), options);
+    return opened ? 0 : opened.Error().Value();
+  };
+  EXPECT_EQ(open(std::nullopt, std::nullopt), static_cast<int>(WireError::kBadArgument));
+  EXPECT_EQ(open(0, 0, 0xFFFF), static_cast<int>(WireError::kBadArgument));
+  EXPECT_EQ(open(server_->UdpEndpoint()->port, std::nullopt), static_cast<int>(WireError::kSocket));
+  EXPECT_EQ(open(std::nullopt, server_->TcpEndpoint()->port), static_cast<int>(WireError::kSocket));
+  const std::uint16_t port = server_->UdpEndpoint()->port;
+  OpenServer({0, std::nullopt});
+  EXPECT_EQ(open(port, std::nullopt), 0);  // the former server freed its port at once
+  EXPECT_FALSE(server_->AddEvent({.eventId = kEvent, .isReliable = true}));
+  EXPECT_FALSE(server_->AddEvent({.eventId = 0x1000}));
+  EXPECT_FALSE(server_->AddEvent({.eventId = kEvent, .tp = TpSettings{.maxSegmentLength = 1400}}));
+  EXPECT_FALSE(server_->AddSubscriber(kGroup, {kLoopbackAddress, 1}, true));
+}
+
+TEST_F(SomeipWireTest, BothSidesMayEndAnyTimeWhileMessagesFlow) {
+  for (int round = 0; round < 20; ++round) {
+    OpenServer({0, 0});
+    AddEvent({.eventgroups = {kGroup}});
+    AddEvent({.eventId = 0x8002, .isReliable = true});
+    Subscribe(OpenUdp(), false);
+    Subscribe(ConnectTcp(), true);
+    std::atomic<bool> isEnd{false};
+    std::atomic<bool> isGone{false};
+    std::atomic<int> seen{0};
+    for (const std::uint16_t eventId : std::vector<std::uint16_t>{kEvent, 0x8002}) {
+      client_->SetEventHandler(eventId, [&](const MessageHeader&, auto) {
+        EXPECT_FALSE(isGone);
+        ++seen;
+      });
+    }
+    std::thread sender([&] {
+      const Bytes payload(64);
+      while (!isEnd) {
+        (void)server_->Notify(kEvent, payload);
+        (void)server_->Notify(0x8002, payload);
+      }
+    });
+    auto unanswered = Request({}, round % 2 == 0);
+    ASSERT_TRUE(Eventually([&] { return seen > 10; }));
+    if (round % 4 == 0) {  // from the loop's thread, in a handler
+      client_->SetEventHandler(kEvent, [&](const MessageHeader&, auto) {
+        client_.reset();
+        isGone = true;
+      });
+      ASSERT_TRUE(Eventually([&] { return isGone.load(); }));
+    } else {
+      client_.reset();
+      isGone = true;
+    }
+    isEnd = true;
+    sender.join();
+    server_.reset();
+  }
+}
+
+}  // namespace
+}  // namespace qor::someip
