@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_SOMEIP_SD_ENDPOINT_H
+#define QOR_SOMEIP_SD_ENDPOINT_H
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace qor::someip::sd {
+
+struct Ipv4Address {
+  std::uint32_t value = 0;  ///< in the host's byte order: 127.0.0.1 is 0x7F000001
+
+  /// From four decimal numbers with dots, nothing else.
+  static std::optional<Ipv4Address> FromText(const std::string& text);
+  std::string Text() const;
+
+  bool IsMulticast() const { return value >> 28U == 0xE; }
+  /// Whether one host can have it: not 0.x.x.x, not multicast or above.
+  bool IsHost() const { return value >> 24U != 0 && value >> 28U < 0xE; }
+
+  auto operator<=>(const Ipv4Address&) const = default;
+};
+
+/// As in the header of an IP packet.
+enum class TransportProtocol : std::uint8_t { kTcp = 6, kUdp = 17 };
+
+struct Endpoint {
+  Ipv4Address address;
+  std::uint16_t port = 0;
+  TransportProtocol protocol = TransportProtocol::kUdp;
+
+  auto operator<=>(const Endpoint&) const = default;
+};
+
+/// Where a service or a subscriber is reached: at most once over each protocol.
+struct Endpoints {
+  std::optional<Endpoint> udp;
+  std::optional<Endpoint> tcp;
+
+  auto operator<=>(const Endpoints&) const = default;
+};
+
+}  // namespace qor::someip::sd
+
+#endif
