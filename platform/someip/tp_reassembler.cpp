@@ -61,10 +61,9 @@ std::optional<TpMessage> TpReassembler::Take(const Endpoint& source, const Messa
       Close(*slot, true);
     }
     return std::nullopt;
-  } else if (slot->state == State::kClosed) {
-    return std::nullopt;
-  } else if (header.sessionId != 0 && tp->offset + piece.size() <= slot->buffer.size()) {
-    return std::nullopt;  // a repetition; without session ids it could be another message's
+  } else if (slot->state == State::kClosed ||
+             (header.sessionId != 0 && tp->offset + piece.size() <= slot->buffer.size())) {
+    return std::nullopt;  // a late one or a repetition; without session ids it could be another message's
   }
 
   if (tp->offset != slot->buffer.size() || !Append(*slot, piece)) {
