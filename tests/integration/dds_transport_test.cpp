@@ -246,7 +246,7 @@ TEST_F(DdsTransportTest, WhatIsNoMbufSampleIsNeitherSentNorReceived) {
   EXPECT_EQ(capture.CountContaining("it is no mbuf sample"), 1U);
   const auto foreign = Writer(plain);
   EXPECT_TRUE(writer->IsMbuf() && !foreign->IsMbuf());
-  ASSERT_TRUE(Eventually([&] { return reader->MatchedWriters() == 2; }));
+  ASSERT_TRUE(Eventually([&] { return reader->MatchedWriters() == 2 && foreign->MatchedReaders() == 1; }));
   Send(*foreign, Pattern(3));
   Send(*foreign, dp::EncodeMbufSample({}));
   ASSERT_TRUE(received.WaitForCount(1));
