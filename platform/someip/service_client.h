@@ -17,6 +17,7 @@
 #include "platform/someip/event_handlers.h"
 #include "platform/someip/message.h"
 #include "platform/someip/pending_requests.h"
+#include "platform/someip/service_client_counts.h"
 #include "platform/someip/tp.h"
 
 namespace qor::someip {
@@ -32,15 +33,6 @@ struct ServiceClientOptions {
   std::size_t maxQueued = 64U << 20U;       ///< bytes waiting to go out by TCP before the connection is given up
   std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for the UDP socket
   TpSettings requestTp;                     ///< for requests by UDP that need more than one datagram
-};
-
-struct ServiceClientCounts {
-  std::uint64_t kernelDrops = 0;  ///< datagrams that found the receive buffer full
-  std::uint64_t malformed = 0;    ///< datagrams that are no SOME/IP
-  std::uint64_t tpDropped = 0;    ///< segmented messages that did not become whole
-  std::uint64_t foreign = 0;      ///< messages of another service, version or host; not for us, so not lost
-
-  std::uint64_t Lost() const { return kernelDrops + malformed + tpDropped; }
 };
 
 /// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, event handlers, and
