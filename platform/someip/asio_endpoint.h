@@ -9,9 +9,11 @@
 
 namespace qor::someip {
 
+inline asio::ip::address_v4 ToAsio(Ipv4Address address) { return asio::ip::address_v4(address.value); }
+
 template <class Protocol>
 asio::ip::basic_endpoint<Protocol> ToAsio(const Endpoint& endpoint) {
-  return {asio::ip::address_v4(endpoint.address.value), endpoint.port};
+  return {ToAsio(endpoint.address), endpoint.port};
 }
 
 /// With address 0.0.0.0 unless it is an IPv4 one.

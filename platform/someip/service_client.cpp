@@ -55,6 +55,8 @@ class ServiceClient::Core : public MessageSink, public std::enable_shared_from_t
     return opened.Value()->Local();
   }
 
+  UdpReception& Reception() { return *reception_; }
+
   void ConnectTcp(ConnectHandler onConnected, ClosedHandler onClosed) {
     connection_->Connect(Server().tcp, std::move(onConnected), std::move(onClosed));
   }
@@ -177,6 +179,10 @@ ServiceClient::~ServiceClient() { core_->Close(); }
 void ServiceClient::SetServer(const Endpoints& server) { core_->SetServer(server); }
 
 ara::core::Result<Endpoint> ServiceClient::OpenUdp() { return core_->OpenUdp(); }
+
+ara::core::Result<void> ServiceClient::JoinMulticast(const Endpoint& group) { return core_->Reception().Join(group); }
+
+void ServiceClient::LeaveMulticast(const Endpoint& group) { core_->Reception().Leave(group); }
 
 void ServiceClient::ConnectTcp(ConnectHandler onConnected, ClosedHandler onClosed) {
   core_->ConnectTcp(std::move(onConnected), std::move(onClosed));

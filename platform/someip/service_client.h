@@ -29,15 +29,16 @@ struct ServiceClientOptions {
   Ipv4Address localAddress = kLoopbackAddress;
   std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
   std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
-  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, together
+  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, of each socket
   std::size_t maxQueued = 64U << 20U;       ///< bytes waiting to go out by TCP before the connection is given up
-  std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for the UDP socket
+  std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for each UDP socket
   TpSettings requestTp;                     ///< for requests by UDP that need more than one datagram
 };
 
-/// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, event handlers, and
-/// requests with their answers and time-outs. To find the server and to subscribe is service discovery's business: open
-/// the transport first, then subscribe with the endpoint that it has.
+/// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, multicast groups,
+/// event handlers, and requests with their answers and time-outs. To find the server and to subscribe is service
+/// discovery's business: open the transport first, then subscribe with the endpoint that it has; join the group that
+/// the server acknowledges with.
 ///
 /// All methods may be called from any thread. Handlers run on the thread that runs the io_context (one thread), with no
 /// lock held. The destructor waits for a handler that is running, unless it is called from one; requests without an
@@ -59,6 +60,12 @@ class ServiceClient {
 
   /// Opens the UDP socket on any free port, or says which endpoint it has when it is open. Error: kSocket.
   ara::core::Result<Endpoint> OpenUdp();
+  /// Receives also what the server sends to this group and port, on the interface that has the local address; from then
+  /// on events come both ways. As often as a group was joined it has to be left. The membership ends when the interface
+  /// loses the address. Errors: kBadArgument, kSocket.
+  ara::core::Result<void> JoinMulticast(const Endpoint& group);
+  /// What has arrived before can still be handed out.
+  void LeaveMulticast(const Endpoint& group);
   /// Connects anew to the server's TCP endpoint; an earlier connection or attempt ends without a call of its handlers.
   /// `onConnected` is called once; `onClosed` once, when a connection that was made ends by itself. An attempt to reach
   /// a host that does not answer takes some seconds.

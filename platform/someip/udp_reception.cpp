@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/someip/wire_error.h"
+
 namespace qor::someip {
 
 /// What a reader calls.
@@ -23,43 +25,87 @@ struct UdpReception::Visitor {
 
 UdpReception::UdpReception(asio::io_context& loop, std::shared_ptr<CallbackGate> gate,
                            const UdpReceptionSettings& settings, std::weak_ptr<MessageSink> sink)
-    : loop_(loop), gate_(std::move(gate)), settings_(settings), sink_(std::move(sink)), reader_(settings.segments) {}
+    : loop_(loop), gate_(std::move(gate)), settings_(settings), sink_(std::move(sink)) {}
 
 ara::core::Result<std::shared_ptr<UdpSocket>> UdpReception::Open() {
   const std::lock_guard lock(mutex_);
-  if (socket_ == nullptr) {
+  if (!own_) {
     auto opened = UdpSocket::Open(loop_, {settings_.localAddress, 0}, settings_.receiveBuffer);
     if (!opened) {
       return opened.Error();
     }
-    socket_ = std::move(opened).Value();
-    socket_->Receive([weak = weak_from_this()](std::span<const IncomingDatagram> batch) {
-      if (const auto self = weak.lock()) {
-        self->OnBatch(batch);
-      }
-    });
+    own_ = Receive(std::move(opened).Value());
   }
-  return socket_;
+  return own_->socket;
+}
+
+ara::core::Result<void> UdpReception::Join(const Endpoint& group) {
+  if (!group.address.IsMulticast() || group.port == 0) {
+    return MakeError(WireError::kBadArgument, group.Text() + " is no multicast group with a port");
+  }
+  const std::lock_guard lock(mutex_);
+  auto found = groups_.find(group);
+  if (found == groups_.end()) {
+    auto opened = UdpSocket::OpenGroup(loop_, group, settings_.localAddress, settings_.receiveBuffer);
+    if (!opened) {
+      return opened.Error();
+    }
+    found = groups_.emplace(group, Group{Receive(std::move(opened).Value())}).first;
+  }
+  ++found->second.joins;
+  return {};
+}
+
+void UdpReception::Leave(const Endpoint& group) {
+  const std::lock_guard lock(mutex_);
+  const auto found = groups_.find(group);
+  if (found != groups_.end() && --found->second.joins == 0) {
+    found->second.channel.socket->Close();
+    found->second.channel.AddTo(left_);
+    groups_.erase(found);
+  }
 }
 
 void UdpReception::Close() {
   const std::lock_guard lock(mutex_);
-  if (socket_ != nullptr) {
-    socket_->Close();
+  if (own_) {
+    own_->socket->Close();
+  }
+  for (const auto& [endpoint, group] : groups_) {
+    group.channel.socket->Close();
   }
 }
 
 ServiceClientCounts UdpReception::Counts() const {
-  ServiceClientCounts counts;
-  counts.malformed = reader_.Malformed();
-  counts.tpDropped = reader_.TpDropped();
-  counts.foreign = foreign_.load(std::memory_order_relaxed);
   const std::lock_guard lock(mutex_);
-  counts.kernelDrops = socket_ != nullptr ? socket_->KernelDrops() : 0;
+  ServiceClientCounts counts = left_;
+  counts.foreign = foreign_.load(std::memory_order_relaxed);
+  if (own_) {
+    own_->AddTo(counts);
+  }
+  for (const auto& [endpoint, group] : groups_) {
+    group.channel.AddTo(counts);
+  }
   return counts;
 }
 
-void UdpReception::OnBatch(std::span<const IncomingDatagram> batch) {
+void UdpReception::Channel::AddTo(ServiceClientCounts& counts) const {
+  counts.kernelDrops += socket->KernelDrops();
+  counts.malformed += reader->Malformed();
+  counts.tpDropped += reader->TpDropped();
+}
+
+UdpReception::Channel UdpReception::Receive(std::shared_ptr<UdpSocket> socket) {
+  Channel channel{std::move(socket), std::make_shared<MessageReader>(settings_.segments)};
+  channel.socket->Receive([weak = weak_from_this(), reader = channel.reader](std::span<const IncomingDatagram> batch) {
+    if (const auto self = weak.lock()) {
+      self->OnBatch(*reader, batch);
+    }
+  });
+  return channel;
+}
+
+void UdpReception::OnBatch(MessageReader& reader, std::span<const IncomingDatagram> batch) {
   const auto sink = sink_.lock();
   const auto pass = gate_->Enter();
   if (sink == nullptr) {
@@ -71,7 +117,7 @@ void UdpReception::OnBatch(std::span<const IncomingDatagram> batch) {
     if (gate_->IsClosed()) {
       return;
     }
-    reader_.Read(datagram.bytes, datagram.source, now, visitor);
+    reader.Read(datagram.bytes, datagram.source, now, visitor);
   }
 }
 

@@ -5,8 +5,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 
 #include <asio/io_context.hpp>
@@ -38,6 +40,9 @@ class UdpReception : public std::enable_shared_from_this<UdpReception> {  // sha
 
   /// The client's socket, which is opened on any free port when it is not open yet. Error: kSocket.
   ara::core::Result<std::shared_ptr<UdpSocket>> Open();
+  /// What ServiceClient::JoinMulticast and LeaveMulticast say.
+  ara::core::Result<void> Join(const Endpoint& group);
+  void Leave(const Endpoint& group);
   /// Messages from other hosts are foreign; 0.0.0.0: from none.
   void SetSource(Ipv4Address source) { source_.store(source, std::memory_order_relaxed); }
   void Close();
@@ -46,8 +51,21 @@ class UdpReception : public std::enable_shared_from_this<UdpReception> {  // sha
 
  private:
   struct Visitor;
+  /// A socket, and its datagrams on their way to messages: what comes by different sockets is not in order, so that the
+  /// segments of each are put together apart.
+  struct Channel {
+    std::shared_ptr<UdpSocket> socket;      // shared with the loop and with senders
+    std::shared_ptr<MessageReader> reader;  // the loop's thread; shared with the socket's handler
 
-  void OnBatch(std::span<const IncomingDatagram> batch);
+    void AddTo(ServiceClientCounts& counts) const;
+  };
+  struct Group {
+    Channel channel;
+    std::size_t joins = 0;
+  };
+
+  Channel Receive(std::shared_ptr<UdpSocket> socket);
+  void OnBatch(MessageReader& reader, std::span<const IncomingDatagram> batch);
   bool Accept(const MessageHeader& header, Ipv4Address source);
 
   asio::io_context& loop_;
@@ -56,10 +74,11 @@ class UdpReception : public std::enable_shared_from_this<UdpReception> {  // sha
   const std::weak_ptr<MessageSink> sink_;
   std::atomic<Ipv4Address> source_{};
   std::atomic<std::uint64_t> foreign_{0};
-  MessageReader reader_;  // the loop's thread
 
-  mutable std::mutex mutex_;
-  std::shared_ptr<UdpSocket> socket_;  // guarded by mutex_; null: not opened; shared with the loop and with senders
+  mutable std::mutex mutex_;          // guards all that follows
+  std::optional<Channel> own_;        // nothing: not opened
+  std::map<Endpoint, Group> groups_;  // that are joined
+  ServiceClientCounts left_;          // of groups that were left
 };
 
 }  // namespace qor::someip

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
+#include <asio/ip/multicast.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/ip/udp.hpp>
 #include <asio/post.hpp>
@@ -123,11 +125,14 @@ class SomeipWireTest : public testing::Test {
     server_ = std::move(opened).Value();
     OpenClient();
   }
-  void OpenClient(std::uint8_t version = kVersion) {
+  static ServiceClientOptions ClientOptions() {
     ServiceClientOptions options;
     options.serviceId = kService;
-    options.majorVersion = version;
+    options.majorVersion = kVersion;
     options.clientId = 0x77;
+    return options;
+  }
+  void OpenClient(const ServiceClientOptions& options = ClientOptions()) {
     client_ = std::make_unique<ServiceClient>(clientLoop_.Loop(), options);
     client_->SetServer({server_->UdpEndpoint(), server_->TcpEndpoint()});
   }
@@ -355,7 +360,9 @@ TEST_F(SomeipWireTest, RequestsEndWithTheReasonWhenThereIsNoAnswer) {
 }
 
 TEST_F(SomeipWireTest, WrongRequestsAreToldWhyUnlessTheyWantNoAnswer) {
-  OpenClient(kVersion + 1);
+  ServiceClientOptions otherVersion = ClientOptions();
+  otherVersion.majorVersion = kVersion + 1;
+  OpenClient(otherVersion);
   ASSERT_NE(ConnectTcp(), Endpoint{});
   EXPECT_EQ(Request(Counting(3), false).get().code, ReturnCode::kWrongInterfaceVersion);
   EXPECT_EQ(Request(Counting(3000), false).get().code, ReturnCode::kWrongInterfaceVersion);
@@ -423,6 +430,122 @@ TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
   peer.send_to(asio::buffer(bytes, 7), from);
   EXPECT_TRUE(Eventually([this] { return client_->Counts().malformed == 1; }));
   EXPECT_EQ(client_->Counts().Lost(), 1U);
+}
+
+/// Sends by hand, also to a group on the loopback interface. While it is there nobody else has the number of its port,
+/// which makes it fit for the group's.
+class RawSender {
+ public:
+  explicit RawSender(const char* address = "127.0.0.1") : socket_(loop_, {asio::ip::make_address_v4(address), 0}) {
+    socket_.set_option(asio::ip::multicast::outbound_interface(asio::ip::make_address_v4("127.0.0.1")));
+    socket_.set_option(asio::ip::multicast::hops(0));
+  }
+  Endpoint Group() const { return {*Ipv4Address::FromText("239.77.0.1"), socket_.local_endpoint().port()}; }
+
+  void SendEvent(const Endpoint& to, std::span<const std::uint8_t> payload, std::uint16_t service = kService) {
+    MessageHeader header = Header(service, 0);
+    header.SetPayloadSize(payload.size());
+    Send(to, EncodeHeader(header), payload);
+  }
+  void SendSegment(const Endpoint& to, const Bytes& payload, std::uint16_t session, std::size_t index) {
+    const TpSegment segment = MakeSegment(Header(kService, session), payload, kMaxSegmentLength, index);
+    Send(to, segment.head, segment.piece);
+  }
+  void Send(const Endpoint& to, std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
+    const std::array<asio::const_buffer, 2> parts{asio::buffer(head.data(), head.size()),
+                                                  asio::buffer(body.data(), body.size())};
+    socket_.send_to(parts, {asio::ip::address_v4(to.address.value), to.port});
+  }
+
+ private:
+  static MessageHeader Header(std::uint16_t service, std::uint16_t session) {
+    MessageHeader header;
+    header.serviceId = service;
+    header.methodId = kEvent;
+    header.sessionId = session;
+    header.interfaceVersion = kVersion;
+    header.type = MessageType::kNotification;
+    return header;
+  }
+
+  asio::io_context loop_;
+  udp::socket socket_;
+};
+
+TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly) {
+  RawSender server;
+  RawSender stranger("127.0.0.2");
+  const Endpoint group = server.Group();
+  Collect();
+  const Endpoint own = OpenUdp();
+  ServiceClient second(clientLoop_.Loop(), ClientOptions());
+  second.SetServer({server_->UdpEndpoint(), std::nullopt});
+  Inbox atSecond;
+  second.SetEventHandler(kEvent, [&](const MessageHeader& header, auto payload) { atSecond.Put(header, payload); });
+  ASSERT_TRUE(client_->JoinMulticast(group));
+  ASSERT_TRUE(client_->JoinMulticast(group));  // for another eventgroup
+  ASSERT_TRUE(second.JoinMulticast(group));
+
+  stranger.SendEvent(group, Counting(1));
+  server.SendEvent(group, Counting(2), kService + 1);
+  server.Send(group, {}, Counting(3));
+  server.SendEvent(group, Counting(4));
+  // Segments of two messages of one event, each by its own way.
+  for (const std::size_t index : {0U, 1U}) {
+    server.SendSegment(group, Counting(1500), 8, index);
+    server.SendSegment(own, Counting(1600), 9, index);
+  }
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 3 && atSecond.Size() == 2; }));
+  EXPECT_THAT(events_.Payloads(), testing::UnorderedElementsAre(Counting(4), Counting(1500), Counting(1600)));
+  EXPECT_EQ(atSecond.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1500)}));
+  EXPECT_EQ(client_->Counts().foreign, 2U);
+
+  client_->LeaveMulticast(group);
+  server.SendEvent(group, Counting(5));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
+  client_->LeaveMulticast(group);
+  server.SendEvent(group, Counting(6));
+  server.SendEvent(own, Counting(7));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 5 && atSecond.Size() == 4; }));
+  EXPECT_EQ(events_.Payloads().back(), Counting(7));
+  EXPECT_EQ(client_->Counts().malformed, 1U) << "counts outlive the membership";
+
+  const auto join = [](ServiceClient& client, const Endpoint& to) { return client.JoinMulticast(to).Error().Value(); };
+  EXPECT_EQ(join(second, {kLoopbackAddress, group.port}), static_cast<int>(WireError::kBadArgument));
+  EXPECT_EQ(join(second, {group.address, 0}), static_cast<int>(WireError::kBadArgument));
+  ServiceClientOptions elsewhere = ClientOptions();
+  elsewhere.localAddress = *Ipv4Address::FromText("192.0.2.1");
+  OpenClient(elsewhere);
+  EXPECT_EQ(join(*client_, group), static_cast<int>(WireError::kSocket));
+}
+
+TEST_F(SomeipWireTest, DatagramsThatFindTheBufferFullAreCounted) {
+  ServiceClientOptions options = ClientOptions();
+  options.receiveBuffer = 1;  // the system gives more
+  OpenClient(options);
+  Collect();
+  RawSender server;
+  const Endpoint own = OpenUdp();
+  ASSERT_TRUE(client_->JoinMulticast(server.Group()));
+  std::promise<void> release;
+  asio::post(clientLoop_.Loop(), [&release] { release.get_future().wait(); });
+  for (int i = 0; i < 100; ++i) {
+    server.SendEvent(own, Counting(1000));
+    server.SendEvent(server.Group(), Counting(1000));
+  }
+  release.set_value();
+  // What arrives tells how many were lost before.
+  std::size_t sent = 200;
+  EXPECT_TRUE(Eventually([&] {
+    if (events_.Size() + client_->Counts().kernelDrops == sent) {
+      return true;
+    }
+    server.SendEvent(own, {});
+    server.SendEvent(server.Group(), {});
+    sent += 2;
+    return false;
+  }));
+  EXPECT_LT(events_.Size(), 150U);
 }
 
 TEST_F(SomeipWireTest, ConnectingReportsFailureAndReplacesTheFormerConnection) {

@@ -16,6 +16,7 @@
 
 #include "platform/log/qor_log.h"
 #include "platform/someip/asio_endpoint.h"
+#include "platform/someip/group_socket.h"
 #include "platform/someip/sd/interface_watch.h"
 
 namespace qor::someip::sd {
@@ -101,22 +102,10 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
     std::array<std::uint8_t, kMaxDatagram> buffer{};
   };
 
-  /// Bound to the group it takes multicast alone; SO_REUSEADDR lets every program of the host listen so.
   asio::error_code OpenMulticast() {
-    udp::socket& socket = multicast_.socket;
-    asio::error_code error;
-    socket.open(udp::v4(), error);
+    asio::error_code error = OpenGroupSocket(multicast_.socket, {options_.group, kSdPort});
     if (!error) {
-      socket.set_option(udp::socket::reuse_address(true), error);
-    }
-    if (!error) {
-      error = SetIpOption(socket, IP_MULTICAST_ALL, int{0});  // not what others joined on other interfaces
-    }
-    if (!error) {
-      socket.bind(EndpointAt(options_.group), error);
-    }
-    if (!error) {
-      socket.non_blocking(true, error);
+      multicast_.socket.non_blocking(true, error);
     }
     return error;
   }
