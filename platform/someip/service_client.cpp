@@ -23,7 +23,8 @@ class ServiceClient::Core : public MessageSink, public std::enable_shared_from_t
     const MessageFilter filter{options_.serviceId, options_.majorVersion};
     connection_ = std::make_shared<ClientConnection>(
         loop, gate_,
-        ClientConnectionSettings{filter, options_.localAddress, {options_.maxMessageSize, options_.maxQueued}},
+        ClientConnectionSettings{
+            filter, options_.localAddress, {options_.maxMessageSize, options_.maxQueued, options_.halfMessage}},
         weak_from_this(), [requests = requests_] { requests->EndReliable(); });
     reception_ = std::make_shared<UdpReception>(
         loop, gate_,

@@ -27,12 +27,13 @@ struct ServiceClientOptions {
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
   Ipv4Address localAddress = kLoopbackAddress;
-  std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
-  std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
-  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, of each socket
-  std::size_t maxQueued = 64U << 20U;       ///< bytes waiting to go out by TCP before the connection is given up
-  std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for each UDP socket
-  TpSettings requestTp;                     ///< for requests by UDP that need more than one datagram
+  std::uint16_t clientId = 0;                   ///< must be unique among the clients of the server
+  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are dropped or refused
+  std::size_t maxUnfinished = 64U << 20U;       ///< bytes of segmented messages that are not whole yet, of each socket
+  std::size_t maxQueued = 64U << 20U;           ///< bytes waiting to go out by TCP before the connection is given up
+  std::chrono::milliseconds halfMessage{5000};  ///< in which the server has to bring a message that it began by TCP
+  std::size_t receiveBuffer = 8U << 20U;        ///< bytes asked for each UDP socket
+  TpSettings requestTp;                         ///< for requests by UDP that need more than one datagram
 };
 
 /// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, multicast groups,

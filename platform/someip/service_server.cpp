@@ -148,8 +148,8 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     if (!pass) {
       return;
     }
-    const auto connection =
-        std::make_shared<TcpConnection>(std::move(socket), TcpLimits{options_.maxMessageSize, options_.maxQueued});
+    const auto connection = std::make_shared<TcpConnection>(
+        std::move(socket), TcpLimits{options_.maxMessageSize, options_.maxQueued, options_.halfMessage});
     if (!notifier_.AddConnection(connection, options_.maxConnections)) {
       kLog.Warn("ServiceServer_Full_" + tcp_->Local().Text(), kLogIntervalMs)
           << "A connection to service " << options_.serviceId << " was closed: there are " << options_.maxConnections

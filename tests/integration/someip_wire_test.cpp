@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/multicast.hpp>
@@ -98,21 +98,23 @@ class Inbox {
 class SomeipWireTest : public testing::Test {
  protected:
   using RequestHandler = std::function<void(std::span<const std::uint8_t> payload, Responder)>;
-  using Ports = std::pair<std::optional<std::uint16_t>, std::optional<std::uint16_t>>;
 
-  void SetUp() override { OpenServer({0, 0}); }
+  void SetUp() override { OpenServer(ServerOptions()); }
   void TearDown() override {
     client_.reset();
     server_.reset();
   }
 
-  void OpenServer(const Ports& ports) {
+  static ServiceServerOptions ServerOptions() {
     ServiceServerOptions options;
     options.serviceId = kService;
     options.majorVersion = kVersion;
-    options.udpPort = ports.first;
-    options.tcpPort = ports.second;
+    options.udpPort = 0;
+    options.tcpPort = 0;
     options.maxQueued = 8U << 20U;
+    return options;
+  }
+  void OpenServer(const ServiceServerOptions& options) {
     auto opened = ServiceServer::Open(
         serverLoop_.Loop(), options,
         [this](const MessageHeader& header, std::span<const std::uint8_t> payload, Responder responder) {
@@ -489,14 +491,15 @@ TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly
   stranger.SendEvent(group, Counting(1));
   server.SendEvent(group, Counting(2), kService + 1);
   server.Send(group, {}, Counting(3));
+  server.SendSegment(group, Counting(1500), 8, 0);
   server.SendEvent(group, Counting(4));
-  // Segments of two messages of one event, each by its own way.
-  for (const std::size_t index : {0U, 1U}) {
-    server.SendSegment(group, Counting(1500), 8, index);
-    server.SendSegment(own, Counting(1600), 9, index);
-  }
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 1; }));
+  server.SendSegment(own, Counting(1600), 9, 0);
+  server.SendSegment(own, Counting(1600), 9, 1);
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 2; }));
+  server.SendSegment(group, Counting(1500), 8, 1);
   ASSERT_TRUE(Eventually([&] { return events_.Size() == 3 && atSecond.Size() == 2; }));
-  EXPECT_THAT(events_.Payloads(), testing::UnorderedElementsAre(Counting(4), Counting(1500), Counting(1600)));
+  EXPECT_EQ(events_.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1600), Counting(1500)}));
   EXPECT_EQ(atSecond.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1500)}));
   EXPECT_EQ(client_->Counts().foreign, 2U);
 
@@ -589,6 +592,61 @@ TEST_F(SomeipWireTest, APeerThatDoesNotReadIsDropped) {
   EXPECT_LT(sent, 100U);
 }
 
+TEST_F(SomeipWireTest, APeerThatSendsHalfAMessageIsDropped) {
+  using Clock = std::chrono::steady_clock;
+  constexpr auto kLimit = 50ms;
+  ServiceServerOptions serverOptions = ServerOptions();
+  serverOptions.halfMessage = kLimit;
+  OpenServer(serverOptions);
+  ServiceClientOptions clientOptions = ClientOptions();
+  clientOptions.halfMessage = kLimit;
+  OpenClient(clientOptions);
+  ASSERT_NE(ConnectTcp(), Endpoint{});  // silent, but not in a message
+  asio::io_context loop;
+  asio::error_code error;
+  std::array<std::uint8_t, kHeaderSize> answer{};
+  const auto connect = [&] {
+    tcp::socket peer(loop);
+    peer.connect({asio::ip::address_v4::loopback(), server_->TcpEndpoint()->port});
+    return peer;
+  };
+  MessageHeader header;
+  header.serviceId = kService;
+  header.methodId = kMethod;
+  header.interfaceVersion = kVersion;
+  auto message = EncodeHeader(header);
+
+  // Always in a message, but never for long.
+  tcp::socket busy = connect();
+  auto begun = Clock::now();
+  asio::write(busy, asio::buffer(message, 5));
+  std::rotate(message.begin(), message.begin() + 5, message.end());
+  for (const auto end = begun + 3 * kLimit; Clock::now() < end && !error;) {
+    const auto now = Clock::now();
+    asio::write(busy, asio::buffer(message), error);
+    asio::read(busy, asio::buffer(answer), error);
+    EXPECT_TRUE(!error || Clock::now() - begun >= kLimit) << error.message();
+    begun = now;
+  }
+
+  // A byte now and then is not enough.
+  tcp::socket slow = connect();
+  header.SetPayloadSize(kLarge);
+  asio::write(slow, asio::buffer(EncodeHeader(header)));
+  EXPECT_TRUE(Eventually([&] {
+    asio::write(slow, asio::buffer("x", 1), error);
+    return static_cast<bool>(error);
+  }));
+  EXPECT_EQ(closed_, 0);
+
+  tcp::acceptor acceptor(loop, {asio::ip::address_v4::loopback(), 0});
+  client_->SetServer({std::nullopt, Endpoint{kLoopbackAddress, acceptor.local_endpoint().port()}});
+  ASSERT_NE(ConnectTcp(), Endpoint{});
+  tcp::socket server = acceptor.accept();
+  asio::write(server, asio::buffer(EncodeHeader(header)));
+  EXPECT_TRUE(Eventually([this] { return closed_ == 1; }));
+}
+
 TEST_F(SomeipWireTest, AStreamThatIsNoSomeipIsClosedAndCookiesAreSkipped) {
   asio::io_context loop;
   tcp::socket peer(loop);
@@ -629,7 +687,9 @@ TEST_F(SomeipWireTest, OptionsAndPortsThatCannotBeAreRefused) {
   EXPECT_EQ(open(server_->UdpEndpoint()->port, std::nullopt), static_cast<int>(WireError::kSocket));
   EXPECT_EQ(open(std::nullopt, server_->TcpEndpoint()->port), static_cast<int>(WireError::kSocket));
   const std::uint16_t port = server_->UdpEndpoint()->port;
-  OpenServer({0, std::nullopt});
+  ServiceServerOptions withoutTcp = ServerOptions();
+  withoutTcp.tcpPort.reset();
+  OpenServer(withoutTcp);
   EXPECT_EQ(open(port, std::nullopt), 0);  // the former server freed its port at once
   EXPECT_FALSE(server_->AddEvent({.eventId = kEvent, .isReliable = true}));
   EXPECT_FALSE(server_->AddEvent({.eventId = 0x1000}));
@@ -639,7 +699,7 @@ TEST_F(SomeipWireTest, OptionsAndPortsThatCannotBeAreRefused) {
 
 TEST_F(SomeipWireTest, BothSidesMayEndAnyTimeWhileMessagesFlow) {
   for (int round = 0; round < 20; ++round) {
-    OpenServer({0, 0});
+    OpenServer(ServerOptions());
     AddEvent({.eventgroups = {kGroup}});
     AddEvent({.eventId = 0x8002, .isReliable = true});
     Subscribe(OpenUdp(), false);
