@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 
@@ -18,6 +17,7 @@
 #include "platform/someip/event_handlers.h"
 #include "platform/someip/message.h"
 #include "platform/someip/pending_requests.h"
+#include "platform/someip/service_client_counts.h"
 #include "platform/someip/tp.h"
 
 namespace qor::someip {
@@ -26,27 +26,20 @@ struct ServiceClientOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  std::uint32_t localAddress = kLoopbackAddress;
-  std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
-  std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
-  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, together
-  std::size_t maxQueued = 64U << 20U;       ///< bytes waiting to go out by TCP before the connection is given up
-  std::size_t receiveBuffer = 8U << 20U;    ///< bytes asked for the UDP socket
-  TpSettings requestTp;                     ///< for requests by UDP that need more than one datagram
+  Ipv4Address localAddress = kLoopbackAddress;
+  std::uint16_t clientId = 0;                   ///< must be unique among the clients of the server
+  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are dropped or refused
+  std::size_t maxUnfinished = 64U << 20U;       ///< bytes of segmented messages that are not whole yet, of each socket
+  std::size_t maxQueued = 64U << 20U;           ///< bytes waiting to go out by TCP before the connection is given up
+  std::chrono::milliseconds halfMessage{5000};  ///< in which the server has to bring a message that it began by TCP
+  std::size_t receiveBuffer = 8U << 20U;        ///< bytes asked for each UDP socket
+  TpSettings requestTp;                         ///< for requests by UDP that need more than one datagram
 };
 
-struct ServiceClientCounts {
-  std::uint64_t kernelDrops = 0;  ///< datagrams that found the receive buffer full
-  std::uint64_t malformed = 0;    ///< datagrams that are no SOME/IP
-  std::uint64_t tpDropped = 0;    ///< segmented messages that did not become whole
-  std::uint64_t foreign = 0;      ///< messages of another service, version or host; not for us, so not lost
-
-  std::uint64_t Lost() const { return kernelDrops + malformed + tpDropped; }
-};
-
-/// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, event handlers, and
-/// requests with their answers and time-outs. To find the server and to subscribe is service discovery's business: open
-/// the transport first, then subscribe with the endpoint that it has.
+/// The consumer's side of one service instance: one UDP socket and one TCP connection of its own, multicast groups,
+/// event handlers, and requests with their answers and time-outs. To find the server and to subscribe is service
+/// discovery's business: open the transport first, then subscribe with the endpoint that it has; join the group that
+/// the server acknowledges with.
 ///
 /// All methods may be called from any thread. Handlers run on the thread that runs the io_context (one thread), with no
 /// lock held. The destructor waits for a handler that is running, unless it is called from one; requests without an
@@ -64,10 +57,16 @@ class ServiceClient {
 
   /// Where the server is, as far as it is known. Messages by UDP are taken from the server's address only, once that is
   /// known. A TCP connection to a former endpoint stays until ConnectTcp or CloseTcp.
-  void SetServer(std::optional<Endpoint> udp, std::optional<Endpoint> tcp);
+  void SetServer(const Endpoints& server);
 
   /// Opens the UDP socket on any free port, or says which endpoint it has when it is open. Error: kSocket.
   ara::core::Result<Endpoint> OpenUdp();
+  /// Receives also what the server sends to this group and port, on the interface that has the local address; from then
+  /// on events come both ways. As often as a group was joined it has to be left. The membership ends when the interface
+  /// loses the address. Errors: kBadArgument, kSocket.
+  ara::core::Result<void> JoinMulticast(const Endpoint& group);
+  /// What has arrived before can still be handed out.
+  void LeaveMulticast(const Endpoint& group);
   /// Connects anew to the server's TCP endpoint; an earlier connection or attempt ends without a call of its handlers.
   /// `onConnected` is called once; `onClosed` once, when a connection that was made ends by itself. An attempt to reach
   /// a host that does not answer takes some seconds.

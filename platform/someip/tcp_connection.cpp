@@ -10,6 +10,8 @@
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
+#include "platform/someip/asio_endpoint.h"
+
 namespace qor::someip {
 namespace {
 
@@ -18,18 +20,14 @@ using asio::ip::tcp;
 /// A queue that was once long does not keep its memory.
 constexpr std::size_t kKeptCapacity = 256U << 10U;
 
-Endpoint ToEndpoint(const tcp::endpoint& endpoint) {
-  return {endpoint.address().is_v4() ? endpoint.address().to_v4().to_uint() : 0, endpoint.port()};
-}
-
 Endpoint LocalOf(const tcp::socket& socket) {
   asio::error_code ignored;
-  return ToEndpoint(socket.local_endpoint(ignored));
+  return FromAsio(socket.local_endpoint(ignored));
 }
 
 Endpoint RemoteOf(const tcp::socket& socket) {
   asio::error_code ignored;
-  return ToEndpoint(socket.remote_endpoint(ignored));
+  return FromAsio(socket.remote_endpoint(ignored));
 }
 
 iovec ToIovec(std::span<const std::uint8_t> bytes) {
@@ -43,6 +41,7 @@ TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
       local_(LocalOf(socket)),
       remote_(RemoteOf(socket)),
       framer_(limits.maxPayload, StreamFramer::OtherVersions::kDeliver),
+      halfMessage_(socket.get_executor()),
       socket_(std::move(socket)) {
   asio::error_code ignored;
   socket_.set_option(tcp::no_delay(true), ignored);
@@ -52,6 +51,7 @@ TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
 void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {
   onMessage_ = [this, handle = std::move(onMessage)](const MessageHeader& header,
                                                      std::span<const std::uint8_t> payload) {
+    isMessageEnded_ = true;
     if (state_ == State::kOpen && !header.IsMagicCookie()) {
       handle(header, payload);
     }
@@ -77,12 +77,46 @@ void TcpConnection::Read() {
 }
 
 void TcpConnection::OnRead(std::size_t size) {
-  if (framer_.Feed(std::span(readBuffer_).first(size), onMessage_)) {
-    Read();
+  const bool wasInMessage = framer_.IsInMessage();
+  isMessageEnded_ = false;
+  if (!framer_.Feed(std::span(readBuffer_).first(size), onMessage_)) {
+    const std::lock_guard lock(mutex_);
+    FailLocked("the peer sent what is no SOME/IP message or one that is too large");
+    return;
+  }
+  if (framer_.IsInMessage() && (!wasInMessage || isMessageEnded_)) {
+    messageBegun_ = std::chrono::steady_clock::now();
+    if (!isWatching_) {
+      WatchHalfMessage();
+    }
+  }
+  Read();
+}
+
+/// The timer is not touched for each message: it looks when the present one would be overdue, and if that has become
+/// whole meanwhile, waits for the one that is there then.
+void TcpConnection::WatchHalfMessage() {
+  isWatching_ = true;
+  halfMessage_.expires_at(messageBegun_ + limits_.halfMessage);
+  halfMessage_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+    const auto self = weak.lock();
+    if (!error && self != nullptr) {
+      self->OnHalfMessageDue();
+    }
+  });
+}
+
+void TcpConnection::OnHalfMessageDue() {
+  isWatching_ = false;
+  if (!framer_.IsInMessage()) {
+    return;
+  }
+  if (messageBegun_ + limits_.halfMessage > std::chrono::steady_clock::now()) {
+    WatchHalfMessage();
     return;
   }
   const std::lock_guard lock(mutex_);
-  FailLocked("the peer sent what is no SOME/IP message or one that is too large");
+  FailLocked("the peer sent half a message and did not go on");
 }
 
 bool TcpConnection::Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
 
 #include "platform/someip/endpoint.h"
 #include "platform/someip/message.h"
@@ -24,6 +26,7 @@ namespace qor::someip {
 struct TcpLimits {
   std::size_t maxPayload = 0;  ///< bytes; a peer that announces more is no peer
   std::size_t maxQueued = 0;   ///< bytes that wait for the peer to read; one that lets more wait is dropped
+  std::chrono::milliseconds halfMessage{0};  ///< from the first byte of a message to its last
 };
 
 /// One TCP connection that carries SOME/IP messages. What is sent goes straight to the system as long as that takes it,
@@ -32,7 +35,7 @@ class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // s
  public:
   /// Whole messages, without magic cookies. The payload is valid during the call.
   using MessageHandler = StreamFramer::Handler;
-  /// Called once when the connection ends by itself: by the peer, by a fault, or because the peer does not read.
+  /// Called once when the connection ends by itself: by the peer, by a fault, or because the peer breaks a limit.
   using ClosedHandler = std::function<void(const std::string& reason)>;
 
   /// `socket` is connected.
@@ -54,6 +57,8 @@ class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // s
 
   void Read();
   void OnRead(std::size_t size);
+  void WatchHalfMessage();
+  void OnHalfMessageDue();
   void WaitWritableLocked();
   void OnWritable();
   bool WriteLocked(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body, std::size_t& written);
@@ -71,6 +76,10 @@ class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // s
   // The loop's thread.
   StreamFramer framer_;
   std::array<std::uint8_t, kReadSize> readBuffer_{};
+  bool isMessageEnded_ = false;                         // by the bytes that are being read
+  std::chrono::steady_clock::time_point messageBegun_;  // of the message that is not whole
+  asio::steady_timer halfMessage_;
+  bool isWatching_ = false;  // halfMessage_ runs
 
   enum class State : std::uint8_t { kOpen, kFailed, kClosed };
   std::atomic<State> state_{State::kOpen};  // written under mutex_

@@ -45,6 +45,10 @@ class UdpSocket : public std::enable_shared_from_this<UdpSocket> {  // shared wi
   /// as large as the system lets it. Error: kSocket.
   static ara::core::Result<std::shared_ptr<UdpSocket>> Open(asio::io_context& loop, const Endpoint& local,
                                                             std::size_t receiveBuffer);
+  /// For what is sent to a multicast group and port on the interface that has this address. Any number of sockets of a
+  /// host can take the same. The membership ends when the interface loses the address. Error: kSocket.
+  static ara::core::Result<std::shared_ptr<UdpSocket>> OpenGroup(asio::io_context& loop, const Endpoint& group,
+                                                                 Ipv4Address interface, std::size_t receiveBuffer);
   UdpSocket(asio::ip::udp::socket socket, const Endpoint& local);
 
   /// Call it once. The handler may close the socket.

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
+#include <asio/ip/multicast.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/ip/udp.hpp>
 #include <asio/post.hpp>
@@ -96,21 +98,23 @@ class Inbox {
 class SomeipWireTest : public testing::Test {
  protected:
   using RequestHandler = std::function<void(std::span<const std::uint8_t> payload, Responder)>;
-  using Ports = std::pair<std::optional<std::uint16_t>, std::optional<std::uint16_t>>;
 
-  void SetUp() override { OpenServer({0, 0}); }
+  void SetUp() override { OpenServer(ServerOptions()); }
   void TearDown() override {
     client_.reset();
     server_.reset();
   }
 
-  void OpenServer(const Ports& ports) {
+  static ServiceServerOptions ServerOptions() {
     ServiceServerOptions options;
     options.serviceId = kService;
     options.majorVersion = kVersion;
-    options.udpPort = ports.first;
-    options.tcpPort = ports.second;
+    options.udpPort = 0;
+    options.tcpPort = 0;
     options.maxQueued = 8U << 20U;
+    return options;
+  }
+  void OpenServer(const ServiceServerOptions& options) {
     auto opened = ServiceServer::Open(
         serverLoop_.Loop(), options,
         [this](const MessageHeader& header, std::span<const std::uint8_t> payload, Responder responder) {
@@ -123,13 +127,16 @@ class SomeipWireTest : public testing::Test {
     server_ = std::move(opened).Value();
     OpenClient();
   }
-  void OpenClient(std::uint8_t version = kVersion) {
+  static ServiceClientOptions ClientOptions() {
     ServiceClientOptions options;
     options.serviceId = kService;
-    options.majorVersion = version;
+    options.majorVersion = kVersion;
     options.clientId = 0x77;
+    return options;
+  }
+  void OpenClient(const ServiceClientOptions& options = ClientOptions()) {
     client_ = std::make_unique<ServiceClient>(clientLoop_.Loop(), options);
-    client_->SetServer(server_->UdpEndpoint(), server_->TcpEndpoint());
+    client_->SetServer({server_->UdpEndpoint(), server_->TcpEndpoint()});
   }
 
   void AddEvent(EventSettings event) {
@@ -355,7 +362,9 @@ TEST_F(SomeipWireTest, RequestsEndWithTheReasonWhenThereIsNoAnswer) {
 }
 
 TEST_F(SomeipWireTest, WrongRequestsAreToldWhyUnlessTheyWantNoAnswer) {
-  OpenClient(kVersion + 1);
+  ServiceClientOptions otherVersion = ClientOptions();
+  otherVersion.majorVersion = kVersion + 1;
+  OpenClient(otherVersion);
   ASSERT_NE(ConnectTcp(), Endpoint{});
   EXPECT_EQ(Request(Counting(3), false).get().code, ReturnCode::kWrongInterfaceVersion);
   EXPECT_EQ(Request(Counting(3000), false).get().code, ReturnCode::kWrongInterfaceVersion);
@@ -400,7 +409,7 @@ TEST_F(SomeipWireTest, WrongRequestsAreToldWhyUnlessTheyWantNoAnswer) {
 TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
   asio::io_context loop;
   udp::socket peer(loop, udp::endpoint(asio::ip::address_v4::loopback(), 0));
-  client_->SetServer(Endpoint{kLoopbackAddress, peer.local_endpoint().port()}, std::nullopt);
+  client_->SetServer({Endpoint{kLoopbackAddress, peer.local_endpoint().port()}, std::nullopt});
   auto answered = Request({}, false);
   std::array<std::uint8_t, 100> bytes{};
   udp::endpoint from;
@@ -425,6 +434,123 @@ TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
   EXPECT_EQ(client_->Counts().Lost(), 1U);
 }
 
+/// Sends by hand, also to a group on the loopback interface. While it is there nobody else has the number of its port,
+/// which makes it fit for the group's.
+class RawSender {
+ public:
+  explicit RawSender(const char* address = "127.0.0.1") : socket_(loop_, {asio::ip::make_address_v4(address), 0}) {
+    socket_.set_option(asio::ip::multicast::outbound_interface(asio::ip::make_address_v4("127.0.0.1")));
+    socket_.set_option(asio::ip::multicast::hops(0));
+  }
+  Endpoint Group() const { return {*Ipv4Address::FromText("239.77.0.1"), socket_.local_endpoint().port()}; }
+
+  void SendEvent(const Endpoint& to, std::span<const std::uint8_t> payload, std::uint16_t service = kService) {
+    MessageHeader header = Header(service, 0);
+    header.SetPayloadSize(payload.size());
+    Send(to, EncodeHeader(header), payload);
+  }
+  void SendSegment(const Endpoint& to, const Bytes& payload, std::uint16_t session, std::size_t index) {
+    const TpSegment segment = MakeSegment(Header(kService, session), payload, kMaxSegmentLength, index);
+    Send(to, segment.head, segment.piece);
+  }
+  void Send(const Endpoint& to, std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
+    const std::array<asio::const_buffer, 2> parts{asio::buffer(head.data(), head.size()),
+                                                  asio::buffer(body.data(), body.size())};
+    socket_.send_to(parts, {asio::ip::address_v4(to.address.value), to.port});
+  }
+
+ private:
+  static MessageHeader Header(std::uint16_t service, std::uint16_t session) {
+    MessageHeader header;
+    header.serviceId = service;
+    header.methodId = kEvent;
+    header.sessionId = session;
+    header.interfaceVersion = kVersion;
+    header.type = MessageType::kNotification;
+    return header;
+  }
+
+  asio::io_context loop_;
+  udp::socket socket_;
+};
+
+TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly) {
+  RawSender server;
+  RawSender stranger("127.0.0.2");
+  const Endpoint group = server.Group();
+  Collect();
+  const Endpoint own = OpenUdp();
+  ServiceClient second(clientLoop_.Loop(), ClientOptions());
+  second.SetServer({server_->UdpEndpoint(), std::nullopt});
+  Inbox atSecond;
+  second.SetEventHandler(kEvent, [&](const MessageHeader& header, auto payload) { atSecond.Put(header, payload); });
+  ASSERT_TRUE(client_->JoinMulticast(group));
+  ASSERT_TRUE(client_->JoinMulticast(group));  // for another eventgroup
+  ASSERT_TRUE(second.JoinMulticast(group));
+
+  stranger.SendEvent(group, Counting(1));
+  server.SendEvent(group, Counting(2), kService + 1);
+  server.Send(group, {}, Counting(3));
+  server.SendSegment(group, Counting(1500), 8, 0);
+  server.SendEvent(group, Counting(4));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 1; }));
+  server.SendSegment(own, Counting(1600), 9, 0);
+  server.SendSegment(own, Counting(1600), 9, 1);
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 2; }));
+  server.SendSegment(group, Counting(1500), 8, 1);
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 3 && atSecond.Size() == 2; }));
+  EXPECT_EQ(events_.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1600), Counting(1500)}));
+  EXPECT_EQ(atSecond.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1500)}));
+  EXPECT_EQ(client_->Counts().foreign, 2U);
+
+  client_->LeaveMulticast(group);
+  server.SendEvent(group, Counting(5));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
+  client_->LeaveMulticast(group);
+  server.SendEvent(group, Counting(6));
+  server.SendEvent(own, Counting(7));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 5 && atSecond.Size() == 4; }));
+  EXPECT_EQ(events_.Payloads().back(), Counting(7));
+  EXPECT_EQ(client_->Counts().malformed, 1U) << "counts outlive the membership";
+
+  const auto join = [](ServiceClient& client, const Endpoint& to) { return client.JoinMulticast(to).Error().Value(); };
+  EXPECT_EQ(join(second, {kLoopbackAddress, group.port}), static_cast<int>(WireError::kBadArgument));
+  EXPECT_EQ(join(second, {group.address, 0}), static_cast<int>(WireError::kBadArgument));
+  ServiceClientOptions elsewhere = ClientOptions();
+  elsewhere.localAddress = *Ipv4Address::FromText("192.0.2.1");
+  OpenClient(elsewhere);
+  EXPECT_EQ(join(*client_, group), static_cast<int>(WireError::kSocket));
+}
+
+TEST_F(SomeipWireTest, DatagramsThatFindTheBufferFullAreCounted) {
+  ServiceClientOptions options = ClientOptions();
+  options.receiveBuffer = 1;  // the system gives more
+  OpenClient(options);
+  Collect();
+  RawSender server;
+  const Endpoint own = OpenUdp();
+  ASSERT_TRUE(client_->JoinMulticast(server.Group()));
+  std::promise<void> release;
+  asio::post(clientLoop_.Loop(), [&release] { release.get_future().wait(); });
+  for (int i = 0; i < 100; ++i) {
+    server.SendEvent(own, Counting(1000));
+    server.SendEvent(server.Group(), Counting(1000));
+  }
+  release.set_value();
+  // What arrives tells how many were lost before.
+  std::size_t sent = 200;
+  EXPECT_TRUE(Eventually([&] {
+    if (events_.Size() + client_->Counts().kernelDrops == sent) {
+      return true;
+    }
+    server.SendEvent(own, {});
+    server.SendEvent(server.Group(), {});
+    sent += 2;
+    return false;
+  }));
+  EXPECT_LT(events_.Size(), 150U);
+}
+
 TEST_F(SomeipWireTest, ConnectingReportsFailureAndReplacesTheFormerConnection) {
   const auto connect = [this] {
     std::promise<std::string> outcome;
@@ -439,8 +565,8 @@ TEST_F(SomeipWireTest, ConnectingReportsFailureAndReplacesTheFormerConnection) {
   const Endpoint gone = *server_->TcpEndpoint();
   server_.reset();
   ASSERT_TRUE(Eventually([this] { return closed_ == 1; }));
-  EXPECT_EQ(connect(), "cannot connect to TCP " + ToText(gone) + ": Connection refused");
-  client_->SetServer(std::nullopt, std::nullopt);
+  EXPECT_EQ(connect(), "cannot connect to TCP " + gone.Text() + ": Connection refused");
+  client_->SetServer({});
   EXPECT_EQ(connect(), "the server's TCP endpoint is not known");
 }
 
@@ -464,6 +590,61 @@ TEST_F(SomeipWireTest, APeerThatDoesNotReadIsDropped) {
   EXPECT_TRUE(Eventually([this] { return disconnects_ == 1; }));
   EXPECT_EQ(server_->SubscriberCount(kGroup), 1U);
   EXPECT_LT(sent, 100U);
+}
+
+TEST_F(SomeipWireTest, APeerThatSendsHalfAMessageIsDropped) {
+  using Clock = std::chrono::steady_clock;
+  constexpr auto kLimit = 50ms;
+  ServiceServerOptions serverOptions = ServerOptions();
+  serverOptions.halfMessage = kLimit;
+  OpenServer(serverOptions);
+  ServiceClientOptions clientOptions = ClientOptions();
+  clientOptions.halfMessage = kLimit;
+  OpenClient(clientOptions);
+  ASSERT_NE(ConnectTcp(), Endpoint{});  // silent, but not in a message
+  asio::io_context loop;
+  asio::error_code error;
+  std::array<std::uint8_t, kHeaderSize> answer{};
+  const auto connect = [&] {
+    tcp::socket peer(loop);
+    peer.connect({asio::ip::address_v4::loopback(), server_->TcpEndpoint()->port});
+    return peer;
+  };
+  MessageHeader header;
+  header.serviceId = kService;
+  header.methodId = kMethod;
+  header.interfaceVersion = kVersion;
+  auto message = EncodeHeader(header);
+
+  // Always in a message, but never for long.
+  tcp::socket busy = connect();
+  auto begun = Clock::now();
+  asio::write(busy, asio::buffer(message, 5));
+  std::rotate(message.begin(), message.begin() + 5, message.end());
+  for (const auto end = begun + 3 * kLimit; Clock::now() < end && !error;) {
+    const auto now = Clock::now();
+    asio::write(busy, asio::buffer(message), error);
+    asio::read(busy, asio::buffer(answer), error);
+    EXPECT_TRUE(!error || Clock::now() - begun >= kLimit) << error.message();
+    begun = now;
+  }
+
+  // A byte now and then is not enough.
+  tcp::socket slow = connect();
+  header.SetPayloadSize(kLarge);
+  asio::write(slow, asio::buffer(EncodeHeader(header)));
+  EXPECT_TRUE(Eventually([&] {
+    asio::write(slow, asio::buffer("x", 1), error);
+    return static_cast<bool>(error);
+  }));
+  EXPECT_EQ(closed_, 0);
+
+  tcp::acceptor acceptor(loop, {asio::ip::address_v4::loopback(), 0});
+  client_->SetServer({std::nullopt, Endpoint{kLoopbackAddress, acceptor.local_endpoint().port()}});
+  ASSERT_NE(ConnectTcp(), Endpoint{});
+  tcp::socket server = acceptor.accept();
+  asio::write(server, asio::buffer(EncodeHeader(header)));
+  EXPECT_TRUE(Eventually([this] { return closed_ == 1; }));
 }
 
 TEST_F(SomeipWireTest, AStreamThatIsNoSomeipIsClosedAndCookiesAreSkipped) {
@@ -506,7 +687,9 @@ TEST_F(SomeipWireTest, OptionsAndPortsThatCannotBeAreRefused) {
   EXPECT_EQ(open(server_->UdpEndpoint()->port, std::nullopt), static_cast<int>(WireError::kSocket));
   EXPECT_EQ(open(std::nullopt, server_->TcpEndpoint()->port), static_cast<int>(WireError::kSocket));
   const std::uint16_t port = server_->UdpEndpoint()->port;
-  OpenServer({0, std::nullopt});
+  ServiceServerOptions withoutTcp = ServerOptions();
+  withoutTcp.tcpPort.reset();
+  OpenServer(withoutTcp);
   EXPECT_EQ(open(port, std::nullopt), 0);  // the former server freed its port at once
   EXPECT_FALSE(server_->AddEvent({.eventId = kEvent, .isReliable = true}));
   EXPECT_FALSE(server_->AddEvent({.eventId = 0x1000}));
@@ -516,7 +699,7 @@ TEST_F(SomeipWireTest, OptionsAndPortsThatCannotBeAreRefused) {
 
 TEST_F(SomeipWireTest, BothSidesMayEndAnyTimeWhileMessagesFlow) {
   for (int round = 0; round < 20; ++round) {
-    OpenServer({0, 0});
+    OpenServer(ServerOptions());
     AddEvent({.eventgroups = {kGroup}});
     AddEvent({.eventId = 0x8002, .isReliable = true});
     Subscribe(OpenUdp(), false);

@@ -15,6 +15,8 @@
 #include <asio/steady_timer.hpp>
 
 #include "platform/log/qor_log.h"
+#include "platform/someip/asio_endpoint.h"
+#include "platform/someip/group_socket.h"
 #include "platform/someip/sd/interface_watch.h"
 
 namespace qor::someip::sd {
@@ -26,7 +28,7 @@ constexpr std::size_t kMaxDatagram = 65536;
 /// After a socket has failed to receive, for want of memory for example.
 constexpr std::chrono::milliseconds kReceiveRetry{100};
 
-udp::endpoint EndpointAt(Ipv4Address address) { return {asio::ip::address_v4(address.value), kSdPort}; }
+udp::endpoint EndpointAt(Ipv4Address address) { return ToAsio<udp>({address, kSdPort}); }
 
 /// Sets a socket option of IPv4.
 template <class Value>
@@ -58,8 +60,8 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
                                               options_.group.Text() + " no multicast group");
     }
     if (const auto error = OpenMulticast()) {
-      return ara::core::ErrorCode(error.value(), "cannot listen to " + options_.group.Text() + ":" +
-                                                     std::to_string(kSdPort) + ": " + error.message());
+      return ara::core::ErrorCode(
+          error.value(), "cannot listen to " + Endpoint{options_.group, kSdPort}.Text() + ": " + error.message());
     }
     Receive(multicast_);
     watch_.emplace(loop_, options_.address, [this](InterfaceState state) { OnInterface(state); });
@@ -100,22 +102,10 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
     std::array<std::uint8_t, kMaxDatagram> buffer{};
   };
 
-  /// Bound to the group it takes multicast alone; SO_REUSEADDR lets every program of the host listen so.
   asio::error_code OpenMulticast() {
-    udp::socket& socket = multicast_.socket;
-    asio::error_code error;
-    socket.open(udp::v4(), error);
+    asio::error_code error = OpenGroupSocket(multicast_.socket, {options_.group, kSdPort});
     if (!error) {
-      socket.set_option(udp::socket::reuse_address(true), error);
-    }
-    if (!error) {
-      error = SetIpOption(socket, IP_MULTICAST_ALL, int{0});  // not what others joined on other interfaces
-    }
-    if (!error) {
-      socket.bind(EndpointAt(options_.group), error);
-    }
-    if (!error) {
-      socket.non_blocking(true, error);
+      multicast_.socket.non_blocking(true, error);
     }
     return error;
   }
@@ -221,7 +211,7 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void OnDatagram(Channel& channel, std::size_t size) {
-    const Ipv4Address sender{channel.sender.address().to_v4().to_uint()};
+    const Ipv4Address sender = FromAsio(channel.sender).address;
     if (sender == options_.address && !isListenOnly_) {
       return;  // an own one, looped back for other programs of this host
     }
