@@ -23,7 +23,7 @@ namespace qor::someip {
 
 struct TcpLimits {
   std::size_t maxPayload = 0;  ///< bytes; a peer that announces more is no peer
-  std::size_t maxQueued = 0;   ///< bytes that wait for the peer to read; one that lets more wait is dropped
+  std::size_t maxQueued = 0;   ///< bytes that wait beside one message; a peer that lets more wait is dropped
 };
 
 /// One TCP connection that carries SOME/IP messages. What is sent goes straight to the system as long as that takes it,
