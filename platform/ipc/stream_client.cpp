@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/ipc/stream_client.h"
 
+#include <sys/socket.h>
+
 #include <array>
-#include <chrono>
 #include <deque>
 #include <map>
 #include <optional>
 #include <utility>
 
-#include <asio/local/stream_protocol.hpp>
+#include <asio/generic/stream_protocol.hpp>
 #include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
 
 #include "platform/ipc/io_thread.h"
-#include "platform/ipc/unix_connect.h"
+#include "platform/ipc/stream_connector.h"
 #include "platform/someip/message.h"
 #include "platform/someip/stream_framer.h"
 
@@ -24,8 +24,12 @@ namespace {
 /// The answer to "everything" of the largest system we can think of is a few megabytes.
 constexpr std::size_t kMaxResponsePayload = 256U << 20U;
 constexpr std::size_t kReadSize = 64U << 10U;
-/// Between two attempts to connect to a peer that is behind with accepting.
-constexpr std::chrono::milliseconds kBusyRetry{20};
+
+/// The text of an error message; one without comes from the peer's transport.
+std::string ReasonOf(const someip::MessageHeader& header, std::span<const std::uint8_t> text) {
+  return text.empty() ? "the peer answered with return code " + std::to_string(static_cast<int>(header.returnCode))
+                      : std::string(text.begin(), text.end());
+}
 
 }  // namespace
 
@@ -34,35 +38,32 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
  public:
   Impl(ClosedHandler onClosed, NotificationHandler onNotification)
       : socket_(IoThread()),
-        retryTimer_(IoThread()),
         framer_(kMaxResponsePayload),
         onClosed_(std::move(onClosed)),
         onNotification_(std::move(onNotification)) {}
 
-  void Connect(const std::string& path) {
-    if (failure_) {
-      return;
-    }
-    ConnectAttempt attempt = ConnectUnix(path);
-    if (attempt.IsBusy()) {
-      retryTimer_.expires_after(kBusyRetry);
-      retryTimer_.async_wait([self = shared_from_this(), path](const asio::error_code&) { self->Connect(path); });
-      return;
-    }
+  void Connect(const std::string& address) {
+    connector_ = std::make_shared<StreamConnector>(
+        address, [self = shared_from_this(), address](const asio::error_code& error, StreamConnector::Socket socket) {
+          self->socket_ = std::move(socket);
+          if (error) {
+            self->Fail(kConnectFailed, "cannot connect to '" + address + "': " + error.message());
+          } else {
+            self->OnConnected();
+          }
+        });
+    connector_->Start();
+  }
+
+  void TakeOver(UniqueFd connection) {
     asio::error_code error;
-    if (attempt.IsConnected()) {
-      socket_.assign(asio::local::stream_protocol(), attempt.socket.Get(), error);
-    } else {
-      error = asio::error_code(attempt.error, asio::system_category());
-    }
+    socket_.assign({AF_UNIX, 0}, connection.Get(), error);
     if (error) {
-      Fail(kConnectFailed, "cannot connect to '" + path + "': " + error.message());
+      Fail(kConnectFailed, "cannot take a connection over: " + error.message());
       return;
     }
-    static_cast<void>(attempt.socket.Release());  // the socket's now
-    isConnected_ = true;
-    WriteNext();
-    ReadNext();
+    static_cast<void>(connection.Release());  // the socket's now
+    OnConnected();
   }
 
   void Send(std::uint16_t serviceId, std::uint16_t methodId, const Payload& payload, ResponseHandler onResponse) {
@@ -95,6 +96,12 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   }
 
  private:
+  void OnConnected() {
+    isConnected_ = true;
+    WriteNext();
+    ReadNext();
+  }
+
   /// Request ids grow over client and session id together; session 0 is left out.
   std::uint32_t NextRequest() {
     do {
@@ -155,8 +162,7 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     if (header.type == someip::MessageType::kResponse && header.returnCode == someip::ReturnCode::kOk) {
       onResponse(Payload(body.begin(), body.end()));
     } else {
-      onResponse(
-          ara::core::ErrorCode(static_cast<std::int32_t>(header.returnCode), std::string(body.begin(), body.end())));
+      onResponse(ara::core::ErrorCode(static_cast<std::int32_t>(header.returnCode), ReasonOf(header, body)));
     }
   }
 
@@ -167,7 +173,9 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     failure_.emplace(code, message);
     asio::error_code ignored;
     socket_.close(ignored);
-    retryTimer_.cancel();
+    if (connector_ != nullptr) {
+      connector_->Stop();
+    }
     // First, so that whoever wakes up from a failed request knows that the connection is gone.
     if (const ClosedHandler onClosed = std::exchange(onClosed_, nullptr)) {
       onClosed();
@@ -177,8 +185,8 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
     }
   }
 
-  asio::local::stream_protocol::socket socket_;
-  asio::steady_timer retryTimer_;
+  StreamConnector::Socket socket_;
+  std::shared_ptr<StreamConnector> connector_;  // shared with what the loop holds; null: a connection was taken over
   someip::StreamFramer framer_;
   ClosedHandler onClosed_;
   NotificationHandler onNotification_;
@@ -190,9 +198,15 @@ class StreamClient::Impl : public std::enable_shared_from_this<Impl> {
   std::optional<ara::core::ErrorCode> failure_;  // why the connection is closed; nothing while it is not
 };
 
-StreamClient::StreamClient(std::string socketPath, ClosedHandler onClosed, NotificationHandler onNotification)
+StreamClient::StreamClient(std::string address, ClosedHandler onClosed, NotificationHandler onNotification)
     : impl_(std::make_shared<Impl>(std::move(onClosed), std::move(onNotification))) {
-  asio::post(IoThread(), [impl = impl_, path = std::move(socketPath)] { impl->Connect(path); });
+  asio::post(IoThread(), [impl = impl_, address = std::move(address)] { impl->Connect(address); });
+}
+
+StreamClient::StreamClient(UniqueFd connection, ClosedHandler onClosed, NotificationHandler onNotification)
+    : impl_(std::make_shared<Impl>(std::move(onClosed), std::move(onNotification))) {
+  asio::post(IoThread(),
+             [impl = impl_, connection = std::move(connection)]() mutable { impl->TakeOver(std::move(connection)); });
 }
 
 StreamClient::~StreamClient() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/ara/core/result.h"
+#include "platform/ipc/unique_fd.h"
 #include "platform/someip/message.h"
 
 namespace qor::ipc {
@@ -18,9 +19,10 @@ namespace qor::ipc {
 inline constexpr std::int32_t kConnectFailed = 0x101;
 inline constexpr std::int32_t kConnectionLost = 0x102;
 
-/// The client's end of a stream connection that carries SOME/IP requests and responses over a Unix-domain socket. Any
-/// thread; handlers run on the io thread and must not block. Destruction closes the connection soon after; requests
-/// under way then end with kConnectionLost. A handler can still run after destruction, so it must own what it touches.
+/// The client's end of a stream connection that carries SOME/IP requests and responses, over a Unix-domain socket or by
+/// TCP (stream_connector.h). Any thread; handlers run on the io thread and must not block. Destruction closes the
+/// connection soon after; requests under way then end with kConnectionLost. A handler can still run after destruction,
+/// so it must own what it touches.
 class StreamClient {
  public:
   using Payload = std::vector<std::uint8_t>;
@@ -30,9 +32,12 @@ class StreamClient {
   using NotificationHandler =
       std::function<void(const someip::MessageHeader& header, std::span<const std::uint8_t> payload)>;
 
-  /// Starts to connect; requests may be made at once. `onClosed` is called once, when the connection could not be made
-  /// or has ended from the other side.
-  explicit StreamClient(std::string socketPath, ClosedHandler onClosed = nullptr,
+  /// Starts to connect to an address as stream_address.h has them; requests may be made at once. `onClosed` is called
+  /// once, when the connection could not be made or has ended from the other side.
+  explicit StreamClient(std::string address, ClosedHandler onClosed = nullptr,
+                        NotificationHandler onNotification = nullptr);
+  /// Takes over a connection to a Unix-domain socket.
+  explicit StreamClient(UniqueFd connection, ClosedHandler onClosed = nullptr,
                         NotificationHandler onNotification = nullptr);
   ~StreamClient();
   StreamClient(const StreamClient&) = delete;

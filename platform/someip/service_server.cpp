@@ -50,7 +50,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
         onRequest_(std::move(onRequest)),
         onDisconnect_(std::move(onDisconnect)),
         notifier_({options.serviceId, options.majorVersion, options.maxMessageSize, udp_, tcp_ != nullptr}),
-        reader_({.maxMessageSize = options.maxMessageSize}) {}
+        reader_({.maxMessageSize = MaxRequest()}) {}
 
   void Start() {
     if (udp_ != nullptr) {
@@ -132,6 +132,8 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
  private:
   using Connection = std::shared_ptr<TcpConnection>;  // shared with the loop and with responders
 
+  std::size_t MaxRequest() const { return options_.maxRequestSize.value_or(options_.maxMessageSize); }
+
   void OnBatch(std::span<const IncomingDatagram> batch) {
     const auto pass = gate_.Enter();
     const auto now = std::chrono::steady_clock::now();
@@ -149,7 +151,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
       return;
     }
     const auto connection = std::make_shared<TcpConnection>(
-        std::move(socket), TcpLimits{options_.maxMessageSize, options_.maxQueued, options_.halfMessage});
+        std::move(socket), TcpLimits{MaxRequest(), options_.maxQueued, options_.halfMessage});
     if (!notifier_.AddConnection(connection, options_.maxConnections)) {
       kLog.Warn("ServiceServer_Full_" + tcp_->Local().Text(), kLogIntervalMs)
           << "A connection to service " << options_.serviceId << " was closed: there are " << options_.maxConnections

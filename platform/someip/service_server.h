@@ -25,11 +25,12 @@ struct ServiceServerOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  Ipv4Address address = kLoopbackAddress;       ///< the local address that is listened on
-  std::optional<std::uint16_t> udpPort;         ///< nothing: no UDP; 0: any port
-  std::optional<std::uint16_t> tcpPort;         ///< nothing: no TCP; 0: any port
-  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are refused in both directions
-  std::size_t maxQueued = 64U << 20U;           ///< bytes waiting for one TCP peer; one that lets more wait is dropped
+  Ipv4Address address = kLoopbackAddress;     ///< the local address that is listened on
+  std::optional<std::uint16_t> udpPort;       ///< nothing: no UDP; 0: any port
+  std::optional<std::uint16_t> tcpPort;       ///< nothing: no TCP; 0: any port
+  std::size_t maxMessageSize = 16U << 20U;    ///< bytes; larger payloads are refused in both directions
+  std::optional<std::size_t> maxRequestSize;  ///< bytes; nothing: maxMessageSize is the limit of requests too
+  std::size_t maxQueued = 64U << 20U;  ///< bytes waiting for one TCP peer beside one message; above it is dropped
   std::chrono::milliseconds halfMessage{5000};  ///< in which a TCP peer has to bring a message that it began
   std::size_t maxConnections = 64;              ///< further TCP connections are closed at once
   std::size_t receiveBuffer = 4U << 20U;        ///< bytes asked for the UDP socket

@@ -131,7 +131,7 @@ bool TcpConnection::Send(std::span<const std::uint8_t> head, std::span<const std
   if (written == head.size() + body.size()) {
     return true;
   }
-  if (queue_.size() - queueBegin_ + head.size() + body.size() - written > limits_.maxQueued) {
+  if (!queue_.empty() && queue_.size() - queueBegin_ + head.size() + body.size() - written > limits_.maxQueued) {
     FailLocked("the peer does not read");
     return false;
   }

@@ -25,7 +25,7 @@ namespace qor::someip {
 
 struct TcpLimits {
   std::size_t maxPayload = 0;  ///< bytes; a peer that announces more is no peer
-  std::size_t maxQueued = 0;   ///< bytes that wait for the peer to read; one that lets more wait is dropped
+  std::size_t maxQueued = 0;   ///< bytes that wait beside one message; a peer that lets more wait is dropped
   std::chrono::milliseconds halfMessage{0};  ///< from the first byte of a message to its last
 };
 

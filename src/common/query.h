@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/ara/core/future.h"
+#include "platform/maintaind/service/tools_service_proxy.h"
 #include "src/common/filters.h"
 #include "src/common/records/event_info.h"
 
@@ -21,11 +22,15 @@ namespace qor::common {
 /// How long one daemon may take to answer.
 inline constexpr std::chrono::milliseconds kAnswerLimit{300};
 
+/// Daemons by handle: those of several hosts have instance numbers in common.
+using DaemonSet = std::set<maintaind::proxy::QORMaintaindToolsServiceProxy::HandleType>;
+
 /// What became of one question to every daemon.
 struct Answers {
   std::size_t asked = 0;
-  std::size_t answered = 0;        ///< with a value: an error is no answer, nor is a lost connection
-  std::set<std::uint16_t> silent;  ///< instance numbers of those that did not answer in time
+  std::size_t answered = 0;  ///< with a value: an error is no answer, nor is a lost connection
+  DaemonSet missing;         ///< those that gave no value
+  DaemonSet silent;          ///< those of them that did not answer in time
 
   bool IsAny() const { return answered > 0; }
   bool IsAll() const { return asked > 0 && answered == asked; }
@@ -61,12 +66,14 @@ int CollectEvents(const std::vector<ClientPointer>& clients, const std::string& 
     auto answer = client->QueryEventInfo(name);
     if (answer.wait_for(limit) == ara::core::FutureStatus::kTimeout) {
       report.TimedOut(instance);
-      answers.silent.insert(instance);
+      answers.silent.insert(client->GetHandle());
+      answers.missing.insert(client->GetHandle());
       continue;
     }
     auto result = answer.GetResult();
     if (!result.HasValue()) {
       report.Failed(instance);
+      answers.missing.insert(client->GetHandle());
       continue;
     }
     ++answers.answered;

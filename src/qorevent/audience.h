@@ -23,16 +23,14 @@ struct AnswerTexts {
 /// not asked again: a command with many questions would wait for it each time. Used by one thread.
 class Audience {
  public:
-  explicit Audience(qortools::common::ProxyList daemons)
-      : daemons_(std::move(daemons)), isComplete_(!daemons_.empty()) {}
+  explicit Audience(qortools::common::ProxyList daemons) : daemons_(std::move(daemons)) {}
 
   const qortools::common::ProxyList& Daemons() const { return daemons_; }
 
   /// Takes note of a question that was asked without the audience.
   void Note(const common::Answers& answers) {
-    isComplete_ = isComplete_ && answers.IsAll();
-    std::erase_if(daemons_,
-                  [&](const auto& daemon) { return answers.silent.contains(daemon->GetHandle().GetInstanceId()); });
+    missing_.insert(answers.missing.begin(), answers.missing.end());
+    std::erase_if(daemons_, [&](const auto& daemon) { return answers.silent.contains(daemon->GetHandle()); });
   }
 
   /// `question` gets a daemon's proxy and returns the future of its answer; `onAnswer` gets each answer. How many there
@@ -45,12 +43,14 @@ class Audience {
       auto answer = question(*daemon);
       if (answer.wait_for(common::kAnswerLimit) == ara::core::FutureStatus::kTimeout) {
         log_.Warn() << texts.onTimeout;
-        answers.silent.insert(daemon->GetHandle().GetInstanceId());
+        answers.silent.insert(daemon->GetHandle());
+        answers.missing.insert(daemon->GetHandle());
         continue;
       }
       auto result = answer.GetResult();
       if (!result.HasValue()) {
         log_.Warn() << texts.onError;
+        answers.missing.insert(daemon->GetHandle());
         continue;
       }
       ++answers.answered;
@@ -60,13 +60,13 @@ class Audience {
     return answers.answered;
   }
 
-  /// Whether there are daemons, and every one answered every question.
-  bool IsComplete() const { return isComplete_; }
+  /// Those that left a question without an answer.
+  const common::DaemonSet& Missing() const { return missing_; }
 
  private:
   QorLog log_{"QorEvent"};
   qortools::common::ProxyList daemons_;
-  bool isComplete_;
+  common::DaemonSet missing_;
 };
 
 }  // namespace qor::qorevent

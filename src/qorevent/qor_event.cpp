@@ -116,7 +116,7 @@ int QorEvent::QueryAll(Entries& entries, const EventFilter& filter) {
   common::Answers answers;
   const int result = QorCommon::GetInstance().QueryAll(filter, Proxies(), entries, &answers);
   anyAnswered_ = answers.IsAny();
-  allAnswered_ = answers.IsAll();
+  missing_ = answers.missing;
   return result;
 }
 
@@ -162,7 +162,7 @@ int QorEvent::QueryDetails(const std::string& name, std::vector<EventDetails>& e
     const auto texts = QueryShowTexts(GetShowIndex(event.record), audience);
     static_cast<void>(GetShowResult(texts.value_or(maintaind::EventShowTexts()), event.type));
   }
-  allAnswered_ = allAnswered_ && audience.IsComplete();
+  missing_ = audience.Missing();
   return result;
 }
 
@@ -185,7 +185,7 @@ int QorEvent::QueryEvents(const std::string& name, const CommonFilter& filter, b
   }
   audience.Note(answers);
   anyAnswered_ = answers.IsAny();
-  allAnswered_ = audience.IsComplete();
+  missing_ = audience.Missing();
   const bool isExpected = isOneExpected ? records.size() == 1 : !records.empty() || isAll;
   if (!isExpected) {
     log_.Warn() << "Unknown event or mergerd size incorrect before get sub node info.";
@@ -214,7 +214,7 @@ void QorEvent::QuerySubNodeInfo(std::vector<EventDetails>& events, Audience& aud
     event.subscriberNodes = QuerySubNodes(audience, GetSubNodeIndex(event.record));
     AddMissing(event.record.subscribers, event.subscriberNodes);
   }
-  allAnswered_ = audience.IsComplete();
+  missing_ = audience.Missing();
   log_.Info() << "Query sub node info finished.";
 }
 
@@ -230,7 +230,7 @@ int QorEvent::QueryEventShowInfo(const std::string& name, ShowReturnValue& showR
   Audience audience(Proxies());
   const auto texts = QueryShowTexts({pureName, filter.instanceShortName, filter.domainId, filter.networkIp}, audience);
   anyAnswered_ = texts.has_value();
-  allAnswered_ = audience.IsComplete();
+  missing_ = audience.Missing();
   return GetShowResult(texts.value_or(maintaind::EventShowTexts()), showResult) ? 0 : -1;
 }
 
@@ -251,7 +251,7 @@ std::vector<maintaind::DataTypeInfo> QorEvent::QueryAllDataType(const ProxyList&
                                               std::move(some.begin(), some.end(), std::back_inserter(types));
                                             });
   anyAnswered_ = answered > 0;
-  allAnswered_ = audience.IsComplete();
+  missing_ = audience.Missing();
   return types;
 }
 
@@ -299,7 +299,7 @@ int QorEvent::GetExportInfo(std::vector<ExportInfo>& events) {
   common::Answers answers;
   QorCommon::GetInstance().QueryAllRecords(proxies, records, &answers);
   anyAnswered_ = answers.IsAny();
-  allAnswered_ = answers.IsAll();
+  missing_ = answers.missing;
   if (!anyAnswered_) {
     log_.Error() << "Failed to query event info messages from the maintaind";
     return -1;
@@ -307,7 +307,7 @@ int QorEvent::GetExportInfo(std::vector<ExportInfo>& events) {
   Audience audience(proxies);
   audience.Note(answers);
   auto nodes = QueryNodeInfo(audience, "ALL");
-  allAnswered_ = audience.IsComplete();
+  missing_ = audience.Missing();
   if (!nodes.has_value()) {
     log_.Error() << "Failed to query node info messages from the maintaind";
     return -1;

@@ -10,6 +10,7 @@
 #include "platform/log/qor_log.h"
 #include "src/common/filters.h"
 #include "src/common/qor_event_info.h"
+#include "src/common/query.h"
 #include "src/common/records/event_info.h"
 #include "src/common/records/query.h"
 #include "src/common/tools_common_client_manager.h"
@@ -81,8 +82,10 @@ class QorEvent {
 
   /// Whether a daemon answered the last query for events, data types or the data type of an event.
   bool AnyDaemonAnswered() const { return anyAnswered_; }
-  /// Whether every daemon answered everything that the last query asked. False also when none is online.
-  bool AllDaemonsAnswered() const { return allAnswered_; }
+  /// The daemons that left something without an answer that the last query asked.
+  const common::DaemonSet& MissingDaemons() const { return missing_; }
+  /// False also when none is online.
+  bool AllDaemonsAnswered() const { return anyAnswered_ && missing_.empty(); }
 
   /// Appends one entry for each binding of the record. False when it has none.
   static bool SetQorEventInfo(const maintaind::EventInfoWithPubSub& record, Entries& entries);
@@ -98,7 +101,7 @@ class QorEvent {
   QorLog log_{"QorEvent"};
   bool isInited_ = false;
   bool anyAnswered_ = false;
-  bool allAnswered_ = false;
+  common::DaemonSet missing_;
 };
 
 }  // namespace qor::qorevent

@@ -154,6 +154,7 @@ bool QorEventHz::QueryEvent() {
   QorCommon::GetInstance().QueryAllRecords(proxies, merged, &answers);
   hasQueried_ = true;
   anyAnswered_ = answers.IsAny();
+  missing_ = answers.missing;
   for (const auto& slot : slots_) {
     if (slot->records.empty()) {
       QuerySlot(*slot, merged);

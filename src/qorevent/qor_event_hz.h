@@ -15,6 +15,7 @@
 
 #include "platform/com/node_handle.h"
 #include "platform/log/qor_log.h"
+#include "src/common/query.h"
 #include "src/common/records/event_info.h"
 #include "src/qorevent/backlog_gate.h"
 #include "src/qorevent/event_hz_info.h"
@@ -62,6 +63,8 @@ class QorEventHz {
   bool QueryEvent();
   /// Whether a daemon answered the last look.
   bool AnyDaemonAnswered() const { return anyAnswered_; }
+  /// The daemons that did not.
+  const common::DaemonSet& MissingDaemons() const { return missing_; }
   /// True once the daemons have reported the event.
   bool IsQueried(const std::string& name) const;
   bool IsAllEventsQueried() const;
@@ -119,6 +122,7 @@ class QorEventHz {
   std::map<std::string, EventSlot*, std::less<>> slotsByName_;
   bool hasQueried_ = false;
   bool anyAnswered_ = false;
+  common::DaemonSet missing_;
   std::atomic<bool> isRunning_{false};
   std::mutex mutex_;  ///< guards the counters of the slots
   // The subscriptions use everything above, so they go first.

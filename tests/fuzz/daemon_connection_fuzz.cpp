@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 
+#include "platform/maintaind/daemon/remote_daemon_board.h"
 #include "platform/maintaind/daemon/request_router.h"
 #include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/daemon/tools_service_impl.h"
@@ -25,6 +26,7 @@ class Connections : private BrokerPeers {
 
   /// Feeds one cut of the stream. A connection that is closed for it is opened anew.
   void Feed(std::size_t which, std::span<const std::uint8_t> bytes) {
+    remoteDaemons_.Set({{++remoteInstance_, "10.0.0.1", 1}});
     if (!sessions_[which]->Feed(bytes)) {
       Open(which);
     }
@@ -77,10 +79,12 @@ class Connections : private BrokerPeers {
   com::Deployment deployment_;
   Registry registry_{{.instance = 1, .hostDomainName = "GEA", .maxOffline = 4, .maxNodes = 4, .maxEntities = 8}};
   ServiceBroker broker_{*this, {.services = 4, .subscriptions = 8}};
-  NodeServiceSkeleton nodeService_{registry_, broker_, 1};
+  RemoteDaemonBoard remoteDaemons_{[this](ConnectionId connection, const auto&) { CheckOpen(connection); }};
+  std::uint16_t remoteInstance_ = 0;
+  NodeServiceSkeleton nodeService_{registry_, broker_, remoteDaemons_, 1};
   ToolsServiceImpl toolsImpl_{registry_, deployment_};
   ToolsServiceSkeleton toolsService_{toolsImpl_};
-  RequestRouter router_{registry_, broker_, nodeService_, toolsService_};
+  RequestRouter router_{registry_, broker_, remoteDaemons_, nodeService_, toolsService_};
   ConnectionId lastId_ = 0;
   std::array<ConnectionId, 2> ids_{};  // 0: closed
   std::array<std::unique_ptr<ServerSession>, 2> sessions_;

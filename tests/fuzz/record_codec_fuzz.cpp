@@ -8,6 +8,7 @@
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/codec.h"
 #include "src/common/records/registration.h"
+#include "src/common/records/remote_daemon.h"
 #include "src/common/records/someip_link.h"
 
 namespace qor::maintaind {
@@ -21,7 +22,7 @@ using Payloads =
                std::vector<DataTypeInfo>, std::vector<DataTypeRef>, LatencyIndex, LatencySwitch, LatencyQueryInfo,
                LatencyStatus, LatencyResult, ReturnCode, ApplicationHello, DaemonHello, EventRegistration,
                MethodRegistration, FieldRegistration, ServiceRegistration, ServiceIndex, ServiceOffer, ServiceState,
-               EventgroupSubscription, SubscriberChange>;
+               EventgroupSubscription, SubscriberChange, std::vector<RemoteDaemon>>;
 
 /// What can be read is written and read again as the same value.
 template <class T>

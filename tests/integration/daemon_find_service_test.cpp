@@ -20,6 +20,7 @@ using test::DaemonThread;
 using test::QuietDaemon;
 using Proxy = QORMaintaindToolsServiceProxy;
 using Instances = std::vector<std::uint16_t>;
+using Addresses = std::vector<std::string>;
 using std::chrono::seconds;
 
 /// A search whose reports the test waits for.
@@ -30,8 +31,10 @@ class Search {
         [this](const std::vector<Proxy::HandleType>& available, ara::com::FindServiceHandle) {
           const std::lock_guard lock(mutex_);
           instances_.clear();
+          addresses_.clear();
           for (const auto& daemon : available) {
             instances_.push_back(daemon.GetInstanceId());
+            addresses_.push_back(daemon.GetAddress());
           }
           ++reports_;
           changed_.notify_all();
@@ -41,20 +44,25 @@ class Search {
   ~Search() { Stop(); }
 
   void Stop() { Proxy::StopFindService(handle_); }
-  bool Sees(const Instances& expected) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, seconds(10), [&] { return reports_ > 0 && instances_ == expected; });
-  }
+  bool Sees(const Instances& expected) { return Becomes(instances_, expected); }
+  bool SeesAt(const Addresses& expected) { return Becomes(addresses_, expected); }
   std::size_t Reports() {
     const std::lock_guard lock(mutex_);
     return reports_;
   }
 
  private:
+  template <class List>
+  bool Becomes(const List& list, const List& expected) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, seconds(10), [&] { return reports_ > 0 && list == expected; });
+  }
+
   ara::com::FindServiceHandle handle_;
   std::mutex mutex_;
   std::condition_variable changed_;
   Instances instances_;
+  Addresses addresses_;
   std::size_t reports_ = 0;
 };
 
@@ -127,6 +135,31 @@ TEST_F(DaemonFindServiceTest, RuntimeDirectoryMayComeLaterAndComeAgain) {
     EXPECT_TRUE(search.Sees({})) << i;
     std::filesystem::remove_all(later);
   }
+}
+
+TEST_F(DaemonFindServiceTest, DaemonOfAnotherHostIsThereWhileOneOfThisHostNamesIt) {
+  DaemonThread zero(QuietDaemon(0));
+  zero.Names({{.instance = 0, .address = "10.77.0.2", .port = 4000}});
+  Search search;
+  Search only("5");
+  const std::string zeroAt = zero.SocketPath();
+  EXPECT_TRUE(search.SeesAt({zeroAt, "10.77.0.2:4000"}));
+  zero.Names({{.instance = 0, .address = "10.77.0.2", .port = 4000},
+              {.instance = 5, .address = "10.77.0.3", .port = 4001},
+              {.instance = 5, .address = "/tmp/no_address", .port = 1},
+              {.instance = 5, .address = "10.77.0.3", .port = 0}});
+  EXPECT_TRUE(search.SeesAt({zeroAt, "10.77.0.2:4000", "10.77.0.3:4001"}));
+  EXPECT_TRUE(only.SeesAt({"10.77.0.3:4001"}));
+
+  DaemonThread one(QuietDaemon(1));
+  one.Names({{.instance = 0, .address = "10.77.0.2", .port = 4000}});
+  const std::string oneAt = one.SocketPath();
+  EXPECT_TRUE(search.SeesAt({zeroAt, "10.77.0.2:4000", oneAt, "10.77.0.3:4001"}));
+  zero.Stop();
+  EXPECT_TRUE(search.SeesAt({"10.77.0.2:4000", oneAt})) << "one names it still";
+  EXPECT_TRUE(only.SeesAt({}));
+  one.Names({});
+  EXPECT_TRUE(search.SeesAt({oneAt}));
 }
 
 TEST_F(DaemonFindServiceTest, IgnoresOtherFiles) {

@@ -5,9 +5,15 @@
 
 #include <thread>
 
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+
 #include "platform/ipc/stream_client.h"
+#include "platform/maintaind/daemon/network_tools_service.h"
+#include "platform/maintaind/daemon/tools_service_impl.h"
 #include "platform/maintaind/service/tools_service_proxy.h"
 #include "tests/support/daemon_thread.h"
+#include "tests/support/eventually.h"
 #include "tests/support/runtime_folder.h"
 
 namespace qor::maintaind::proxy {
@@ -16,6 +22,7 @@ namespace {
 using test::DaemonThread;
 using test::QuietDaemon;
 using test::RawApplication;
+using test::RawPeer;
 using Proxy = QORMaintaindToolsServiceProxy;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -23,6 +30,33 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr auto kProvider = EntityRole::kProvider;
+
+/// The tools service of a daemon without applications, as other hosts see it.
+class NetworkTools {
+ public:
+  explicit NetworkTools(com::Deployment deployment) : deployment_(std::move(deployment)) {
+    const auto port = service_.Open(someip::kLoopbackAddress);
+    EXPECT_TRUE(port) << (port ? "" : port.Error().Message());
+    address_ = "127.0.0.1:" + std::to_string(port ? port.Value() : 0);
+    thread_ = std::thread([this] { loop_.run(); });
+  }
+  ~NetworkTools() {
+    asio::post(loop_, [this] { service_.Close(); });  // then the loop has nothing more to do
+    thread_.join();
+  }
+
+  const std::string& Address() const { return address_; }
+
+ private:
+  const com::Deployment deployment_;
+  Registry registry_{{}};
+  ToolsServiceImpl impl_{registry_, deployment_};
+  ToolsServiceSkeleton skeleton_{impl_};
+  asio::io_context loop_;
+  NetworkToolsService service_{loop_, skeleton_};
+  std::string address_;
+  std::thread thread_;
+};
 
 class DaemonProxyTest : public testing::Test {
  protected:
@@ -137,6 +171,42 @@ TEST_F(DaemonProxyTest, LatencyIsRefusedRatherThanPretended) {
   EXPECT_EQ(ErrorOf(proxy.QueryLatencyStatus({})), reason);
   EXPECT_EQ(ErrorOf(proxy.QueryLatencyResult({})), reason);
   EXPECT_EQ(ErrorOf(proxy.SwitchLatencyMode({})), reason);
+}
+
+TEST_F(DaemonProxyTest, ToolsOfOtherHostsAreAnsweredByTcp) {
+  constexpr std::size_t kSize = 70U << 20U;  // more than may wait for a peer beside one message
+  com::Deployment deployment;
+  deployment.types["Large"] = "{\"ShortName\":\"" + std::string(kSize, 'x') + "\"}";
+  auto daemon = std::make_unique<NetworkTools>(std::move(deployment));
+  Proxy proxy({0, daemon->Address()});
+  EXPECT_GT(Get(proxy.QueryDataType("Large")).definitionJson.size(), kSize);
+  EXPECT_EQ(ErrorOf(proxy.QueryLatencyStatus({})), "4: latency measurement is not available");
+
+  RawPeer peer(daemon->Address());
+  constexpr std::uint16_t kTools = QORMaintaindToolsService::ServiceIdentifier;
+  const auto unreadable = peer.Call(kTools, operation::QueryEventInfo::kMethodId, {0, 0, 0, 9, 1});
+  ASSERT_TRUE(unreadable);
+  EXPECT_EQ(unreadable->header.returnCode, someip::ReturnCode::kMalformedMessage);
+  EXPECT_EQ(unreadable->Text(), "the request cannot be read beyond byte 4 of 5");
+  const auto registering = peer.Call(NodeService::ServiceIdentifier, node_operation::Hello::kMethodId,
+                                     Encode(ApplicationHello{.applicationName = "app"}));
+  ASSERT_TRUE(registering);
+  EXPECT_EQ(registering->header.returnCode, someip::ReturnCode::kUnknownService);
+
+  const std::string http = "GET / HTTP/1.1\r\n\r\n";
+  EXPECT_TRUE(peer.Send({reinterpret_cast<const std::uint8_t*>(http.data()), http.size()}));
+  EXPECT_TRUE(peer.IsClosedByPeer());
+  RawPeer oversized(daemon->Address());
+  const auto large = RawPeer::RequestBytes(kTools, 1, RawPeer::Bytes(NetworkToolsService::kMaxRequest + 1));
+  EXPECT_TRUE(oversized.Send(std::span(large).first(someip::kHeaderSize))) << "the length alone is enough";
+  EXPECT_TRUE(oversized.IsClosedByPeer());
+
+  EXPECT_TRUE(Get(proxy.QueryEventInfo("ALL")).empty()) << "the others do not notice";
+  daemon.reset();
+  EXPECT_TRUE(test::Eventually([&] {
+    return ErrorOf(proxy.QueryEventInfo("ALL"))
+        .ends_with("cannot connect to '" + proxy.GetHandle().GetAddress() + "': Connection refused");
+  }));
 }
 
 TEST_F(DaemonProxyTest, SilentSlowAndWrongDaemonsAreToldApart) {

@@ -278,7 +278,7 @@ TEST_F(QoreventTest, ADaemonThatDoesNotAnswerIsAWarningOrWithStrictAFailure) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("/car/speed"));
-    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
+    EXPECT_THAT(run.err, HasSubstr("warning: daemon 1 at '" + second->SocketPath() + "' did not answer"));
     EXPECT_EQ(Run(arguments + " --strict").status, 1);
   }
   isMute_ = true;
@@ -290,7 +290,7 @@ TEST_F(QoreventTest, ADaemonThatDoesNotAnswerIsAWarningOrWithStrictAFailure) {
   for (const std::string& arguments : {std::string("list"), std::string("show ALL"), "export -d " + folder_.Path()}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 0) << "the one that answers knows no event: " << run.err;
-    EXPECT_THAT(run.err, HasSubstr("warning: a daemon did not answer"));
+    EXPECT_THAT(run.err, HasSubstr("warning: daemon 0 at '" + daemon_->SocketPath() + "' did not answer"));
   }
 }
 

@@ -35,6 +35,7 @@ class DaemonThread {
   }
 
   void Stop() { daemon_.Stop(); }
+  void Names(std::vector<maintaind::RemoteDaemon> remoteDaemons) { daemon_.SetRemoteDaemons(std::move(remoteDaemons)); }
   const std::string& SocketPath() const { return daemon_.SocketPath(); }
   Proxy Tool() const { return Proxy({0, SocketPath()}); }
   std::vector<maintaind::EventInfoWithPubSub> Events() const {

@@ -2,6 +2,7 @@
 #include "tests/support/raw_peer.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -9,10 +10,24 @@
 #include <array>
 #include <cerrno>
 
+#include "platform/ipc/stream_address.h"
 #include "platform/ipc/unix_connect.h"
 #include "tests/support/eventually.h"
 
 namespace qor::test {
+namespace {
+
+ipc::UniqueFd ConnectTcp(const someip::Endpoint& endpoint) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(endpoint.address.value);
+  address.sin_port = htons(endpoint.port);
+  ipc::UniqueFd socket(::socket(AF_INET, SOCK_STREAM, 0));
+  const bool isConnected = ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  return isConnected ? std::move(socket) : ipc::UniqueFd();
+}
+
+}  // namespace
 
 RawPeer::Bytes RawPeer::RequestBytes(std::uint16_t service, std::uint16_t method, const Bytes& payload) {
   someip::MessageHeader header;
@@ -27,12 +42,16 @@ RawPeer::Bytes RawPeer::RequestBytes(std::uint16_t service, std::uint16_t method
   return bytes;
 }
 
-RawPeer::RawPeer(const std::string& socketPath) {
-  Eventually([&] {
-    ipc::ConnectAttempt attempt = ipc::ConnectUnix(socketPath);
-    socket_ = std::move(attempt.socket);
-    return !attempt.IsBusy();
-  });
+RawPeer::RawPeer(const std::string& address) {
+  if (const auto endpoint = ipc::TcpEndpointOf(address)) {
+    socket_ = ConnectTcp(*endpoint);
+  } else {
+    Eventually([&] {
+      ipc::ConnectAttempt attempt = ipc::ConnectUnix(address);
+      socket_ = std::move(attempt.socket);
+      return !attempt.IsBusy();
+    });
+  }
   if (socket_) {
     ::fcntl(socket_.Get(), F_SETFL, ::fcntl(socket_.Get(), F_GETFL) & ~O_NONBLOCK);
     const timeval limit{10, 0};

@@ -28,8 +28,8 @@ class RawPeer {
 
   static Bytes RequestBytes(std::uint16_t service, std::uint16_t method, const Bytes& payload);
 
-  /// Tries again while the daemon is behind with accepting.
-  explicit RawPeer(const std::string& socketPath);
+  /// To a socket, or by TCP as ipc/stream_address.h says. Tries again while the daemon is behind with accepting.
+  explicit RawPeer(const std::string& address);
 
   bool IsConnected() const { return static_cast<bool>(socket_); }
   /// False when the other side has closed.

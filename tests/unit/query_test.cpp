@@ -27,7 +27,7 @@ using Handle = qortools::common::ToolsServiceHandle;
 /// Stands in for the proxy of one daemon; without an answer it stays silent.
 class Daemon {
  public:
-  Daemon(std::uint16_t instance, Answer answer) : handle_(instance, ""), answer_(std::move(answer)) {}
+  Daemon(const Handle& handle, Answer answer) : handle_(handle), answer_(std::move(answer)) {}
 
   const Handle& GetHandle() const { return handle_; }
   Future<EventList> QueryEventInfo(const std::string& name) {
@@ -53,18 +53,23 @@ EventInfoWithPubSub Event(const std::string& name) {
 }
 
 TEST(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilentAndNamesIt) {
+  const Handle kSilent(5, "10.77.0.2:4000");
+  const Handle kFailing(6, "10.77.0.2:4001");
   const log::LogCapture capture;
   EventList collected{Event("/before")};
   common::Answers answers;
   std::vector<std::shared_ptr<Daemon>> daemons{
-      std::make_shared<Daemon>(3, EventList{Event("/b"), Event("/a")}), std::make_shared<Daemon>(5, std::nullopt),
-      std::make_shared<Daemon>(6, ErrorCode(9, "shutting down")), std::make_shared<Daemon>(7, EventList{}),
-      std::make_shared<Daemon>(9, EventList{Event("/c")})};
+      std::make_shared<Daemon>(Handle(5, "/run/qor/maintaind-5.sock"), EventList{Event("/b"), Event("/a")}),
+      std::make_shared<Daemon>(kSilent, std::nullopt),
+      std::make_shared<Daemon>(kFailing, ErrorCode(9, "shutting down")),
+      std::make_shared<Daemon>(Handle(7, ""), EventList{}),
+      std::make_shared<Daemon>(Handle(9, ""), EventList{Event("/c")})};
   EXPECT_EQ(common::CollectEvents(daemons, "/name", common::ReportOfGetInfoResult(), collected, answers,
                                   std::chrono::milliseconds(1)),
             -1);
   EXPECT_EQ(answers.answered, 3U) << "an error is no answer";
-  EXPECT_THAT(answers.silent, ElementsAre(5)) << "but it is no silence either";
+  EXPECT_THAT(answers.silent, ElementsAre(kSilent)) << "but it is no silence either";
+  EXPECT_THAT(answers.missing, ElementsAre(kSilent, kFailing));
   for (const auto& daemon : daemons) {
     EXPECT_THAT(daemon->AskedFor(), ElementsAre("/name"));
   }
@@ -76,7 +81,7 @@ TEST(Collect, KeepsTheAnswersOfTheOthersWhenOneDaemonIsSilentAndNamesIt) {
   EXPECT_THAT(
       lines,
       ElementsAre(
-          std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is 2[instanceId=3]"),
+          std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is 2[instanceId=5]"),
           std::pair(LogLevel::kWarn, "Disconnect to Maintaind in QorCommon::GetInfoResult()[instanceId=5]"),
           std::pair(LogLevel::kWarn, "Get result from Maintaind failed in QorCommon::GetInfoResult()[instanceId=6]"),
           std::pair(LogLevel::kDebug, "EventInfoWithPubSub list size is zero[instanceId=7]"),

@@ -5,6 +5,7 @@
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/codec.h"
 #include "src/common/records/registration.h"
+#include "src/common/records/remote_daemon.h"
 #include "src/common/records/someip_link.h"
 #include "src/common/records/to_json.h"
 #include "tests/support/fill_record.h"
@@ -22,7 +23,7 @@ using RecordTypes =
                    NodeInfoWithAppName, QueryDataTypeIndex, QuerySubEventInfoIndex, SubNodeEventInfo, EventShowTexts,
                    MethodTypeTexts, DataTypeInfo, DataTypeRef, LatencySwitch, LatencyQueryInfo, LatencyStatus,
                    LatencyResult, ApplicationHello, DaemonHello, EventRegistration, MethodRegistration,
-                   FieldRegistration, ServiceRegistration, ServiceOffer, ServiceState, SubscriberChange>;
+                   FieldRegistration, ServiceRegistration, ServiceOffer, ServiceState, SubscriberChange, RemoteDaemon>;
 TYPED_TEST_SUITE(EveryRecord, RecordTypes);
 
 TYPED_TEST(EveryRecord, ComesBackFromTheWireAsItWas) {

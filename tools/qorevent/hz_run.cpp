@@ -44,7 +44,7 @@ ExitCode HzRun::Run() {
   if (const auto ending = WaitForEvents(); ending.has_value()) {
     return *ending;
   }
-  if (!isComplete_ && session_.Finish(hz_.AnyDaemonAnswered(), isComplete_) != kExitDone) {
+  if (!isComplete_ && session_.Finish(hz_.AnyDaemonAnswered(), hz_.MissingDaemons()) != kExitDone) {
     return kExitFailure;
   }
   WarnOfUnknownEvents();
@@ -80,7 +80,7 @@ std::optional<ExitCode> HzRun::WaitForEvents() {
   while (!isAnyKnown()) {
     if (Clock::now() >= deadline) {
       if (!isComplete_) {  // a daemon that is silent may know the events
-        session_.Finish(hz_.AnyDaemonAnswered(), isComplete_);
+        session_.Finish(hz_.AnyDaemonAnswered(), hz_.MissingDaemons());
         return kExitFailure;
       }
       for (const std::string& name : options_.names) {

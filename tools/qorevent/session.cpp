@@ -75,16 +75,17 @@ const std::vector<std::string>& Session::EventNames() {
   return *eventNames_;
 }
 
-ExitCode Session::Finish(bool anyAnswered, bool allAnswered) {
+ExitCode Session::Finish(bool anyAnswered, const common::DaemonSet& missing) {
   if (!anyAnswered) {
     Complain("error: no daemon answered");
     return kExitFailure;
   }
-  if (!allAnswered) {
-    Complain(std::string(options_.isStrict ? "error" : "warning") +
-             ": a daemon did not answer, so what only it knows is missing");
+  for (const auto& daemon : missing) {
+    Complain(std::string(options_.isStrict ? "error" : "warning") + ": daemon " +
+             std::to_string(daemon.GetInstanceId()) + " at '" + Printable(daemon.GetAddress()) +
+             "' did not answer, so what only it knows is missing");
   }
-  return out_.HasFailed() || (options_.isStrict && !allAnswered) ? kExitFailure : kExitDone;
+  return out_.HasFailed() || (options_.isStrict && !missing.empty()) ? kExitFailure : kExitDone;
 }
 
 }  // namespace qor::tools

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "src/common/filters.h"
+#include "src/common/query.h"
 #include "src/qorevent/qor_event.h"
 #include "tools/common/common_options.h"
 #include "tools/common/exit_code.h"
@@ -30,10 +31,10 @@ class Session {
   ExitCode ComplainUnknown(const std::string& name);
   /// Says that nothing is in a namespace, with those that are near.
   ExitCode ComplainUnknownNamespace(const std::string& name);
-  /// How a command ends by what the daemons answered: fails when none did, warns when one did not, which --strict makes
-  /// a failure.
-  ExitCode Finish(bool anyAnswered, bool allAnswered);
-  ExitCode Finish() { return Finish(events_.AnyDaemonAnswered(), events_.AllDaemonsAnswered()); }
+  /// How a command ends by what the daemons answered: fails when none did, warns of each that did not, which --strict
+  /// makes a failure.
+  ExitCode Finish(bool anyAnswered, const common::DaemonSet& missing);
+  ExitCode Finish() { return Finish(events_.AnyDaemonAnswered(), events_.MissingDaemons()); }
 
  private:
   /// The names of every event that a daemon knows, also of those that cannot be received here. Asked for once.

@@ -14,6 +14,7 @@
 #include "platform/com/host_domain.h"
 #include "platform/ipc/runtime_dir.h"
 #include "platform/log/qor_log.h"
+#include "platform/maintaind/daemon/remote_daemon_board.h"
 #include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/daemon/tools_service_impl.h"
 #include "platform/maintaind/service/node_service.h"
@@ -62,10 +63,13 @@ class Daemon::Impl : private BrokerPeers {
                    .maxOffline = options_.maxOffline}),
         monitor_(loop_, registry_, options_.dds, options_.domainWatchFactory),
         broker_(*this),
-        nodeService_(registry_, broker_, options_.instance),
+        remoteDaemons_([this](ConnectionId connection, const RemoteDaemonBoard::Daemons& daemons) {
+          server_.Send(connection, Notification(node_event::kRemoteDaemons, daemons));
+        }),
+        nodeService_(registry_, broker_, remoteDaemons_, options_.instance),
         toolsImpl_(registry_, deployment_),
         toolsService_(toolsImpl_),
-        router_(registry_, broker_, nodeService_, toolsService_, options_.answerFilter),
+        router_(registry_, broker_, remoteDaemons_, nodeService_, toolsService_, options_.answerFilter),
         server_(loop_, options_.limits, router_) {
     registry_.SetDeployment(deployment_);
     registry_.SetListener(&monitor_);
@@ -101,6 +105,10 @@ class Daemon::Impl : private BrokerPeers {
     monitor_.Stop();
   }
 
+  void SetRemoteDaemons(std::vector<RemoteDaemon> daemons) {
+    asio::post(loop_, [this, daemons = std::move(daemons)]() mutable { remoteDaemons_.Set(std::move(daemons)); });
+  }
+
   const std::string& SocketPath() const { return socketPath_; }
 
  private:
@@ -127,6 +135,7 @@ class Daemon::Impl : private BrokerPeers {
   Registry registry_;
   DdsMonitor monitor_;
   ServiceBroker broker_;
+  RemoteDaemonBoard remoteDaemons_;
   NodeServiceSkeleton nodeService_;
   ToolsServiceImpl toolsImpl_;
   ToolsServiceSkeleton toolsService_;
@@ -142,6 +151,8 @@ Daemon::~Daemon() = default;
 ara::core::Result<void> Daemon::Start() { return impl_->Start(); }
 
 void Daemon::Stop() { impl_->Stop(); }
+
+void Daemon::SetRemoteDaemons(std::vector<RemoteDaemon> daemons) { impl_->SetRemoteDaemons(std::move(daemons)); }
 
 const std::string& Daemon::SocketPath() const { return impl_->SocketPath(); }
 

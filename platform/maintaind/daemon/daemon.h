@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/ara/core/result.h"
 #include "platform/maintaind/daemon/dds_monitor.h"
 #include "platform/maintaind/daemon/request_router.h"
 #include "platform/maintaind/daemon/stream_server.h"
+#include "src/common/records/remote_daemon.h"
 
 namespace qor::maintaind {
 
@@ -37,6 +39,8 @@ class Daemon {
   ara::core::Result<void> Start();
   /// Removes the socket, closes all connections and ends the threads. Without effect when not started.
   void Stop();
+  /// The daemons of other hosts, all that there are now; tools learn of them. Any thread.
+  void SetRemoteDaemons(std::vector<RemoteDaemon> daemons);
 
   const std::string& SocketPath() const;
 

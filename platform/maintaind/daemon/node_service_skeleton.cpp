@@ -42,6 +42,9 @@ ServiceAnswer NodeServiceSkeleton::Answer(ConnectionId connection, const PeerInf
     case op::UnregisterEntity::kMethodId:
       return AnswerRequest<op::UnregisterEntity>(
           payload, [&](std::uint32_t id) { return registry_.UnregisterEntity(connection, id); });
+    case op::WatchRemoteDaemons::kMethodId:
+      return AnswerRequest<op::WatchRemoteDaemons>(
+          payload, [&](NoArgument) { return ara::core::Result(remoteDaemons_.Watch(connection)); });
     default:
       return AnswerSomeip(connection, methodId, payload);
   }
@@ -76,10 +79,10 @@ ServiceAnswer NodeServiceSkeleton::AnswerSomeip(ConnectionId connection, std::ui
                                                       return broker_.Subscribe(connection, std::move(subscription));
                                                     }));
     case op::UnsubscribeEventgroup::kMethodId:
-      return AnswerRequest<op::UnsubscribeEventgroup>(
-          payload, forApplications([&](const EventgroupSubscription& subscription) {
-            return broker_.Unsubscribe(connection, subscription);
-          }));
+      return AnswerRequest<op::UnsubscribeEventgroup>(payload,
+                                                      forApplications([&](const EventgroupSubscription& subscription) {
+                                                        return broker_.Unsubscribe(connection, subscription);
+                                                      }));
     default:
       return ErrorAnswer(someip::ReturnCode::kUnknownMethod,
                          "the node service has no method " + std::to_string(methodId));

@@ -7,17 +7,18 @@
 
 #include "platform/maintaind/daemon/peer_info.h"
 #include "platform/maintaind/daemon/registry.h"
+#include "platform/maintaind/daemon/remote_daemon_board.h"
 #include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/service/service_answer.h"
 
 namespace qor::maintaind {
 
-/// The server's end of the node service: hands what an application's requests say to the registry and the broker. One
-/// thread.
+/// The server's end of the node service: hands what requests say to the registry, the broker and the board. One thread.
 class NodeServiceSkeleton {
  public:
-  NodeServiceSkeleton(Registry& registry, ServiceBroker& broker, std::uint16_t instance)
-      : registry_(registry), broker_(broker), instance_(instance) {}
+  NodeServiceSkeleton(Registry& registry, ServiceBroker& broker, RemoteDaemonBoard& remoteDaemons,
+                      std::uint16_t instance)
+      : registry_(registry), broker_(broker), remoteDaemons_(remoteDaemons), instance_(instance) {}
 
   ServiceAnswer Answer(ConnectionId connection, const PeerInfo& peer, std::uint16_t methodId,
                        std::span<const std::uint8_t> payload);
@@ -30,6 +31,7 @@ class NodeServiceSkeleton {
 
   Registry& registry_;
   ServiceBroker& broker_;
+  RemoteDaemonBoard& remoteDaemons_;
   const std::uint16_t instance_;
 };
 

@@ -8,6 +8,7 @@
 
 #include "platform/maintaind/daemon/node_service_skeleton.h"
 #include "platform/maintaind/daemon/registry.h"
+#include "platform/maintaind/daemon/remote_daemon_board.h"
 #include "platform/maintaind/daemon/server_session.h"
 #include "platform/maintaind/service/tools_service_skeleton.h"
 
@@ -20,9 +21,14 @@ using AnswerFilter = std::function<std::optional<ServiceAnswer>(const someip::Me
 /// Hands each request to the service that it is for. On the daemon's loop.
 class RequestRouter : public RequestHandler {
  public:
-  RequestRouter(Registry& registry, ServiceBroker& broker, NodeServiceSkeleton& nodeService, ToolsServiceSkeleton& toolsService,
-                AnswerFilter filter = nullptr)
-      : registry_(registry), broker_(broker), nodeService_(nodeService), toolsService_(toolsService), filter_(std::move(filter)) {}
+  RequestRouter(Registry& registry, ServiceBroker& broker, RemoteDaemonBoard& remoteDaemons,
+                NodeServiceSkeleton& nodeService, ToolsServiceSkeleton& toolsService, AnswerFilter filter = nullptr)
+      : registry_(registry),
+        broker_(broker),
+        remoteDaemons_(remoteDaemons),
+        nodeService_(nodeService),
+        toolsService_(toolsService),
+        filter_(std::move(filter)) {}
 
   std::optional<ServiceAnswer> OnRequest(ConnectionId connection, const PeerInfo& peer,
                                          const someip::MessageHeader& header,
@@ -30,6 +36,7 @@ class RequestRouter : public RequestHandler {
   void OnClosed(ConnectionId connection) override {
     registry_.Close(connection);
     broker_.Close(connection);
+    remoteDaemons_.Close(connection);
   }
 
  private:
@@ -38,6 +45,7 @@ class RequestRouter : public RequestHandler {
 
   Registry& registry_;
   ServiceBroker& broker_;
+  RemoteDaemonBoard& remoteDaemons_;
   NodeServiceSkeleton& nodeService_;
   ToolsServiceSkeleton& toolsService_;
   const AnswerFilter filter_;

@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/maintaind/service/find_service.h"
 
-#include <sys/inotify.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <set>
 #include <utility>
 
 #include <asio/post.hpp>
 
 #include "platform/ipc/io_thread.h"
 #include "platform/ipc/runtime_dir.h"
+#include "platform/ipc/stream_address.h"
 #include "platform/ipc/unix_connect.h"
 
 namespace qor::maintaind::proxy {
@@ -26,11 +25,6 @@ constexpr milliseconds kBusyRetry{200};
 constexpr milliseconds kTakeoverRetry{50};
 constexpr std::uint32_t kNoPermissionLogMs = 10'000;
 
-/// A daemon binds its socket, listens, and then sets the mode: the last step shows up as a change of attributes.
-constexpr std::uint32_t kWatchMask =
-    IN_CREATE | IN_ATTRIB | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
-constexpr std::uint32_t kWatchEndMask = IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
-
 /// The sockets of daemons in the directory, by file name.
 std::map<std::string, std::uint16_t> SocketsIn(const std::string& directory) {
   std::map<std::string, std::uint16_t> sockets;
@@ -43,18 +37,6 @@ std::map<std::string, std::uint16_t> SocketsIn(const std::string& directory) {
     }
   }
   return sockets;
-}
-
-bool HoldsWatchEnd(const char* events, std::size_t size) {
-  for (std::size_t at = 0; at + sizeof(inotify_event) <= size;) {
-    inotify_event event{};
-    std::memcpy(&event, events + at, sizeof(event));
-    if ((event.mask & kWatchEndMask) != 0) {
-      return true;
-    }
-    at += sizeof(event) + event.len;
-  }
-  return false;
 }
 
 /// The searches of the process.
@@ -74,11 +56,15 @@ Searches& AllSearches() {
 FindService::FindService(std::string directory, ara::com::InstanceIdentifier instance, Report report)
     : directory_(std::move(directory)),
       instance_(std::move(instance)),
-      watch_(ipc::IoThread()),
       timer_(ipc::IoThread()),
       report_(std::move(report)) {}
 
 void FindService::Start() {
+  watch_ = std::make_shared<DirectoryWatch>(directory_, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) {
+      self->Update();
+    }
+  });
   asio::post(ipc::IoThread(), [self = shared_from_this()] { self->Update(); });
 }
 
@@ -89,7 +75,7 @@ void FindService::Stop() {
   }
   asio::post(ipc::IoThread(), [self = shared_from_this()] {
     self->timer_.cancel();
-    self->StopWatching();
+    self->watch_->Stop();
     self->daemons_.clear();
   });
 }
@@ -99,58 +85,21 @@ void FindService::Update() {
   if (const std::lock_guard lock(reportMutex_); report_ == nullptr) {
     return;
   }
-  if (!watch_.is_open()) {
-    StartWatching();
-  }
+  watch_->Start();
   Rescan();
   ReportChanges();
-  if (!watch_.is_open()) {
+  if (!watch_->IsRunning()) {
     UpdateAfter(kPollInterval);
   } else if (IsBusy()) {
     UpdateAfter(kBusyRetry);
   }
 }
 
-void FindService::StartWatching() {
-  ipc::UniqueFd inotify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  if (!inotify || ::inotify_add_watch(inotify.Get(), directory_.c_str(), kWatchMask) < 0) {
-    return;
-  }
-  asio::error_code error;
-  watch_.assign(inotify.Get(), error);
-  if (!error) {
-    static_cast<void>(inotify.Release());  // the watch's now
-    ReadWatch();
-  }
-}
-
-void FindService::ReadWatch() {
-  watch_.async_read_some(asio::buffer(watchBuffer_),
-                         [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
-                           if (error == asio::error::operation_aborted) {
-                             return;
-                           }
-                           if (error || HoldsWatchEnd(self->watchBuffer_.data(), size)) {
-                             self->StopWatching();
-                           } else {
-                             self->ReadWatch();
-                           }
-                           self->Update();
-                         });
-}
-
-void FindService::StopWatching() {
-  asio::error_code ignored;
-  watch_.close(ignored);
-}
-
 void FindService::Rescan() {
   const auto sockets = SocketsIn(directory_);
   std::erase_if(daemons_, [&sockets](const auto& daemon) { return !sockets.contains(daemon.first); });
   for (const auto& [fileName, instance] : sockets) {
-    if (instance_.IsAny() || instance_.ToString() == std::to_string(instance)) {
-      Try(fileName, instance);
-    }
+    Try(fileName, instance);
   }
 }
 
@@ -163,18 +112,9 @@ void FindService::Try(const std::string& fileName, std::uint16_t instance) {
   const std::string path = directory_ + "/" + fileName;
   ipc::ConnectAttempt attempt = ipc::ConnectUnix(path);
   if (attempt.IsConnected() || attempt.IsBusy()) {
-    Daemon daemon{Handle(instance, path), nullptr};
-    if (attempt.IsConnected()) {
-      auto probe = std::make_unique<asio::local::stream_protocol::socket>(ipc::IoThread());
-      asio::error_code error;
-      probe->assign(asio::local::stream_protocol(), attempt.socket.Get(), error);
-      if (!error) {
-        static_cast<void>(attempt.socket.Release());  // the probe's now
-        daemon.probe = std::move(probe);
-      }
-    }
-    daemons_.insert_or_assign(fileName, std::move(daemon));
-    WatchProbe(fileName);
+    daemons_.insert_or_assign(
+        fileName,
+        Daemon{Handle(instance, path), attempt.IsConnected() ? Probe(fileName, std::move(attempt.socket)) : nullptr});
     return;
   }
   daemons_.erase(fileName);
@@ -184,28 +124,53 @@ void FindService::Try(const std::string& fileName, std::uint16_t instance) {
   }
 }
 
-/// Nothing is ever sent to a probe, so whatever can be read from it is its end.
-void FindService::WatchProbe(const std::string& fileName) {
-  const auto& probe = daemons_.at(fileName).probe;
-  if (probe == nullptr) {
-    return;
-  }
-  probe->async_wait(asio::socket_base::wait_read, [self = shared_from_this(), fileName](const asio::error_code& error) {
-    if (error == asio::error::operation_aborted) {
-      return;
+std::unique_ptr<DaemonProbe> FindService::Probe(const std::string& fileName, ipc::UniqueFd connection) {
+  return std::make_unique<DaemonProbe>(
+      std::move(connection),
+      [weak = weak_from_this(), fileName] {
+        if (const auto self = weak.lock()) {
+          self->OnProbeEnd(fileName);
+        }
+      },
+      [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+          self->ReportChanges();
+        }
+      });
+}
+
+void FindService::OnProbeEnd(const std::string& fileName) {
+  daemons_.erase(fileName);
+  ReportChanges();
+  UpdateAfter(kTakeoverRetry);
+}
+
+bool FindService::IsWanted(std::uint16_t instance) const {
+  return instance_.IsAny() || instance_.ToString() == std::to_string(instance);
+}
+
+/// A daemon of another host counts once, whoever names it.
+std::vector<FindService::Handle> FindService::Available() const {
+  std::set<Handle> available;
+  for (const auto& [fileName, daemon] : daemons_) {
+    if (IsWanted(daemon.handle.GetInstanceId())) {
+      available.insert(daemon.handle);
     }
-    self->daemons_.erase(fileName);
-    self->ReportChanges();
-    self->UpdateAfter(kTakeoverRetry);
-  });
+    if (daemon.probe == nullptr) {
+      continue;
+    }
+    for (const RemoteDaemon& remote : daemon.probe->RemoteDaemons()) {
+      const std::string address = remote.address + ":" + std::to_string(remote.port);
+      if (IsWanted(remote.instance) && ipc::TcpEndpointOf(address)) {
+        available.emplace(remote.instance, address);
+      }
+    }
+  }
+  return {available.begin(), available.end()};
 }
 
 void FindService::ReportChanges() {
-  std::vector<Handle> available;
-  for (const auto& [fileName, daemon] : daemons_) {
-    available.push_back(daemon.handle);
-  }
-  std::sort(available.begin(), available.end());
+  const std::vector<Handle> available = Available();
   if (reported_ == available) {
     return;
   }

@@ -3,9 +3,11 @@
 #define QOR_MAINTAIND_SERVICE_NODE_SERVICE_H
 
 #include <cstdint>
+#include <vector>
 
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/registration.h"
+#include "src/common/records/remote_daemon.h"
 #include "src/common/records/someip_link.h"
 
 namespace qor::maintaind {
@@ -40,6 +42,8 @@ using StopFindService = ToolsOperation<0x000C, ServiceIndex, NoArgument>;
 /// The provider, now or later, is told with kSubscriberChange.
 using SubscribeEventgroup = ToolsOperation<0x000D, EventgroupSubscription, NoArgument>;
 using UnsubscribeEventgroup = ToolsOperation<0x000E, EventgroupSubscription, NoArgument>;
+/// From now on the daemon sends kRemoteDaemons with every change. For tools too, so that it needs no Hello.
+using WatchRemoteDaemons = ToolsOperation<0x000F, NoArgument, std::vector<RemoteDaemon>>;
 
 }  // namespace node_operation
 
@@ -48,6 +52,7 @@ namespace node_event {
 
 inline constexpr std::uint16_t kServiceState = 0x8001;      ///< ServiceState
 inline constexpr std::uint16_t kSubscriberChange = 0x8002;  ///< SubscriberChange
+inline constexpr std::uint16_t kRemoteDaemons = 0x8003;     ///< std::vector<RemoteDaemon>, all of them
 
 }  // namespace node_event
 

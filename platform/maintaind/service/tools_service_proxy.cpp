@@ -32,7 +32,7 @@ ara::core::Result<Response> DecodeAnswer(const ara::core::Result<ipc::StreamClie
 /// One connection to the daemon and whether it still stands.
 class QORMaintaindToolsServiceProxy::Connection {
  public:
-  explicit Connection(const std::string& socketPath) : client_(socketPath, [isLost = isLost_] { *isLost = true; }) {}
+  explicit Connection(const std::string& address) : client_(address, [isLost = isLost_] { *isLost = true; }) {}
 
   bool IsLost() const { return *isLost_; }
   ipc::StreamClient& Client() { return client_; }
@@ -43,14 +43,14 @@ class QORMaintaindToolsServiceProxy::Connection {
 };
 
 QORMaintaindToolsServiceProxy::QORMaintaindToolsServiceProxy(HandleType handle)
-    : handle_(std::move(handle)), connection_(std::make_shared<Connection>(handle_.GetSocketPath())) {}
+    : handle_(std::move(handle)), connection_(std::make_shared<Connection>(handle_.GetAddress())) {}
 
 QORMaintaindToolsServiceProxy::~QORMaintaindToolsServiceProxy() = default;
 
 std::shared_ptr<QORMaintaindToolsServiceProxy::Connection> QORMaintaindToolsServiceProxy::Connect() {
   const std::lock_guard lock(mutex_);
   if (connection_->IsLost()) {
-    connection_ = std::make_shared<Connection>(handle_.GetSocketPath());
+    connection_ = std::make_shared<Connection>(handle_.GetAddress());
   }
   return connection_;
 }

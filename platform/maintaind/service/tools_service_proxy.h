@@ -19,24 +19,24 @@ namespace qor::maintaind::proxy {
 /// connects anew.
 class QORMaintaindToolsServiceProxy {
  public:
-  /// One daemon that find-service has seen: ordered by instance number, then by socket.
+  /// One daemon that find-service has seen: ordered by instance number, then by address.
   class HandleType {
    public:
-    HandleType(std::uint16_t instance, std::string socketPath)
-        : instance_(instance), socketPath_(std::move(socketPath)) {}
+    HandleType(std::uint16_t instance, std::string address) : instance_(instance), address_(std::move(address)) {}
 
     std::uint16_t GetInstanceId() const { return instance_; }
-    const std::string& GetSocketPath() const { return socketPath_; }
+    /// The path of a socket for a daemon of this host, "<IPv4 address>:<TCP port>" for one of another.
+    const std::string& GetAddress() const { return address_; }
     auto operator<=>(const HandleType&) const = default;
 
    private:
     std::uint16_t instance_;
-    std::string socketPath_;
+    std::string address_;
   };
 
-  /// Watches for daemons of this host (their sockets in the runtime directory) until StopFindService. The handler gets
-  /// the complete list, first as soon as the sockets that exist were tried, then on every change, always on the io
-  /// thread.
+  /// Watches until StopFindService for daemons of this host (their sockets in the runtime directory) and those of other
+  /// hosts that they know. The handler gets the complete list, first as soon as the sockets that exist were tried, then
+  /// on every change, always on the io thread.
   static ara::com::FindServiceHandle StartFindService(ara::com::FindServiceHandler<HandleType> handler,
                                                       const ara::com::InstanceIdentifier& instance);
   /// After the return the handler is not called any more, unless StopFindService was called from the handler itself.
