@@ -19,6 +19,9 @@
 
 namespace qor::maintaind {
 
+/// The connection of what discovery showed of programs that know no daemon. Its ids name the same thing always.
+inline constexpr ConnectionId kForeign = 0;
+
 /// The registrations of one family (events, methods, fields or services) and the list that tools get of them. One
 /// thread.
 ///
@@ -40,7 +43,7 @@ class EntityTable {
     Node node;
     Info info;
     EntityKeys keys;
-    std::string identity;  ///< providers only: the same after the program was started again
+    std::string identity;  ///< providers only: the same after the program was started again, or is seen again
   };
   using Entries = std::list<Entry>;
 

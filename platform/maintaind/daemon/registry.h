@@ -4,17 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <map>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/ara/core/result.h"
 #include "platform/com/deployment.h"
-#include "platform/maintaind/daemon/entity_table.h"
+#include "platform/maintaind/daemon/entity_tables.h"
+#include "platform/maintaind/daemon/node_list.h"
 #include "platform/maintaind/daemon/peer_info.h"
 #include "src/common/records/query.h"
 #include "src/common/records/registration.h"
@@ -80,15 +79,23 @@ class Registry {
 
   // --- Lists for the tools: by exact name, or "ALL" ---
 
-  std::vector<EventInfoWithPubSub> Events(const std::string& name) { return Table<EventRegisterInfo>().Named(name); }
-  std::vector<MethodInfoWithPubSub> Methods(const std::string& name) { return Table<MethodRegisterInfo>().Named(name); }
-  std::vector<FieldInfoWithPubSub> Fields(const std::string& name) { return Table<FieldRegisterInfo>().Named(name); }
+  std::vector<EventInfoWithPubSub> Events(const std::string& name) {
+    return tables_.Of<EventRegisterInfo>().Named(name);
+  }
+  std::vector<MethodInfoWithPubSub> Methods(const std::string& name) {
+    return tables_.Of<MethodRegisterInfo>().Named(name);
+  }
+  std::vector<FieldInfoWithPubSub> Fields(const std::string& name) {
+    return tables_.Of<FieldRegisterInfo>().Named(name);
+  }
   std::vector<ServiceInfoWithPubSub> Services(const std::string& name) {
-    return Table<ServiceRegisterInfo>().Named(name);
+    return tables_.Of<ServiceRegisterInfo>().Named(name);
   }
   std::vector<NodeInfoWithAppName> Nodes(const std::string& name) const;
   /// The nodes that subscribe to one event.
-  SubNodeEventInfo SubscriberNodes(const QuerySubEventInfoIndex& index) const;
+  SubNodeEventInfo SubscriberNodes(const QuerySubEventInfoIndex& index) const {
+    return ListSubscribers(tables_.Of<EventRegisterInfo>(), index);
+  }
 
  private:
   using Node = std::shared_ptr<const NodeInfoWithAppName>;
@@ -104,39 +111,18 @@ class Registry {
     std::unordered_map<std::uint32_t, Entity> entities;  ///< by id
     std::size_t size = 0;                                ///< of all entities
   };
-  struct OnlineNode {
-    ConnectionId connection;
-    Node node;
-  };
 
-  template <class Info>
-  EntityTable<Info>& Table() {
-    return std::get<EntityTable<Info>>(tables_);
-  }
-  template <class Function>
-  void ForEachTable(Function function) {
-    std::apply([&function](auto&... table) { (function(table), ...); }, tables_);
-  }
-  template <class Function>
-  void ForEachTable(Function function) const {
-    std::apply([&function](const auto&... table) { (function(table), ...); }, tables_);
-  }
   void Remove(ConnectionId connection, std::uint32_t id);
-  std::vector<NodeInfoWithAppName> OnlineNodes() const;
-  std::vector<NodeInfoWithAppName> ForeignNodes() const;
-  std::vector<NodeInfoWithAppName> OfflineNodes() const;
 
   const RegistryOptions options_;
   RegistryListener* listener_ = nullptr;
   std::uint64_t revision_ = 1;
   std::unordered_map<ConnectionId, Application> applications_;
-  std::list<OnlineNode> nodes_;  ///< in the order of registration
+  RegisteredNodes nodes_;
   std::unordered_map<std::string, EventRegisterInfo> deployedByTopic_;
   std::unordered_map<std::string, std::uint32_t> foreignIds_;  ///< by GUID
   std::uint32_t lastForeignId_ = 0;
-  std::tuple<EntityTable<EventRegisterInfo>, EntityTable<MethodRegisterInfo>, EntityTable<FieldRegisterInfo>,
-             EntityTable<ServiceRegisterInfo>>
-      tables_;
+  EntityTables tables_;
 };
 
 extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRegistration, std::size_t);
