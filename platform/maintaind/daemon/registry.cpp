@@ -2,6 +2,7 @@
 #include "platform/maintaind/daemon/registry.h"
 
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "platform/someip/message.h"
@@ -69,6 +70,11 @@ void Registry::SetDeployment(const com::Deployment& deployment) {
       deployedByTopic_.emplace(keys.topic, event);
     }
   }
+  ++revision_;
+}
+
+void Registry::SetNetwork(const std::string& ip, const std::string& subnetMask) {
+  tables_.ForEach([network = HostNetwork{ip, subnetMask}](auto& table) { table.SetNetwork(network); });
   ++revision_;
 }
 
@@ -210,9 +216,37 @@ void Registry::Remove(ConnectionId connection, std::uint32_t id) {
   tables_.ForEach([&](auto& table) { table.Remove(connection, id); });
 }
 
-void Registry::SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName,
-                          EventRegisterInfo info) {
-  RemoveForeign(guid);
+template <class Info>
+void Registry::SetForeign(const std::string& id, EntityRole role, const std::string& nodeName, Info info) {
+  Node node = DescribeForeign(nodeName, info);
+  tables_.Of<Info>().Add(kForeign, RenewForeign(id), role, std::move(node), std::move(info));
+}
+
+template <class Info>
+void Registry::SetForeignOffline(const std::string& id, const std::string& nodeName, Info info) {
+  Node node = DescribeForeign(nodeName, info);
+  tables_.Of<Info>().AddOffline(RenewForeign(id), std::move(node), std::move(info));
+}
+
+void Registry::RemoveForeign(const std::string& id) {
+  if (const auto found = foreignIds_.find(id); found != foreignIds_.end()) {
+    Remove(kForeign, found->second);
+    foreignIds_.erase(found);
+    ++revision_;
+  }
+}
+
+/// Makes room for what the id names from now on.
+std::uint32_t Registry::RenewForeign(const std::string& id) {
+  RemoveForeign(id);
+  foreignIds_[id] = ++lastForeignId_;
+  ++revision_;
+  return lastForeignId_;
+}
+
+/// Adds to the record what the registry knows.
+template <class Info>
+Registry::Node Registry::DescribeForeign(const std::string& nodeName, Info& info) const {
   NodeInfoWithAppName node;
   node.nodeName = nodeName;
   node.applicationName = info.applicationName;
@@ -220,22 +254,13 @@ void Registry::SetForeign(const std::string& guid, EntityRole role, const std::s
   info.nodeName = nodeName;
   info.maintaindInstance = options_.instance;
   info.hostDomainName = options_.hostDomainName;
-  if (const auto deployed = deployedByTopic_.find(KeysOf(info).topic); deployed != deployedByTopic_.end()) {
-    info.dataTypeName = deployed->second.dataTypeName;
-    info.serializeConfig = deployed->second.serializeConfig;
+  if constexpr (std::is_same_v<Info, EventRegisterInfo>) {
+    if (const auto deployed = deployedByTopic_.find(KeysOf(info).topic); deployed != deployedByTopic_.end()) {
+      info.dataTypeName = deployed->second.dataTypeName;
+      info.serializeConfig = deployed->second.serializeConfig;
+    }
   }
-  foreignIds_[guid] = ++lastForeignId_;
-  tables_.Of<EventRegisterInfo>().Add(kForeign, lastForeignId_, role,
-                                      std::make_shared<const NodeInfoWithAppName>(std::move(node)), std::move(info));
-  ++revision_;
-}
-
-void Registry::RemoveForeign(const std::string& guid) {
-  if (const auto found = foreignIds_.find(guid); found != foreignIds_.end()) {
-    Remove(kForeign, found->second);
-    foreignIds_.erase(found);
-    ++revision_;
-  }
+  return std::make_shared<const NodeInfoWithAppName>(std::move(node));
 }
 
 std::vector<NodeInfoWithAppName> Registry::Nodes(const std::string& name) const {
@@ -250,5 +275,9 @@ template VoidResult Registry::Register(ConnectionId, EventRegistration, std::siz
 template VoidResult Registry::Register(ConnectionId, MethodRegistration, std::size_t);
 template VoidResult Registry::Register(ConnectionId, FieldRegistration, std::size_t);
 template VoidResult Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
+template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, EventRegisterInfo);
+template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, ServiceRegisterInfo);
+template void Registry::SetForeignOffline(const std::string&, const std::string&, EventRegisterInfo);
+template void Registry::SetForeignOffline(const std::string&, const std::string&, ServiceRegisterInfo);
 
 }  // namespace qor::maintaind

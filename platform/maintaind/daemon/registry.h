@@ -37,8 +37,8 @@ class RegistryListener {
   virtual void OnDomain(std::uint16_t domainId) = 0;
 };
 
-/// What the applications of this daemon registered, by connection, and what DDS discovery showed besides. One thread;
-/// no sockets, no clocks.
+/// What the applications of this daemon registered, by connection, and what discovery showed besides. One thread; no
+/// sockets, no clocks.
 ///
 /// When a connection closes, its subscribers and clients are forgotten and its publishers and servers stay listed as
 /// offline, until the same one comes back or too many are remembered. What an application unregisters itself is
@@ -50,6 +50,9 @@ class Registry {
 
   void SetListener(RegistryListener* listener) { listener_ = listener; }
   void SetDeployment(const com::Deployment& deployment);
+  /// The network over which other hosts see this one; without texts when there is none (any more). SOME/IP bindings
+  /// that name no network, or only the loopback, are listed with it.
+  void SetNetwork(const std::string& ip, const std::string& subnetMask);
 
   /// Changes with every change of what the lists hold.
   std::uint64_t Revision() const { return revision_; }
@@ -70,12 +73,16 @@ class Registry {
                                    std::size_t size = 0);
   ara::core::Result<void> UnregisterEntity(ConnectionId connection, std::uint32_t id);
 
-  // --- Foreign DDS endpoints, by GUID ---
+  // --- What discovery shows of programs that know no daemon, by ids that are unique over all families ---
 
-  /// A new endpoint, or one that has changed. `nodeName` stands for its program. A deployed event of the same domain
-  /// and topic lends its data type.
-  void SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName, EventRegisterInfo info);
-  void RemoveForeign(const std::string& guid);
+  /// Something new, or something that has changed. `nodeName` stands for its program. A deployed event of the same DDS
+  /// domain and topic lends its data type.
+  template <class Info>
+  void SetForeign(const std::string& id, EntityRole role, const std::string& nodeName, Info info);
+  /// A provider that has gone and stays listed as offline, unless too many are.
+  template <class Info>
+  void SetForeignOffline(const std::string& id, const std::string& nodeName, Info info);
+  void RemoveForeign(const std::string& id);
 
   // --- Lists for the tools: by exact name, or "ALL" ---
 
@@ -113,6 +120,9 @@ class Registry {
   };
 
   void Remove(ConnectionId connection, std::uint32_t id);
+  std::uint32_t RenewForeign(const std::string& id);
+  template <class Info>
+  Node DescribeForeign(const std::string& nodeName, Info& info) const;
 
   const RegistryOptions options_;
   RegistryListener* listener_ = nullptr;
@@ -120,7 +130,7 @@ class Registry {
   std::unordered_map<ConnectionId, Application> applications_;
   RegisteredNodes nodes_;
   std::unordered_map<std::string, EventRegisterInfo> deployedByTopic_;
-  std::unordered_map<std::string, std::uint32_t> foreignIds_;  ///< by GUID
+  std::unordered_map<std::string, std::uint32_t> foreignIds_;
   std::uint32_t lastForeignId_ = 0;
   EntityTables tables_;
 };
@@ -129,6 +139,10 @@ extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRe
 extern template ara::core::Result<void> Registry::Register(ConnectionId, MethodRegistration, std::size_t);
 extern template ara::core::Result<void> Registry::Register(ConnectionId, FieldRegistration, std::size_t);
 extern template ara::core::Result<void> Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
+extern template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, EventRegisterInfo);
+extern template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, ServiceRegisterInfo);
+extern template void Registry::SetForeignOffline(const std::string&, const std::string&, EventRegisterInfo);
+extern template void Registry::SetForeignOffline(const std::string&, const std::string&, ServiceRegisterInfo);
 
 }  // namespace qor::maintaind
 
