@@ -88,7 +88,7 @@ class Meter {
 sockaddr_in ToSockaddr(const Endpoint& endpoint) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(endpoint.address);
+  address.sin_addr.s_addr = htonl(endpoint.address.value);
   address.sin_port = htons(endpoint.port);
   return address;
 }

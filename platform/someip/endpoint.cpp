@@ -5,26 +5,24 @@
 
 namespace qor::someip {
 
-std::optional<std::uint32_t> ParseAddress(std::string_view text) {
-  in_addr address{};
-  if (::inet_pton(AF_INET, std::string(text).c_str(), &address) != 1) {
+std::optional<Ipv4Address> Ipv4Address::FromText(std::string_view text) {
+  in_addr parsed{};
+  if (text.find('\0') != std::string_view::npos || ::inet_pton(AF_INET, std::string(text).c_str(), &parsed) != 1) {
     return std::nullopt;
   }
-  return ntohl(address.s_addr);
+  return Ipv4Address{ntohl(parsed.s_addr)};
 }
 
-std::string AddressToText(std::uint32_t address) {
+std::string Ipv4Address::Text() const {
   std::string text;
   for (unsigned shift = 32; shift > 0;) {
     shift -= 8;
-    text += std::to_string(address >> shift & 0xFFU);
+    text += std::to_string(value >> shift & 0xFFU);
     text += shift > 0 ? "." : "";
   }
   return text;
 }
 
-std::string ToText(const Endpoint& endpoint) {
-  return AddressToText(endpoint.address) + ":" + std::to_string(endpoint.port);
-}
+std::string Endpoint::Text() const { return address.Text() + ":" + std::to_string(port); }
 
 }  // namespace qor::someip

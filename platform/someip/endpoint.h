@@ -10,21 +10,40 @@
 
 namespace qor::someip {
 
-/// An IPv4 address and a port, both in host byte order. Whether UDP or TCP is meant is said where it is used.
+struct Ipv4Address {
+  std::uint32_t value = 0;  ///< in the host's byte order: 127.0.0.1 is 0x7F000001
+
+  /// From four decimal numbers with dots, nothing else.
+  static std::optional<Ipv4Address> FromText(std::string_view text);
+  std::string Text() const;
+
+  bool IsMulticast() const { return value >> 28U == 0xE; }
+  /// Whether one host can have it: not 0.x.x.x, not multicast or above.
+  bool IsHost() const { return value >> 24U != 0 && value >> 28U < 0xE; }
+
+  auto operator<=>(const Ipv4Address&) const = default;
+};
+
+inline constexpr Ipv4Address kLoopbackAddress{0x7F000001};
+
+/// An address and a port. Whether UDP or TCP is meant is said where it is used.
 struct Endpoint {
-  std::uint32_t address = 0;
+  Ipv4Address address;
   std::uint16_t port = 0;
+
+  /// As "127.0.0.1:30490".
+  std::string Text() const;
 
   auto operator<=>(const Endpoint&) const = default;
 };
 
-inline constexpr std::uint32_t kLoopbackAddress = 0x7F000001;
+/// Where a service or a subscriber is reached: at most once over each protocol.
+struct Endpoints {
+  std::optional<Endpoint> udp;
+  std::optional<Endpoint> tcp;
 
-/// Nothing unless the text is four decimal numbers with dots.
-std::optional<std::uint32_t> ParseAddress(std::string_view text);
-std::string AddressToText(std::uint32_t address);
-/// As "127.0.0.1:30490".
-std::string ToText(const Endpoint& endpoint);
+  auto operator<=>(const Endpoints&) const = default;
+};
 
 }  // namespace qor::someip
 

@@ -38,7 +38,7 @@ ara::core::Result<void> Responder::Send(MessageType type, ReturnCode code, std::
   const auto connection = connection_.lock();
   if (sink == nullptr || (isReliable_ && connection == nullptr)) {
     wantsAnswer_ = false;
-    return MakeError(WireError::kNotSent, "the answer to " + ToText(peer_) + " has nowhere to go");
+    return MakeError(WireError::kNotSent, "the answer to " + peer_.Text() + " has nowhere to go");
   }
   MessageHeader header = request_;
   header.type = type;

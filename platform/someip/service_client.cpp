@@ -15,6 +15,7 @@
 #include <asio/steady_timer.hpp>
 
 #include "platform/log/qor_log.h"
+#include "platform/someip/asio_endpoint.h"
 #include "platform/someip/callback_gate.h"
 #include "platform/someip/message_reader.h"
 #include "platform/someip/tcp_connection.h"
@@ -32,8 +33,6 @@ constexpr QorLog kLog("SOMEIP");
 constexpr int kConnectRetries = 2;
 /// So that a deadline does not overflow.
 constexpr std::chrono::milliseconds kMaxTimeout = std::chrono::hours(24 * 365);
-
-tcp::endpoint ToAsio(const Endpoint& endpoint) { return {asio::ip::address_v4(endpoint.address), endpoint.port}; }
 
 }  // namespace
 
@@ -61,11 +60,10 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
     timer_.cancel();
   }
 
-  void SetServer(std::optional<Endpoint> udp, std::optional<Endpoint> tcpEndpoint) {
+  void SetServer(const Endpoints& server) {
     const std::lock_guard lock(mutex_);
-    serverUdp_ = udp;
-    serverTcp_ = tcpEndpoint;
-    udpAddress_.store(udp ? udp->address : 0, std::memory_order_relaxed);
+    server_ = server;
+    udpAddress_.store(server.udp ? server.udp->address : Ipv4Address{}, std::memory_order_relaxed);
   }
 
   ara::core::Result<Endpoint> OpenUdp() {
@@ -131,7 +129,7 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
       session = pending_.NextSession();
     }
     if (!Send(way, {methodId, session, MessageType::kRequestNoReturn}, payload)) {
-      return MakeError(WireError::kNotSent, "a message to " + ToText(way.server) + " could not be sent");
+      return MakeError(WireError::kNotSent, "a message to " + way.server.Text() + " could not be sent");
     }
     return {};
   }
@@ -150,8 +148,8 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
 
   // What MessageReader calls for messages by UDP.
   bool Accept(const MessageHeader& header, std::span<const std::uint8_t> /*payload*/, const Endpoint& source) {
-    const std::uint32_t server = udpAddress_.load(std::memory_order_relaxed);
-    const bool isOurs = (server == 0 || source.address == server) && IsOurs(header);
+    const Ipv4Address server = udpAddress_.load(std::memory_order_relaxed);
+    const bool isOurs = (server == Ipv4Address{} || source.address == server) && IsOurs(header);
     if (!isOurs) {
       foreign_.store(foreign_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
@@ -205,13 +203,13 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
       }
       return Way{nullptr, tcp_, tcp_->Remote()};
     }
-    if (!serverUdp_) {
+    if (!server_.udp) {
       return MakeError(WireError::kNotOpen, "the server's UDP endpoint is not known");
     }
     if (const auto opened = OpenUdpLocked(); !opened) {
       return opened.Error();
     }
-    return Way{udp_, nullptr, *serverUdp_};
+    return Way{udp_, nullptr, *server_.udp};
   }
 
   bool Send(const Way& way, const Identity& identity, std::span<const std::uint8_t> payload) {
@@ -235,7 +233,7 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
 
   void BeginConnectLocked(ConnectHandler onConnected, ClosedHandler onClosed) {
     asio::error_code error;
-    if (!serverTcp_) {
+    if (!server_.tcp) {
       FailConnect(std::move(onConnected), MakeError(WireError::kNotOpen, "the server's TCP endpoint is not known"));
       return;
     }
@@ -243,21 +241,22 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
     if (!error) {
       (void)::setsockopt(connecting_.native_handle(), IPPROTO_TCP, TCP_SYNCNT, &kConnectRetries,
                          sizeof(kConnectRetries));
-      connecting_.bind(ToAsio({options_.localAddress, 0}), error);
+      connecting_.bind(ToAsio<tcp>({options_.localAddress, 0}), error);
     }
     if (error) {
-      FailConnect(std::move(onConnected), ConnectError(*serverTcp_, error));
+      FailConnect(std::move(onConnected), ConnectError(*server_.tcp, error));
       return;
     }
-    connecting_.async_connect(ToAsio(*serverTcp_), [self = shared_from_this(), attempt = attempt_, server = *serverTcp_,
-                                                    connected = std::move(onConnected), closed = std::move(onClosed)](
-                                                       const asio::error_code& result) mutable {
-      self->OnConnect(attempt, server, result, connected, std::move(closed));
-    });
+    connecting_.async_connect(
+        ToAsio<tcp>(*server_.tcp),
+        [self = shared_from_this(), attempt = attempt_, server = *server_.tcp, connected = std::move(onConnected),
+         closed = std::move(onClosed)](const asio::error_code& result) mutable {
+          self->OnConnect(attempt, server, result, connected, std::move(closed));
+        });
   }
 
   static ara::core::ErrorCode ConnectError(const Endpoint& server, const asio::error_code& error) {
-    return MakeError(WireError::kSocket, "cannot connect to TCP " + ToText(server) + ": " + error.message());
+    return MakeError(WireError::kSocket, "cannot connect to TCP " + server.Text() + ": " + error.message());
   }
 
   void FailConnect(ConnectHandler onConnected, const ara::core::ErrorCode& error) {
@@ -343,7 +342,7 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
       onClosed = std::exchange(onClosed_, nullptr);
       lost = pending_.TakeReliable();
     }
-    kLog.Info() << "The connection to service " << options_.serviceId << " at " << ToText(connection->Remote())
+    kLog.Info() << "The connection to service " << options_.serviceId << " at " << connection->Remote().Text()
                 << " ended: " << reason;
     if (onClosed) {
       onClosed(reason);
@@ -455,14 +454,13 @@ class ServiceClient::Core : public std::enable_shared_from_this<Core> {
   const ServiceClientOptions options_;
   EventHandlers events_;
   CallbackGate gate_;
-  std::atomic<std::uint32_t> udpAddress_{0};  // the server's; 0: not known
+  std::atomic<Ipv4Address> udpAddress_{};  // the server's; 0.0.0.0: not known
   std::atomic<std::uint64_t> foreign_{0};
   MessageReader reader_;         // the loop's thread
   std::mutex segmentedRequest_;  // held while one is sent, so that segments of two do not mix
 
   std::mutex mutex_;  // guards all that follows
-  std::optional<Endpoint> serverUdp_;
-  std::optional<Endpoint> serverTcp_;
+  Endpoints server_;
   std::shared_ptr<UdpSocket> udp_;  // null: not opened; shared with the loop and with requests that are being sent
   tcp::socket connecting_;          // open while an attempt to connect goes on
   std::uint64_t attempt_ = 0;       // which attempt or connection is the present one
@@ -478,7 +476,7 @@ ServiceClient::ServiceClient(asio::io_context& loop, const ServiceClientOptions&
 
 ServiceClient::~ServiceClient() { core_->Close(); }
 
-void ServiceClient::SetServer(std::optional<Endpoint> udp, std::optional<Endpoint> tcp) { core_->SetServer(udp, tcp); }
+void ServiceClient::SetServer(const Endpoints& server) { core_->SetServer(server); }
 
 ara::core::Result<Endpoint> ServiceClient::OpenUdp() { return core_->OpenUdp(); }
 

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 
@@ -26,7 +25,7 @@ struct ServiceClientOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  std::uint32_t localAddress = kLoopbackAddress;
+  Ipv4Address localAddress = kLoopbackAddress;
   std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
   std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
   std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, together
@@ -64,7 +63,7 @@ class ServiceClient {
 
   /// Where the server is, as far as it is known. Messages by UDP are taken from the server's address only, once that is
   /// known. A TCP connection to a former endpoint stays until ConnectTcp or CloseTcp.
-  void SetServer(std::optional<Endpoint> udp, std::optional<Endpoint> tcp);
+  void SetServer(const Endpoints& server);
 
   /// Opens the UDP socket on any free port, or says which endpoint it has when it is open. Error: kSocket.
   ara::core::Result<Endpoint> OpenUdp();

@@ -116,7 +116,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
       isSent = SendUdpMessage(*udp_, header, payload, {&peer, 1}, &options_.answerTp);
     }
     if (!isSent) {
-      return MakeError(WireError::kNotSent, "an answer to " + ToText(peer) + " could not be sent");
+      return MakeError(WireError::kNotSent, "an answer to " + peer.Text() + " could not be sent");
     }
     return {};
   }
@@ -151,9 +151,9 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     const auto connection =
         std::make_shared<TcpConnection>(std::move(socket), TcpLimits{options_.maxMessageSize, options_.maxQueued});
     if (!notifier_.AddConnection(connection, options_.maxConnections)) {
-      kLog.Warn("ServiceServer_Full_" + ToText(tcp_->Local()), kLogIntervalMs)
+      kLog.Warn("ServiceServer_Full_" + tcp_->Local().Text(), kLogIntervalMs)
           << "A connection to service " << options_.serviceId << " was closed: there are " << options_.maxConnections
-          << " already.[peer=" << ToText(connection->Remote()) << "]";
+          << " already.[peer=" << connection->Remote().Text() << "]";
       connection->Close();
       return;
     }
@@ -188,7 +188,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
       return;
     }
     kLog.Info() << "A connection to service " << options_.serviceId << " ended: " << reason
-                << ".[peer=" << ToText(connection.Remote()) << "]";
+                << ".[peer=" << connection.Remote().Text() << "]";
     notifier_.RemoveConnection(connection);
     if (onDisconnect_ != nullptr) {
       onDisconnect_(connection.Remote());

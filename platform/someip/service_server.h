@@ -24,14 +24,14 @@ struct ServiceServerOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  std::uint32_t address = kLoopbackAddress;  ///< the local address that is listened on
-  std::optional<std::uint16_t> udpPort;      ///< nothing: no UDP; 0: any port
-  std::optional<std::uint16_t> tcpPort;      ///< nothing: no TCP; 0: any port
-  std::size_t maxMessageSize = 16U << 20U;   ///< bytes; larger payloads are refused in both directions
-  std::size_t maxQueued = 64U << 20U;        ///< bytes waiting for one TCP peer; one that lets more wait is dropped
-  std::size_t maxConnections = 64;           ///< further TCP connections are closed at once
-  std::size_t receiveBuffer = 4U << 20U;     ///< bytes asked for the UDP socket
-  TpSettings answerTp;                       ///< for answers by UDP that need more than one datagram
+  Ipv4Address address = kLoopbackAddress;   ///< the local address that is listened on
+  std::optional<std::uint16_t> udpPort;     ///< nothing: no UDP; 0: any port
+  std::optional<std::uint16_t> tcpPort;     ///< nothing: no TCP; 0: any port
+  std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are refused in both directions
+  std::size_t maxQueued = 64U << 20U;       ///< bytes waiting for one TCP peer; one that lets more wait is dropped
+  std::size_t maxConnections = 64;          ///< further TCP connections are closed at once
+  std::size_t receiveBuffer = 4U << 20U;    ///< bytes asked for the UDP socket
+  TpSettings answerTp;                      ///< for answers by UDP that need more than one datagram
 };
 
 struct ServiceServerCounts {

@@ -10,6 +10,8 @@
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
+#include "platform/someip/asio_endpoint.h"
+
 namespace qor::someip {
 namespace {
 
@@ -18,18 +20,14 @@ using asio::ip::tcp;
 /// A queue that was once long does not keep its memory.
 constexpr std::size_t kKeptCapacity = 256U << 10U;
 
-Endpoint ToEndpoint(const tcp::endpoint& endpoint) {
-  return {endpoint.address().is_v4() ? endpoint.address().to_v4().to_uint() : 0, endpoint.port()};
-}
-
 Endpoint LocalOf(const tcp::socket& socket) {
   asio::error_code ignored;
-  return ToEndpoint(socket.local_endpoint(ignored));
+  return FromAsio(socket.local_endpoint(ignored));
 }
 
 Endpoint RemoteOf(const tcp::socket& socket) {
   asio::error_code ignored;
-  return ToEndpoint(socket.remote_endpoint(ignored));
+  return FromAsio(socket.remote_endpoint(ignored));
 }
 
 iovec ToIovec(std::span<const std::uint8_t> bytes) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/log/qor_log.h"
+#include "platform/someip/asio_endpoint.h"
 #include "platform/someip/wire_error.h"
 
 namespace qor::someip {
@@ -24,14 +25,14 @@ ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_conte
   tcp::acceptor acceptor(loop);
   asio::error_code error;
   const auto failed = [&](const char* what) {
-    return MakeError(WireError::kSocket, std::string(what) + " TCP " + ToText(local) + ": " + error.message());
+    return MakeError(WireError::kSocket, std::string(what) + " TCP " + local.Text() + ": " + error.message());
   };
   acceptor.open(tcp::v4(), error);
   if (error) {
     return failed("cannot open a socket for");
   }
   acceptor.set_option(asio::socket_base::reuse_address(true), error);  // also right after the last server ended
-  acceptor.bind({asio::ip::address_v4(local.address), local.port}, error);
+  acceptor.bind(ToAsio<tcp>(local), error);
   if (error) {
     return failed("cannot bind to");
   }
@@ -43,7 +44,7 @@ ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_conte
   if (error) {
     return failed("cannot find out the port of");
   }
-  return std::make_shared<TcpListener>(std::move(acceptor), Endpoint{local.address, bound.port()});
+  return std::make_shared<TcpListener>(std::move(acceptor), FromAsio(bound));
 }
 
 TcpListener::TcpListener(tcp::acceptor acceptor, const Endpoint& local)
@@ -64,8 +65,8 @@ void TcpListener::Next() {
       self->handler_(std::move(socket));
       self->Next();
     } else if (error != asio::error::operation_aborted) {
-      kLog.Warn("TcpListener_" + ToText(self->local_), kLogIntervalMs)
-          << "Cannot accept a connection on TCP " << ToText(self->local_) << ": " << error.message();
+      kLog.Warn("TcpListener_" + self->local_.Text(), kLogIntervalMs)
+          << "Cannot accept a connection on TCP " << self->local_.Text() << ": " << error.message();
       self->Retry();
     }
   });

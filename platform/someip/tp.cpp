@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/someip/big_endian.h"
+
 namespace qor::someip {
 namespace {
 
@@ -13,19 +15,16 @@ constexpr std::size_t kMaxBurst = 64;
 }  // namespace
 
 std::array<std::uint8_t, kTpHeaderSize> EncodeTpHeader(const TpHeader& header) {
-  const std::uint32_t word = (header.offset & kOffsetMask) | (header.hasMore ? kMoreBit : 0);
-  return {static_cast<std::uint8_t>(word >> 24U), static_cast<std::uint8_t>(word >> 16U),
-          static_cast<std::uint8_t>(word >> 8U), static_cast<std::uint8_t>(word)};
+  std::array<std::uint8_t, kTpHeaderSize> bytes{};
+  SetBigEndian<kTpHeaderSize>(bytes, 0, (header.offset & kOffsetMask) | (header.hasMore ? kMoreBit : 0));
+  return bytes;
 }
 
 std::optional<TpHeader> DecodeTpHeader(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < kTpHeaderSize) {
     return std::nullopt;
   }
-  std::uint32_t word = 0;
-  for (const std::uint8_t byte : bytes.first(kTpHeaderSize)) {
-    word = word << 8U | byte;
-  }
+  const std::uint32_t word = GetBigEndian<kTpHeaderSize>(bytes, 0);
   return TpHeader{word & kOffsetMask, (word & kMoreBit) != 0};
 }
 

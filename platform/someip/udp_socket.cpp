@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/someip/asio_endpoint.h"
 #include "platform/someip/wire_error.h"
 
 namespace qor::someip {
@@ -29,11 +30,13 @@ sockaddr_in ToSockaddr(const Endpoint& endpoint) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(endpoint.port);
-  address.sin_addr.s_addr = htonl(endpoint.address);
+  address.sin_addr.s_addr = htonl(endpoint.address.value);
   return address;
 }
 
-Endpoint FromSockaddr(const sockaddr_in& address) { return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)}; }
+Endpoint FromSockaddr(const sockaddr_in& address) {
+  return {Ipv4Address{ntohl(address.sin_addr.s_addr)}, ntohs(address.sin_port)};
+}
 
 void EnlargeReceiveBuffer(int descriptor, std::size_t size) {
   const int wanted = static_cast<int>(std::min<std::size_t>(size, std::numeric_limits<int>::max() / 2));
@@ -114,7 +117,7 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
   asio::ip::udp::socket socket(loop);
   asio::error_code error;
   const auto failed = [&](const char* what) {
-    return MakeError(WireError::kSocket, std::string(what) + " UDP " + ToText(local) + ": " + error.message());
+    return MakeError(WireError::kSocket, std::string(what) + " UDP " + local.Text() + ": " + error.message());
   };
   socket.open(asio::ip::udp::v4(), error);
   if (error) {
@@ -123,7 +126,7 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
   EnlargeReceiveBuffer(socket.native_handle(), receiveBuffer);
   const int on = 1;
   (void)::setsockopt(socket.native_handle(), SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof(on));
-  socket.bind({asio::ip::address_v4(local.address), local.port}, error);
+  socket.bind(ToAsio<asio::ip::udp>(local), error);
   if (error) {
     return failed("cannot bind to");
   }
@@ -131,7 +134,7 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
   if (error) {
     return failed("cannot find out the port of");
   }
-  return std::make_shared<UdpSocket>(std::move(socket), Endpoint{local.address, bound.port()});
+  return std::make_shared<UdpSocket>(std::move(socket), FromAsio(bound));
 }
 
 UdpSocket::UdpSocket(asio::ip::udp::socket socket, const Endpoint& local) : local_(local), socket_(std::move(socket)) {}

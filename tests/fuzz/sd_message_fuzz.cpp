@@ -28,8 +28,8 @@ class Agent : public SdSender, public SdListener {
   Agent() {
     OfferedService own;
     own.key = {0x1001, 1, 1};
-    own.endpoints = {Endpoint{kOwn, 30501, TransportProtocol::kUdp}, Endpoint{kOwn, 30501, TransportProtocol::kTcp}};
-    own.eventgroups = {{7, true, false, Endpoint{{0xEFC00001}, 30502, TransportProtocol::kUdp}}, {8, true, true, {}}};
+    own.endpoints = {Endpoint{kOwn, 30501}, Endpoint{kOwn, 30501}};
+    own.eventgroups = {{7, true, false, Endpoint{{0xEFC00001}, 30502}}, {8, true, true, {}}};
     agent_.Offer(own);
     agent_.Require({0x1002});
     Subscribe({0x1002, 1, 1});
@@ -92,7 +92,7 @@ class Agent : public SdSender, public SdListener {
     Subscription subscription;
     subscription.service = service;
     subscription.eventgroup = 7;
-    subscription.local.udp = Endpoint{kOwn, 40000, TransportProtocol::kUdp};
+    subscription.local.udp = Endpoint{kOwn, 40000};
     agent_.Subscribe(subscription);
   }
   static void CheckSent(std::span<const std::uint8_t> bytes) {
@@ -154,6 +154,7 @@ void CheckRoundTrip(std::span<const std::uint8_t> bytes) {
 /// Datagrams, each after four bytes: who sends it and whether by multicast (highest bit), the time that passes before
 /// (tens of milliseconds), and its length.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace qor::someip;
   using namespace qor::someip::sd;
   Agent agent;
   std::span<const std::uint8_t> rest(data, size);

@@ -61,7 +61,7 @@ class Speaker : public SdListener {
     Do([&] {
       OfferedService offered;
       offered.key = {service, 1, 1};
-      offered.endpoints.udp = Endpoint{address_, 30501, TransportProtocol::kUdp};
+      offered.endpoints.udp = Endpoint{address_, 30501};
       offered.eventgroups.push_back({7, true, false, std::nullopt});
       runner_->Agent().Offer(offered);
     });
@@ -71,7 +71,7 @@ class Speaker : public SdListener {
       Subscription subscription;
       subscription.service = {service, 1, 1};
       subscription.eventgroup = 7;
-      subscription.local.udp = Endpoint{address_, 40000, TransportProtocol::kUdp};
+      subscription.local.udp = Endpoint{address_, 40000};
       subscription.ttl = kTtl;
       runner_->Agent().Subscribe(subscription);
     });

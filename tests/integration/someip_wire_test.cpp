@@ -129,7 +129,7 @@ class SomeipWireTest : public testing::Test {
     options.majorVersion = version;
     options.clientId = 0x77;
     client_ = std::make_unique<ServiceClient>(clientLoop_.Loop(), options);
-    client_->SetServer(server_->UdpEndpoint(), server_->TcpEndpoint());
+    client_->SetServer({server_->UdpEndpoint(), server_->TcpEndpoint()});
   }
 
   void AddEvent(EventSettings event) {
@@ -400,7 +400,7 @@ TEST_F(SomeipWireTest, WrongRequestsAreToldWhyUnlessTheyWantNoAnswer) {
 TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
   asio::io_context loop;
   udp::socket peer(loop, udp::endpoint(asio::ip::address_v4::loopback(), 0));
-  client_->SetServer(Endpoint{kLoopbackAddress, peer.local_endpoint().port()}, std::nullopt);
+  client_->SetServer({Endpoint{kLoopbackAddress, peer.local_endpoint().port()}, std::nullopt});
   auto answered = Request({}, false);
   std::array<std::uint8_t, 100> bytes{};
   udp::endpoint from;
@@ -439,8 +439,8 @@ TEST_F(SomeipWireTest, ConnectingReportsFailureAndReplacesTheFormerConnection) {
   const Endpoint gone = *server_->TcpEndpoint();
   server_.reset();
   ASSERT_TRUE(Eventually([this] { return closed_ == 1; }));
-  EXPECT_EQ(connect(), "cannot connect to TCP " + ToText(gone) + ": Connection refused");
-  client_->SetServer(std::nullopt, std::nullopt);
+  EXPECT_EQ(connect(), "cannot connect to TCP " + gone.Text() + ": Connection refused");
+  client_->SetServer({});
   EXPECT_EQ(connect(), "the server's TCP endpoint is not known");
 }
 

@@ -18,7 +18,7 @@ namespace qor::test {
 /// Service discovery agents on a network that is made of calls, in a time that stands still until it is told to pass.
 class SdWorld {
  public:
-  using Address = someip::sd::Ipv4Address;
+  using Address = someip::Ipv4Address;
   using Duration = someip::sd::Duration;
   using Entry = someip::sd::Entry;
 

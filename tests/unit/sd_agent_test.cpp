@@ -28,8 +28,12 @@ using testing::Not;
 
 constexpr Ipv4Address kStranger{0x0A4D0063};
 
-Endpoint UdpAt(Ipv4Address address, std::uint16_t port = 30501) { return {address, port, TransportProtocol::kUdp}; }
-Endpoint TcpAt(Ipv4Address address, std::uint16_t port = 30501) { return {address, port, TransportProtocol::kTcp}; }
+Ipv4Option UdpAt(Ipv4Address address, std::uint16_t port = 30501) {
+  return {AddressRole::kEndpoint, {address, port}, TransportProtocol::kUdp};
+}
+Ipv4Option TcpAt(Ipv4Address address, std::uint16_t port = 30501) {
+  return {AddressRole::kEndpoint, {address, port}, TransportProtocol::kTcp};
+}
 
 Entry OfferEntry(std::uint16_t service, std::uint32_t ttl, Ipv4Address at = kStranger) {
   Entry entry;
@@ -38,18 +42,15 @@ Entry OfferEntry(std::uint16_t service, std::uint32_t ttl, Ipv4Address at = kStr
   entry.instance = 1;
   entry.major = 1;
   entry.ttl = ttl;
-  entry.options = {Ipv4Option{AddressRole::kEndpoint, UdpAt(at)}};
+  entry.options = {UdpAt(at)};
   return entry;
 }
 
-Entry SubscribeEntry(std::uint16_t service, std::uint32_t ttl, std::vector<Endpoint> endpoints) {
+Entry SubscribeEntry(std::uint16_t service, std::uint32_t ttl, std::vector<Option> endpoints) {
   Entry entry = OfferEntry(service, ttl);
   entry.type = EntryType::kSubscribeEventgroup;
   entry.eventgroup = 7;
-  entry.options.clear();
-  for (const Endpoint& endpoint : endpoints) {
-    entry.options.emplace_back(Ipv4Option{AddressRole::kEndpoint, endpoint});
-  }
+  entry.options = std::move(endpoints);
   return entry;
 }
 
@@ -65,7 +66,7 @@ class SdAgentTest : public testing::Test {
   static OfferedService Service(const SdWorld::Host& host, std::uint16_t service, std::uint16_t instance = 1) {
     OfferedService offered;
     offered.key = {service, instance, 1};
-    offered.endpoints.udp = UdpAt(host.At());
+    offered.endpoints.udp = Endpoint{host.At(), 30501};
     offered.eventgroups = {{7, true, false, std::nullopt}};
     return offered;
   }
@@ -73,7 +74,7 @@ class SdAgentTest : public testing::Test {
     Subscription subscription;
     subscription.service = {service, 1, 1};
     subscription.eventgroup = 7;
-    subscription.local.udp = UdpAt(host.At(), 40000);
+    subscription.local.udp = Endpoint{host.At(), 40000};
     subscription.ttl = ttl;
     return subscription;
   }
@@ -212,14 +213,14 @@ TEST_F(SdAgentTest, FindsAreAnsweredToTheAskerOnceOffersHaveBegun) {
 
 TEST_F(SdAgentTest, WhatDoesNotFitIsRefused) {
   OfferedService service = Service(one_, 0x1001);
-  service.endpoints.tcp = TcpAt(one_.At());
+  service.endpoints.tcp = Endpoint{one_.At(), 30501};
   service.eventgroups.push_back({8, true, true, std::nullopt});
   one_.Agent().Offer(service);
   one_.Agent().Offer(Service(one_, 0x1002));
   world_.Pass(seconds(1));
-  const Endpoint udp = UdpAt(kStranger);
-  const Endpoint tcp = TcpAt(kStranger);
-  const auto verdictOn = [&](std::uint16_t serviceId, std::vector<Endpoint> endpoints, auto change) {
+  const Option udp = UdpAt(kStranger);
+  const Option tcp = TcpAt(kStranger);
+  const auto verdictOn = [&](std::uint16_t serviceId, std::vector<Option> endpoints, auto change) {
     world_.sent.clear();
     one_.TakeTold();
     Entry entry = SubscribeEntry(serviceId, 3, std::move(endpoints));
@@ -250,6 +251,8 @@ TEST_F(SdAgentTest, WhatDoesNotFitIsRefused) {
   EXPECT_EQ(verdictOn(0x1002, {udp, tcp}, asItIs), refused(Refusal::kUnfitEndpoint));
   EXPECT_EQ(verdictOn(0x1001, {udp, UdpAt(kStranger, 1)}, asItIs), refused(Refusal::kUnfitEndpoint));
   EXPECT_EQ(verdictOn(0x1001, {UdpAt(kStranger, 0)}, asItIs), refused(Refusal::kUnfitEndpoint));
+  EXPECT_EQ(verdictOn(0x1001, {udp, Ipv4Option{AddressRole::kEndpoint, {kStranger, 1}, TransportProtocol{99}}}, asItIs),
+            refused(Refusal::kUnfitEndpoint));
   EXPECT_EQ(verdictOn(0x1001, {UdpAt({0xEFC00001})}, asItIs), refused(Refusal::kUnfitEndpoint));
   EXPECT_EQ(verdictOn(0x1001, {UdpAt(two_.At())}, asItIs), refused(Refusal::kForeignAddress));
   EXPECT_EQ(verdictOn(0x1001, {udp, TcpAt(two_.At())}, inEventgroup(8)), refused(Refusal::kForeignAddress));
@@ -324,7 +327,7 @@ TEST_F(SdAgentTest, OffersAreLearntUntilTheyEnd) {
   const auto learnt = two_.Agent().FindService({0x1001, 1, 1});
   ASSERT_TRUE(learnt);
   EXPECT_EQ(learnt->host, one_.At());
-  EXPECT_EQ(learnt->endpoints.udp, UdpAt(one_.At()));
+  EXPECT_EQ(learnt->endpoints.udp, (Endpoint{one_.At(), 30501}));
   world_.Pass(minutes(1));
   one_.isConnected = false;
   world_.Pass(milliseconds(2000));
@@ -416,7 +419,7 @@ TEST_F(SdAgentTest, SubscriptionsFollowTheirService) {
   EXPECT_EQ(one_.TakeTold(), "subscriber host2 service stopped;");
   EXPECT_EQ(two_.TakeTold(), "subscription 7 waiting for the service;gone 1001.1 stopped;");
   OfferedService withMulticast = Service(one_, 0x1001);
-  withMulticast.eventgroups[0].multicast = UdpAt({0xEFC00001}, 30502);
+  withMulticast.eventgroups[0].multicast = Endpoint{{0xEFC00001}, 30502};
   one_.Agent().Offer(withMulticast);
   world_.Pass(seconds(5));
   EXPECT_THAT(two_.TakeTold(), HasSubstr("subscription 7 acknowledged 239.192.0.1;"));

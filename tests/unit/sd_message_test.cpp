@@ -50,10 +50,10 @@ SdMessage Decoded(const Bytes& bytes) {
 }
 
 Option UdpAt(std::uint32_t address, std::uint16_t port) {
-  return Ipv4Option{AddressRole::kEndpoint, {Ipv4Address{address}, port, TransportProtocol::kUdp}};
+  return Ipv4Option{AddressRole::kEndpoint, {{address}, port}};
 }
 Option TcpAt(std::uint32_t address, std::uint16_t port) {
-  return Ipv4Option{AddressRole::kEndpoint, {Ipv4Address{address}, port, TransportProtocol::kTcp}};
+  return Ipv4Option{AddressRole::kEndpoint, {{address}, port}, TransportProtocol::kTcp};
 }
 
 Entry Offer(std::uint16_t service, std::vector<Option> options) {
@@ -93,7 +93,7 @@ TEST(SdMessageTest, EachKindOfEntryHasItsBytes) {
   Entry ack = subscribe;
   ack.type = EntryType::kSubscribeEventgroupAck;
   ack.isInitialDataRequested = false;
-  ack.options = {Ipv4Option{AddressRole::kMulticast, {Ipv4Address{0xEFC00001}, 30502, TransportProtocol::kUdp}}};
+  ack.options = {Ipv4Option{AddressRole::kMulticast, {{0xEFC00001}, 30502}}};
 
   const Entry offer = Offer(0x1234, {UdpAt(0x0A4D0001, 30501), TcpAt(0x0A4D0001, 30502)});
   const Bytes expected = Message(
@@ -125,7 +125,7 @@ TEST(SdMessageTest, EachKindOfOptionHasItsBytes) {
   const Entry offer = Offer(0x1234, {
                                         ConfigurationOption{{{"a", "b=c"}, {"flag", std::nullopt}, {"e", ""}}},
                                         LoadBalancingOption{1, 0x0203},
-                                        Ipv4Option{AddressRole::kSdEndpoint, {Ipv4Address{1}, 2}},
+                                        Ipv4Option{AddressRole::kSdEndpoint, {{1}, 2}},
                                         ipv6,
                                     });
   const Bytes expected = Message("01 00 00 40 1234 5678 01 000003 00000020",

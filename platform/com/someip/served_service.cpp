@@ -60,7 +60,7 @@ ServedService::ServedService(const maintaind::SomeipEventInfo& event, std::uniqu
     : server_(std::move(server)), key_("offer " + Text(ServiceOf(event))) {
   offer_.service = ServiceOf(event);
   offer_.minorVersion = event.minorVersion;
-  offer_.address = someip::AddressToText(someip::kLoopbackAddress);
+  offer_.address = someip::kLoopbackAddress.Text();
   offer_.udpPort = server_->UdpEndpoint() ? server_->UdpEndpoint()->port : 0;
   offer_.tcpPort = server_->TcpEndpoint() ? server_->TcpEndpoint()->port : 0;
   offer_.publicUdpPort = event.udpPort;
@@ -120,7 +120,7 @@ std::size_t ServedService::SubscriberCount(const maintaind::OfferedEvent& event)
 
 void ServedService::OnSubscriberChange(const maintaind::SubscriberChange& change) {
   const auto& subscription = change.subscription;
-  const auto address = someip::ParseAddress(subscription.address);
+  const auto address = someip::Ipv4Address::FromText(subscription.address);
   if (!address || subscription.port == 0) {
     return;
   }
@@ -134,8 +134,7 @@ void ServedService::OnSubscriberChange(const maintaind::SubscriberChange& change
     return;
   }
   subscribers_.insert(key);
-  if (const auto added = server_->AddSubscriber(subscription.eventGroupId, endpoint, subscription.isReliable);
-      !added) {
+  if (const auto added = server_->AddSubscriber(subscription.eventGroupId, endpoint, subscription.isReliable); !added) {
     kLog.Warn() << "A subscriber of " << Text(offer_.service) << " gets nothing: " << added.Error().Message();
   }
 }

@@ -30,7 +30,7 @@ someip::ServiceClientOptions OptionsFor(const maintaind::ServiceIndex& service) 
 }
 
 std::optional<someip::Endpoint> EndpointOf(const std::string& address, std::uint16_t port) {
-  const auto parsed = someip::ParseAddress(address);
+  const auto parsed = someip::Ipv4Address::FromText(address);
   return parsed && port != 0 ? std::optional(someip::Endpoint{*parsed, port}) : std::nullopt;
 }
 
@@ -99,10 +99,8 @@ void UsedService::AddReader(const maintaind::OfferedEvent& event, std::shared_pt
     known.description = event;
     known.readers = std::make_shared<FanOut>();
     client_.SetEventHandler(
-        event.eventId,
-        [readers = known.readers](const someip::MessageHeader& /*header*/, std::span<const std::uint8_t> payload) {
-          readers->Deliver(payload);
-        });
+        event.eventId, [readers = known.readers](const someip::MessageHeader& /*header*/,
+                                                 std::span<const std::uint8_t> payload) { readers->Deliver(payload); });
   }
   known.readers->Add(std::move(sink));
   ConnectLocked();
@@ -134,7 +132,7 @@ void UsedService::OnServiceState(const maintaind::ServiceState& state) {
     UpdateSubscriptionsLocked();
     return;
   }
-  client_.SetServer(EndpointOf(state.address, state.udpPort), EndpointOf(state.address, state.tcpPort));
+  client_.SetServer({EndpointOf(state.address, state.udpPort), EndpointOf(state.address, state.tcpPort)});
   client_.CloseTcp();
   tcp_.reset();
   isConnecting_ = false;
@@ -225,7 +223,7 @@ void UsedService::UpdateSubscriptionsLocked() {
     auto& subscription = wanted[{description.eventGroupIds.front(), description.isReliable}];
     subscription.service = service_;
     subscription.eventGroupId = description.eventGroupIds.front();
-    subscription.address = someip::AddressToText(local->address);
+    subscription.address = local->address.Text();
     subscription.port = local->port;
     subscription.isReliable = description.isReliable;
     subscription.events.push_back(description);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/maintaind/daemon/host_network.h"
 
-#include "platform/someip/sd/endpoint.h"
+#include "platform/someip/endpoint.h"
 
 namespace qor::maintaind {
 namespace {
 
-using someip::sd::Ipv4Address;
+using someip::Ipv4Address;
 
 constexpr const char* kSingleHost = "255.255.255.255";
 

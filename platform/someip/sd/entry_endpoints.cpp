@@ -25,7 +25,7 @@ EntryEndpoints EndpointsOf(const std::vector<Option>& options) {
       continue;
     }
     const Endpoint& endpoint = address->endpoint;
-    auto* place = PlaceOf(found.endpoints, endpoint.protocol);
+    auto* place = PlaceOf(found.endpoints, address->protocol);
     if (place == nullptr || !endpoint.address.IsHost() || endpoint.port == 0 || place->value_or(endpoint) != endpoint) {
       found.isUnfit = true;
     } else {
@@ -37,10 +37,11 @@ EntryEndpoints EndpointsOf(const std::vector<Option>& options) {
 
 std::vector<Option> OptionsFor(const Endpoints& endpoints) {
   std::vector<Option> options;
-  for (const auto& endpoint : {endpoints.udp, endpoints.tcp}) {
-    if (endpoint) {
-      options.emplace_back(Ipv4Option{AddressRole::kEndpoint, *endpoint});
-    }
+  if (endpoints.udp) {
+    options.emplace_back(Ipv4Option{AddressRole::kEndpoint, *endpoints.udp, TransportProtocol::kUdp});
+  }
+  if (endpoints.tcp) {
+    options.emplace_back(Ipv4Option{AddressRole::kEndpoint, *endpoints.tcp, TransportProtocol::kTcp});
   }
   return options;
 }
@@ -49,7 +50,7 @@ std::optional<Endpoint> MulticastOf(const std::vector<Option>& options) {
   for (const Option& option : options) {
     const auto* address = std::get_if<Ipv4Option>(&option);
     if (address != nullptr && address->role == AddressRole::kMulticast && address->endpoint.address.IsMulticast() &&
-        address->endpoint.port != 0 && address->endpoint.protocol == TransportProtocol::kUdp) {
+        address->endpoint.port != 0 && address->protocol == TransportProtocol::kUdp) {
       return address->endpoint;
     }
   }

@@ -8,7 +8,7 @@
 #include <asio/io_context.hpp>
 
 #include "platform/ara/core/result.h"
-#include "platform/someip/sd/endpoint.h"
+#include "platform/someip/endpoint.h"
 
 namespace qor::someip::sd {
 

@@ -8,7 +8,7 @@
 #include <map>
 #include <optional>
 
-#include "platform/someip/sd/endpoint.h"
+#include "platform/someip/endpoint.h"
 
 namespace qor::someip::sd {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/someip/sd/big_endian.h"
+#include "platform/someip/big_endian.h"
 
 namespace qor::someip::sd {
 namespace {
@@ -73,14 +73,14 @@ std::variant<std::vector<DecodedOption>, SdFault> DecodeOptions(ByteView rest) {
 Entry DecodeEntryFields(ByteView bytes) {
   Entry entry;
   entry.type = static_cast<EntryType>(bytes[0]);
-  entry.service = static_cast<std::uint16_t>(GetBigEndian<2>(bytes, 4));
-  entry.instance = static_cast<std::uint16_t>(GetBigEndian<2>(bytes, 6));
+  entry.service = GetBigEndian<2>(bytes, 4);
+  entry.instance = GetBigEndian<2>(bytes, 6);
   entry.major = bytes[8];
   entry.ttl = GetBigEndian<3>(bytes, 9);
   if (entry.IsOfEventgroup()) {
     entry.isInitialDataRequested = (bytes[13] & kInitialDataFlag) != 0;
     entry.counter = bytes[13] & kCounterMask;
-    entry.eventgroup = static_cast<std::uint16_t>(GetBigEndian<2>(bytes, 14));
+    entry.eventgroup = GetBigEndian<2>(bytes, 14);
   } else {
     entry.minor = GetBigEndian<4>(bytes, 12);
   }
@@ -194,17 +194,17 @@ void PutEntry(Bytes& bytes, const Entry& entry, const Placement& placement) {
   bytes.push_back(static_cast<std::uint8_t>(placement.first.first));
   bytes.push_back(static_cast<std::uint8_t>(placement.second.count > 0 ? placement.second.first : 0));
   bytes.push_back(static_cast<std::uint8_t>(placement.first.count << 4U | placement.second.count));
-  PutBigEndian<2>(bytes, entry.service);
-  PutBigEndian<2>(bytes, entry.instance);
+  AppendBigEndian<2>(bytes, entry.service);
+  AppendBigEndian<2>(bytes, entry.instance);
   bytes.push_back(entry.major);
-  PutBigEndian<3>(bytes, entry.ttl);
+  AppendBigEndian<3>(bytes, entry.ttl);
   if (entry.IsOfEventgroup()) {
     bytes.push_back(0);
     bytes.push_back(static_cast<std::uint8_t>((entry.isInitialDataRequested ? kInitialDataFlag : 0U) |
                                               (entry.counter & kCounterMask)));
-    PutBigEndian<2>(bytes, entry.eventgroup);
+    AppendBigEndian<2>(bytes, entry.eventgroup);
   } else {
-    PutBigEndian<4>(bytes, entry.minor);
+    AppendBigEndian<4>(bytes, entry.minor);
   }
 }
 
@@ -274,11 +274,11 @@ bool SdMessageWriter::Add(const Entry& entry) {
 
 std::vector<std::uint8_t> SdMessageWriter::Finish(std::uint16_t session, bool isReboot) {
   Bytes payload;
-  PutBigEndian<1>(payload, kUnicastFlag | (isReboot ? kRebootFlag : 0U));
-  PutBigEndian<3>(payload, 0);
-  PutBigEndian<kLengthSize>(payload, static_cast<std::uint32_t>(entries_.size()));
+  AppendBigEndian<1>(payload, kUnicastFlag | (isReboot ? kRebootFlag : 0U));
+  AppendBigEndian<3>(payload, 0);
+  AppendBigEndian<kLengthSize>(payload, static_cast<std::uint32_t>(entries_.size()));
   payload.insert(payload.end(), entries_.begin(), entries_.end());
-  PutBigEndian<kLengthSize>(payload, static_cast<std::uint32_t>(optionsSize_));
+  AppendBigEndian<kLengthSize>(payload, static_cast<std::uint32_t>(optionsSize_));
   for (const Bytes& option : options_) {
     payload.insert(payload.end(), option.begin(), option.end());
   }

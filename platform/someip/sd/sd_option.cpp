@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/someip/sd/big_endian.h"
+#include "platform/someip/big_endian.h"
 
 namespace qor::someip::sd {
 namespace {
@@ -26,7 +26,7 @@ constexpr std::size_t kIpv6Size = 21;
 Bytes Begin(std::uint8_t type, std::size_t contentSize) {
   Bytes bytes;
   bytes.reserve(kOptionHeaderSize + contentSize);
-  PutBigEndian<2>(bytes, static_cast<std::uint32_t>(contentSize));
+  AppendBigEndian<2>(bytes, static_cast<std::uint32_t>(contentSize));
   bytes.push_back(type);
   bytes.push_back(0);
   return bytes;
@@ -39,13 +39,13 @@ std::uint8_t AddressType(std::uint8_t family, AddressRole role) {
 void PutPort(Bytes& bytes, TransportProtocol protocol, std::uint16_t port) {
   bytes.push_back(0);
   bytes.push_back(static_cast<std::uint8_t>(protocol));
-  PutBigEndian<2>(bytes, port);
+  AppendBigEndian<2>(bytes, port);
 }
 
 std::optional<Bytes> Encode(const Ipv4Option& option) {
   Bytes bytes = Begin(AddressType(kIpv4Type, option.role), kIpv4Size);
-  PutBigEndian<4>(bytes, option.endpoint.address.value);
-  PutPort(bytes, option.endpoint.protocol, option.endpoint.port);
+  AppendBigEndian<4>(bytes, option.endpoint.address.value);
+  PutPort(bytes, option.protocol, option.endpoint.port);
   return bytes;
 }
 
@@ -58,8 +58,8 @@ std::optional<Bytes> Encode(const Ipv6Option& option) {
 
 std::optional<Bytes> Encode(const LoadBalancingOption& option) {
   Bytes bytes = Begin(kLoadBalancingType, kLoadBalancingSize);
-  PutBigEndian<2>(bytes, option.priority);
-  PutBigEndian<2>(bytes, option.weight);
+  AppendBigEndian<2>(bytes, option.priority);
+  AppendBigEndian<2>(bytes, option.weight);
   return bytes;
 }
 
@@ -88,8 +88,8 @@ DecodedOption DecodeIpv4(AddressRole role, ByteView content) {
     return MalformedOption{};
   }
   return Ipv4Option{role,
-                    {Ipv4Address{GetBigEndian<4>(content, 1)}, static_cast<std::uint16_t>(GetBigEndian<2>(content, 7)),
-                     static_cast<TransportProtocol>(content[6])}};
+                    {Ipv4Address{GetBigEndian<4>(content, 1)}, GetBigEndian<2>(content, 7)},
+                    static_cast<TransportProtocol>(content[6])};
 }
 
 DecodedOption DecodeIpv6(AddressRole role, ByteView content) {
@@ -100,7 +100,7 @@ DecodedOption DecodeIpv6(AddressRole role, ByteView content) {
   option.role = role;
   std::copy_n(content.begin() + 1, option.address.size(), option.address.begin());
   option.protocol = static_cast<TransportProtocol>(content[18]);
-  option.port = static_cast<std::uint16_t>(GetBigEndian<2>(content, 19));
+  option.port = GetBigEndian<2>(content, 19);
   return option;
 }
 
@@ -108,8 +108,7 @@ DecodedOption DecodeLoadBalancing(ByteView content) {
   if (content.size() != kLoadBalancingSize) {
     return MalformedOption{};
   }
-  return LoadBalancingOption{static_cast<std::uint16_t>(GetBigEndian<2>(content, 1)),
-                             static_cast<std::uint16_t>(GetBigEndian<2>(content, 3))};
+  return LoadBalancingOption{GetBigEndian<2>(content, 1), GetBigEndian<2>(content, 3)};
 }
 
 /// An item without a key says nothing and is left out.

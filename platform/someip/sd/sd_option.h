@@ -22,9 +22,13 @@ inline constexpr std::size_t kMaxConfigurationItems = 64;  ///< of one option
 /// The highest digit of the option type; the lowest tells IPv4 from IPv6.
 enum class AddressRole : std::uint8_t { kEndpoint = 0x00, kMulticast = 0x10, kSdEndpoint = 0x20 };
 
+/// As in the header of an IP packet; one that is received can have any other value.
+enum class TransportProtocol : std::uint8_t { kTcp = 6, kUdp = 17 };
+
 struct Ipv4Option {
   AddressRole role = AddressRole::kEndpoint;
   Endpoint endpoint;
+  TransportProtocol protocol = TransportProtocol::kUdp;
 
   bool operator==(const Ipv4Option&) const = default;
 };

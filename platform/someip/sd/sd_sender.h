@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/someip/sd/endpoint.h"
+#include "platform/someip/endpoint.h"
 
 namespace qor::someip::sd {
 

@@ -15,6 +15,7 @@
 #include <asio/steady_timer.hpp>
 
 #include "platform/log/qor_log.h"
+#include "platform/someip/asio_endpoint.h"
 #include "platform/someip/sd/interface_watch.h"
 
 namespace qor::someip::sd {
@@ -26,7 +27,7 @@ constexpr std::size_t kMaxDatagram = 65536;
 /// After a socket has failed to receive, for want of memory for example.
 constexpr std::chrono::milliseconds kReceiveRetry{100};
 
-udp::endpoint EndpointAt(Ipv4Address address) { return {asio::ip::address_v4(address.value), kSdPort}; }
+udp::endpoint EndpointAt(Ipv4Address address) { return ToAsio<udp>({address, kSdPort}); }
 
 /// Sets a socket option of IPv4.
 template <class Value>
@@ -58,8 +59,8 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
                                               options_.group.Text() + " no multicast group");
     }
     if (const auto error = OpenMulticast()) {
-      return ara::core::ErrorCode(error.value(), "cannot listen to " + options_.group.Text() + ":" +
-                                                     std::to_string(kSdPort) + ": " + error.message());
+      return ara::core::ErrorCode(
+          error.value(), "cannot listen to " + Endpoint{options_.group, kSdPort}.Text() + ": " + error.message());
     }
     Receive(multicast_);
     watch_.emplace(loop_, options_.address, [this](InterfaceState state) { OnInterface(state); });
@@ -221,7 +222,7 @@ class SdSocket::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void OnDatagram(Channel& channel, std::size_t size) {
-    const Ipv4Address sender{channel.sender.address().to_v4().to_uint()};
+    const Ipv4Address sender = FromAsio(channel.sender).address;
     if (sender == options_.address && !isListenOnly_) {
       return;  // an own one, looped back for other programs of this host
     }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/someip/sd/endpoint.h"
+#include "platform/someip/endpoint.h"
 
 /// What the service discovery agent and its owner speak about.
 namespace qor::someip::sd {

@@ -128,7 +128,7 @@ void SubscriberTable::Acknowledge(Ipv4Address sender, const Entry& entry) {
   const OfferedService* service = services_.Find(entry.Key());
   const OfferedEventgroup* eventgroup = service == nullptr ? nullptr : FindEventgroup(*service, entry.eventgroup);
   if (eventgroup != nullptr && eventgroup->multicast) {
-    answer.options.emplace_back(Ipv4Option{AddressRole::kMulticast, *eventgroup->multicast});
+    answer.options.emplace_back(Ipv4Option{AddressRole::kMulticast, *eventgroup->multicast, TransportProtocol::kUdp});
   }
   outbox_.AddUnicast(sender, std::move(answer));
 }
