@@ -239,6 +239,83 @@ TEST_F(RegistryTest, ForeignEndpointsMeetRegisteredOnesByTopic) {
   EXPECT_EQ(Events("/cloud"), "") << "a foreign publisher does not stay as an offline one";
 }
 
+TEST_F(RegistryTest, ForeignProvidersStayOfflineUntilTheyAreRemoved) {
+  const auto event = [](const std::string& topic) { return Publish(0, "", topic).info; };
+  Start(1, "/dash", {"<speed"});
+  registry_.SetForeign("a", kProvider, "someip:a", event("speed"));
+  registry_.SetForeignOffline("a", "someip:a", event("speed"));
+  registry_.SetForeignOffline("b", "someip:a", event("speed"));
+  ServiceRegisterInfo service;
+  service.serviceName = "Motor";
+  registry_.SetForeign("s", kProvider, "someip:s", service);
+  EXPECT_EQ(Events(), "/speed: someip:a (offline) <- /dash\n/speed: someip:a (offline) <-\n")
+      << "each id is a provider of its own";
+  const auto nodes = registry_.Nodes("ALL");
+  ASSERT_EQ(nodes.size(), 3U);
+  EXPECT_EQ(nodes[1].nodeName, "someip:s");
+  EXPECT_TRUE(nodes[1].isOnline);
+  EXPECT_EQ(nodes[2].nodeName, "someip:a");
+  EXPECT_EQ(nodes[2].entities.size(), 2U);
+  registry_.SetForeign("a", kProvider, "someip:a", event("speed"));
+  registry_.RemoveForeign("b");
+  EXPECT_EQ(Events(), "/speed: someip:a <- /dash\n");
+  registry_.RemoveForeign("a");
+  EXPECT_EQ(Events(), "/speed:  <- /dash\n");
+  for (const char* id : {"1", "2", "3", "4"}) {
+    registry_.SetForeignOffline(id, "someip:a", event(id));
+  }
+  registry_.RemoveForeign("1");
+  EXPECT_EQ(Events(),
+            "/2: someip:a (offline) <-\n/3: someip:a (offline) <-\n/4: someip:a (offline) <-\n/speed:  <- /dash\n")
+      << "no more than allowed";
+}
+
+TEST_F(RegistryTest, LocalSomeipBindingsAreListedWithTheHostsNetwork) {
+  const auto networkOf = [this](const std::string& event) {
+    const auto& someip = registry_.Events(event).at(0).bindings.at(DriverType::kSomeip).someip;
+    return someip.networkIp + "/" + someip.subnetMask;
+  };
+  const auto someipEvent = [](std::uint32_t id, EntityRole role, const std::string& ip) {
+    auto event = DdsEvent(id, role, "/a", ip);
+    event.info.bindings = {{DriverType::kSomeip, {}}};
+    event.info.bindings[DriverType::kSomeip].someip.eventId = static_cast<std::uint16_t>(id);
+    event.info.bindings[DriverType::kSomeip].someip.networkIp = ip;
+    return event;
+  };
+  com::Deployment deployment;
+  deployment.methods = {test::SomeipMethod(0, kProvider, "", "/reset", 1).info};
+  registry_.SetDeployment(deployment);
+  Start(1, "/a");
+  Register(1, someipEvent(1, kProvider, "127.0.0.1"));
+  Register(1, someipEvent(2, kConsumer, "10.9.9.9"));
+  FieldRegistration field{3, kProvider, {}};
+  field.info.fieldName = "Limit";
+  field.info.nodeName = "/a";
+  field.info.bindings[DriverType::kSomeip].hasGetter = true;
+  Register(1, field);
+  ServiceRegistration service{4, kProvider, {}};
+  service.info.serviceName = "Motor";
+  service.info.nodeName = "/a";
+  service.info.bindings = {{DriverType::kDds, {}}, {DriverType::kSomeip, {}}};
+  Register(1, service);
+  registry_.SetForeign("f", kProvider, "someip:f", someipEvent(9, kProvider, "127.0.0.2").info);
+  ASSERT_EQ(networkOf("/127.0.0.1"), "127.0.0.1/");
+
+  registry_.SetNetwork("10.0.0.1", "255.255.0.0");
+  EXPECT_EQ(networkOf("/127.0.0.1"), "10.0.0.1/255.255.0.0");
+  EXPECT_EQ(networkOf("/10.9.9.9"), "10.9.9.9/") << "it was told where";
+  EXPECT_EQ(networkOf("/127.0.0.2"), "127.0.0.2/") << "it is not of this host";
+  const auto limit = registry_.Fields("Limit").at(0).bindings.at(DriverType::kSomeip).someip;
+  EXPECT_EQ(limit.setGet.getter.networkIp + limit.notify.event.networkIp, "10.0.0.1") << "there is no notifier";
+  EXPECT_EQ(registry_.Methods("/reset").at(0).bindings.at(DriverType::kSomeip).someip.subnetMask, "255.255.0.0");
+  const auto motor = registry_.Services("Motor").at(0).bindings;
+  EXPECT_EQ(motor.at(DriverType::kSomeip).networkIp + motor.at(DriverType::kDds).networkIp, "10.0.0.1");
+  registry_.Close(1);
+  EXPECT_EQ(networkOf("/127.0.0.1"), "10.0.0.1/255.255.0.0");
+  registry_.SetNetwork("", "");
+  EXPECT_EQ(networkOf("/127.0.0.1"), "127.0.0.1/");
+}
+
 TEST_F(RegistryTest, DeployedEntitiesAreListedUntilSomebodyRegistersThem) {
   com::Deployment deployment;
   deployment.methods = {test::SomeipMethod(0, kProvider, "", "/reset", 1).info,
@@ -302,7 +379,9 @@ TEST_F(RegistryTest, RevisionChangesWithEveryChangeAndNoQuestion) {
   EXPECT_FALSE(changes([&] { (void)registry_.Nodes("ALL"); }));
   EXPECT_FALSE(changes([&] { registry_.Close(99); }));
   EXPECT_TRUE(changes([&] { registry_.SetForeign("g", kProvider, "dds:x:1", Publish(0, "", "t").info); }));
+  EXPECT_TRUE(changes([&] { registry_.SetForeignOffline("g", "dds:x:1", Publish(0, "", "t").info); }));
   EXPECT_TRUE(changes([&] { registry_.RemoveForeign("g"); }));
+  EXPECT_TRUE(changes([&] { registry_.SetNetwork("10.0.0.1", "255.0.0.0"); }));
   EXPECT_TRUE(changes([&] { ASSERT_TRUE(registry_.UnregisterEntity(1, 1)); }));
   EXPECT_TRUE(changes([&] { ASSERT_TRUE(registry_.UnregisterNode(1, "/a")); }));
   EXPECT_TRUE(changes([&] { registry_.Close(1); }));

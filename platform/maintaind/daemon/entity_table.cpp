@@ -8,10 +8,16 @@
 namespace qor::maintaind {
 namespace {
 
-template <class Info>
-std::string IdentityOf(const NodeInfoWithAppName& node, const Info& info, const EntityKeys& keys) {
-  std::string identity = node.nodeName + '\n' + info.*EntityFamily<Info>::kName;
-  for (const std::string& key : keys.exact) {
+std::string ForeignIdentity(std::uint32_t id) { return '\n' + std::to_string(id); }
+
+template <class Entry>
+std::string IdentityOf(const Entry& entry) {
+  if (entry.connection == kForeign) {
+    return ForeignIdentity(entry.id);
+  }
+  std::string identity =
+      entry.node->nodeName + '\n' + entry.info.*EntityFamily<std::decay_t<decltype(entry.info)>>::kName;
+  for (const std::string& key : entry.keys.exact) {
     identity += '\n';
     identity += key;
   }
@@ -93,16 +99,22 @@ void ListConsumers(const Consumers& consumers, std::vector<std::string>& names) 
 }
 
 template <class Info>
-typename EntityFamily<Info>::Listed MakeListed(const Info& info) {
+typename EntityFamily<Info>::Listed MakeListed(const Info& info, const HostNetwork& network) {
   typename EntityFamily<Info>::Listed listed;
   static_cast<Info&>(listed) = info;
   listed.instanceShortName = InstanceShortNameOf(info);
+  NameNetwork(network, listed);
   return listed;
 }
 
 template <class Entry>
-auto MakeListedProvider(const Entry& entry, bool isOnline) {
-  auto listed = MakeListed(entry.info);
+auto MakeListedEntry(const Entry& entry, const HostNetwork& network) {
+  return MakeListed(entry.info, entry.connection == kForeign ? HostNetwork{} : network);
+}
+
+template <class Entry>
+auto MakeListedProvider(const Entry& entry, const HostNetwork& network, bool isOnline) {
+  auto listed = MakeListedEntry(entry, network);
   using Family = EntityFamily<std::decay_t<decltype(entry.info)>>;
   listed.*Family::kProvider = entry.node->nodeName;
   listed.*Family::kIsOnline = isOnline;
@@ -118,11 +130,26 @@ void EntityTable<Info>::SetDeployed(std::vector<Info> deployed) {
 }
 
 template <class Info>
-void EntityTable<Info>::Add(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info) {
+void EntityTable<Info>::SetNetwork(const HostNetwork& network) {
+  network_ = network;
+  isListValid_ = false;
+}
+
+template <class Info>
+typename EntityTable<Info>::Entry EntityTable<Info>::MakeEntry(ConnectionId connection, std::uint32_t id,
+                                                               EntityRole role, Node node, Info info) {
   Entry entry{connection, id, role, std::move(node), std::move(info), {}, {}};
   entry.keys = KeysOf(entry.info);
   if (role == EntityRole::kProvider) {
-    entry.identity = IdentityOf(*entry.node, entry.info, entry.keys);
+    entry.identity = IdentityOf(entry);
+  }
+  return entry;
+}
+
+template <class Info>
+void EntityTable<Info>::Add(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info) {
+  Entry entry = MakeEntry(connection, id, role, std::move(node), std::move(info));
+  if (role == EntityRole::kProvider) {
     ForgetOffline(entry.identity);
     onlineIdentities_.insert(entry.identity);
   }
@@ -131,9 +158,17 @@ void EntityTable<Info>::Add(ConnectionId connection, std::uint32_t id, EntityRol
 }
 
 template <class Info>
+void EntityTable<Info>::AddOffline(std::uint32_t id, Node node, Info info) {
+  GoOffline(MakeEntry(kForeign, id, EntityRole::kProvider, std::move(node), std::move(info)));
+  isListValid_ = false;
+}
+
+template <class Info>
 void EntityTable<Info>::Remove(ConnectionId connection, std::uint32_t id) {
   if (const auto found = onlineById_.find({connection, id}); found != onlineById_.end()) {
     Extract(found);
+  } else if (connection == kForeign) {
+    ForgetOffline(ForeignIdentity(id));
   }
 }
 
@@ -211,17 +246,17 @@ void EntityTable<Info>::Rebuild() {
   ConsumerIndex<Entry> consumers(online_);
   for (const Entry& entry : online_) {
     if (entry.role == EntityRole::kProvider) {
-      list_.push_back(MakeListedProvider(entry, true));
+      list_.push_back(MakeListedProvider(entry, network_, true));
       ListConsumers(consumers.Find(entry.keys), list_.back().*Family::kConsumers);
     }
   }
   for (const Entry& entry : offline_) {
-    list_.push_back(MakeListedProvider(entry, false));
+    list_.push_back(MakeListedProvider(entry, network_, false));
     ListConsumers(consumers.FindUnlisted(entry.keys), list_.back().*Family::kConsumers);
   }
   for (const auto& consumer : consumers.All()) {
     if (!consumer.isListed) {
-      list_.push_back(MakeListed(consumer.entry->info));
+      list_.push_back(MakeListedEntry(*consumer.entry, network_));
       ListConsumers(consumers.FindUnlisted(consumer.entry->keys), list_.back().*Family::kConsumers);
     }
   }
@@ -241,7 +276,7 @@ void EntityTable<Info>::ListDeployed() {
     EntityKeys keys = KeysOf(info);
     keys.exact.push_back(info.*Family::kName);
     if (std::none_of(keys.exact.begin(), keys.exact.end(), [&](const auto& key) { return registered.contains(key); })) {
-      list_.push_back(MakeListed(info));
+      list_.push_back(MakeListed(info, network_));
     }
   }
 }

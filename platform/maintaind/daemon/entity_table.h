@@ -14,10 +14,14 @@
 #include <vector>
 
 #include "platform/maintaind/daemon/entity_family.h"
+#include "platform/maintaind/daemon/host_network.h"
 #include "platform/maintaind/daemon/peer_info.h"
 #include "src/common/records/node_info.h"
 
 namespace qor::maintaind {
+
+/// The connection of what discovery shows of programs that know no daemon.
+inline constexpr ConnectionId kForeign = 0;
 
 /// The registrations of one family (events, methods, fields or services) and the list that tools get of them. One
 /// thread.
@@ -25,6 +29,7 @@ namespace qor::maintaind {
 /// The list has one record for each provider with the consumers of its entity, then one for each entity that has only
 /// consumers, then the deployed entities that nobody registered. Consumers of an entity whose providers are all offline
 /// stand with the one that has been offline longest; no consumer stands with an offline and an online provider both.
+/// All but what is foreign is listed with this host's network.
 template <class Info>
 class EntityTable {
  public:
@@ -48,10 +53,13 @@ class EntityTable {
   explicit EntityTable(std::size_t maxOffline) : maxOffline_(maxOffline) {}
 
   void SetDeployed(std::vector<Info> deployed);
+  void SetNetwork(const HostNetwork& network);
 
   /// The pair of connection and id must be new. A provider takes the place of its offline entry.
   void Add(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info);
-  /// Forgets a registration altogether.
+  /// Adds a foreign provider that is remembered as offline. The id must be new.
+  void AddOffline(std::uint32_t id, Node node, Info info);
+  /// Forgets a registration altogether; a foreign one also when it is offline.
   void Remove(ConnectionId connection, std::uint32_t id);
   /// Forgets the consumers of a connection and remembers its providers as offline.
   void Close(ConnectionId connection);
@@ -68,6 +76,7 @@ class EntityTable {
  private:
   using OnlineById = std::map<std::pair<ConnectionId, std::uint32_t>, typename Entries::iterator>;
 
+  static Entry MakeEntry(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info);
   Entry Extract(typename OnlineById::iterator place);
   void GoOffline(Entry entry);
   void ForgetOffline(const std::string& identity);
@@ -76,6 +85,7 @@ class EntityTable {
 
   const std::size_t maxOffline_;
   std::vector<Info> deployed_;
+  HostNetwork network_;
   Entries online_;
   OnlineById onlineById_;
   std::unordered_multiset<std::string> onlineIdentities_;

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/maintaind/daemon/registry.h"
 
-#include <algorithm>
-#include <set>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "platform/someip/message.h"
@@ -14,8 +13,6 @@ namespace {
 using VoidResult = ara::core::Result<void>;
 
 constexpr std::size_t kMaxNameLength = 5000;
-/// Foreign endpoints stand in the tables under this connection.
-constexpr ConnectionId kForeign = 0;
 
 ara::core::ErrorCode Refuse(std::string reason) {
   return {static_cast<std::int32_t>(someip::ReturnCode::kNotOk), std::move(reason)};
@@ -52,51 +49,9 @@ void TellDomain(RegistryListener& listener, const EventRegisterInfo& info) {
 template <class Info>
 void TellDomain(RegistryListener& /*listener*/, const Info& /*info*/) {}
 
-/// Appends what an entry adds to its node: one entity a binding.
-template <class Entry>
-void AppendEntities(const Entry& entry, std::vector<NodeEntityInfo>& entities) {
-  using Family = EntityFamily<std::decay_t<decltype(entry.info)>>;
-  for (const auto& [driver, binding] : entry.info.bindings) {
-    entities.push_back({Family::kKind, entry.role, entry.info.*Family::kName, driver});
-  }
-  if (entry.info.bindings.empty()) {
-    entities.push_back({Family::kKind, entry.role, entry.info.*Family::kName, DriverType::kDds});
-  }
-}
-
-/// Whether a query for the subscribers of one event means this one.
-class SubscriberMatch {
- public:
-  explicit SubscriberMatch(const QuerySubEventInfoIndex& index) {
-    if (index.topicName != "notopic") {
-      exact_.push_back(DdsEventKey(index.ddsServiceId, index.ddsInstanceId, index.domainId, index.topicName));
-      topic_ = TopicKey(index.domainId, index.topicName);
-      isForeign_ = index.ddsServiceId == 0 && index.ddsInstanceId == 0;
-    }
-    if (index.someipServiceId != 0 || index.eventId != 0) {
-      exact_.push_back(SomeipEventKey(index.someipServiceId, index.someipInstanceId, index.eventId));
-    }
-  }
-
-  bool operator()(const EntityKeys& keys) const {
-    const bool isSameTopic = !topic_.empty() && keys.topic == topic_ && (isForeign_ || keys.isForeign);
-    return isSameTopic ||
-           std::find_first_of(keys.exact.begin(), keys.exact.end(), exact_.begin(), exact_.end()) != keys.exact.end();
-  }
-
- private:
-  std::vector<std::string> exact_;
-  std::string topic_;
-  bool isForeign_ = false;
-};
-
 }  // namespace
 
-Registry::Registry(RegistryOptions options)
-    : options_(std::move(options)),
-      tables_(EntityTable<EventRegisterInfo>(options_.maxOffline), EntityTable<MethodRegisterInfo>(options_.maxOffline),
-              EntityTable<FieldRegisterInfo>(options_.maxOffline),
-              EntityTable<ServiceRegisterInfo>(options_.maxOffline)) {}
+Registry::Registry(RegistryOptions options) : options_(std::move(options)), tables_(options_.maxOffline) {}
 
 void Registry::SetDeployment(const com::Deployment& deployment) {
   const auto here = [this](auto infos) {
@@ -106,15 +61,20 @@ void Registry::SetDeployment(const com::Deployment& deployment) {
     }
     return infos;
   };
-  Table<MethodRegisterInfo>().SetDeployed(here(deployment.methods));
-  Table<FieldRegisterInfo>().SetDeployed(here(deployment.fields));
-  Table<ServiceRegisterInfo>().SetDeployed(here(deployment.services));
+  tables_.Of<MethodRegisterInfo>().SetDeployed(here(deployment.methods));
+  tables_.Of<FieldRegisterInfo>().SetDeployed(here(deployment.fields));
+  tables_.Of<ServiceRegisterInfo>().SetDeployed(here(deployment.services));
   deployedByTopic_.clear();
   for (const EventRegisterInfo& event : deployment.events) {
     if (const EntityKeys keys = KeysOf(event); !keys.topic.empty()) {
       deployedByTopic_.emplace(keys.topic, event);
     }
   }
+  ++revision_;
+}
+
+void Registry::SetNetwork(const std::string& ip, const std::string& subnetMask) {
+  tables_.ForEach([network = HostNetwork{ip, subnetMask}](auto& table) { table.SetNetwork(network); });
   ++revision_;
 }
 
@@ -135,8 +95,8 @@ void Registry::Close(ConnectionId connection) {
   if (applications_.erase(connection) == 0) {
     return;
   }
-  std::erase_if(nodes_, [connection](const OnlineNode& node) { return node.connection == connection; });
-  ForEachTable([connection](auto& table) { table.Close(connection); });
+  std::erase_if(nodes_, [connection](const RegisteredNode& node) { return node.connection == connection; });
+  tables_.ForEach([connection](auto& table) { table.Close(connection); });
   ++revision_;
 }
 
@@ -185,7 +145,7 @@ VoidResult Registry::UnregisterNode(ConnectionId connection, const std::string& 
     Remove(connection, entity.first);
     return true;
   });
-  std::erase_if(nodes_, [&](const OnlineNode& online) {
+  std::erase_if(nodes_, [&](const RegisteredNode& online) {
     return online.connection == connection && online.node->nodeName == name;
   });
   ++revision_;
@@ -231,7 +191,7 @@ VoidResult Registry::Register(ConnectionId connection, EntityRegistration<Info> 
   if (listener_ != nullptr) {
     TellDomain(*listener_, info);
   }
-  Table<Info>().Add(connection, registration.id, registration.role, node->second, std::move(info));
+  tables_.Of<Info>().Add(connection, registration.id, registration.role, node->second, std::move(info));
   ++revision_;
   return {};
 }
@@ -253,12 +213,40 @@ VoidResult Registry::UnregisterEntity(ConnectionId connection, std::uint32_t id)
 }
 
 void Registry::Remove(ConnectionId connection, std::uint32_t id) {
-  ForEachTable([&](auto& table) { table.Remove(connection, id); });
+  tables_.ForEach([&](auto& table) { table.Remove(connection, id); });
 }
 
-void Registry::SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName,
-                          EventRegisterInfo info) {
-  RemoveForeign(guid);
+template <class Info>
+void Registry::SetForeign(const std::string& id, EntityRole role, const std::string& nodeName, Info info) {
+  Node node = DescribeForeign(nodeName, info);
+  tables_.Of<Info>().Add(kForeign, RenewForeign(id), role, std::move(node), std::move(info));
+}
+
+template <class Info>
+void Registry::SetForeignOffline(const std::string& id, const std::string& nodeName, Info info) {
+  Node node = DescribeForeign(nodeName, info);
+  tables_.Of<Info>().AddOffline(RenewForeign(id), std::move(node), std::move(info));
+}
+
+void Registry::RemoveForeign(const std::string& id) {
+  if (const auto found = foreignIds_.find(id); found != foreignIds_.end()) {
+    Remove(kForeign, found->second);
+    foreignIds_.erase(found);
+    ++revision_;
+  }
+}
+
+/// Makes room for what the id names from now on.
+std::uint32_t Registry::RenewForeign(const std::string& id) {
+  RemoveForeign(id);
+  foreignIds_[id] = ++lastForeignId_;
+  ++revision_;
+  return lastForeignId_;
+}
+
+/// Adds to the record what the registry knows.
+template <class Info>
+Registry::Node Registry::DescribeForeign(const std::string& nodeName, Info& info) const {
   NodeInfoWithAppName node;
   node.nodeName = nodeName;
   node.applicationName = info.applicationName;
@@ -266,116 +254,30 @@ void Registry::SetForeign(const std::string& guid, EntityRole role, const std::s
   info.nodeName = nodeName;
   info.maintaindInstance = options_.instance;
   info.hostDomainName = options_.hostDomainName;
-  if (const auto deployed = deployedByTopic_.find(KeysOf(info).topic); deployed != deployedByTopic_.end()) {
-    info.dataTypeName = deployed->second.dataTypeName;
-    info.serializeConfig = deployed->second.serializeConfig;
+  if constexpr (std::is_same_v<Info, EventRegisterInfo>) {
+    if (const auto deployed = deployedByTopic_.find(KeysOf(info).topic); deployed != deployedByTopic_.end()) {
+      info.dataTypeName = deployed->second.dataTypeName;
+      info.serializeConfig = deployed->second.serializeConfig;
+    }
   }
-  foreignIds_[guid] = ++lastForeignId_;
-  Table<EventRegisterInfo>().Add(kForeign, lastForeignId_, role,
-                                 std::make_shared<const NodeInfoWithAppName>(std::move(node)), std::move(info));
-  ++revision_;
-}
-
-void Registry::RemoveForeign(const std::string& guid) {
-  if (const auto found = foreignIds_.find(guid); found != foreignIds_.end()) {
-    Remove(kForeign, found->second);
-    foreignIds_.erase(found);
-    ++revision_;
-  }
+  return std::make_shared<const NodeInfoWithAppName>(std::move(node));
 }
 
 std::vector<NodeInfoWithAppName> Registry::Nodes(const std::string& name) const {
-  std::vector<NodeInfoWithAppName> nodes = OnlineNodes();
-  std::set<std::string> online;
-  for (const NodeInfoWithAppName& node : nodes) {
-    online.insert(node.nodeName);
-  }
-  for (NodeInfoWithAppName& node : OfflineNodes()) {
-    if (!online.contains(node.nodeName)) {
-      nodes.push_back(std::move(node));
-    }
-  }
+  std::vector<NodeInfoWithAppName> nodes = ListNodes(nodes_, tables_);
   if (name != "ALL") {
     std::erase_if(nodes, [&name](const NodeInfoWithAppName& node) { return node.nodeName != name; });
   }
   return nodes;
 }
 
-std::vector<NodeInfoWithAppName> Registry::OnlineNodes() const {
-  std::unordered_map<const NodeInfoWithAppName*, std::vector<NodeEntityInfo>> entities;
-  ForEachTable([&entities](const auto& table) {
-    for (const auto& entry : table.Online()) {
-      AppendEntities(entry, entities[entry.node.get()]);
-    }
-  });
-  std::vector<NodeInfoWithAppName> nodes;
-  for (const OnlineNode& online : nodes_) {
-    nodes.push_back(*online.node);
-    nodes.back().isOnline = true;
-    nodes.back().entities = std::move(entities[online.node.get()]);
-  }
-  for (NodeInfoWithAppName& node : ForeignNodes()) {
-    nodes.push_back(std::move(node));
-  }
-  return nodes;
-}
-
-/// The programs that DDS discovery showed: each of their endpoints came with a node of its own.
-std::vector<NodeInfoWithAppName> Registry::ForeignNodes() const {
-  std::map<std::string_view, NodeInfoWithAppName> byName;
-  for (const auto& entry : std::get<EntityTable<EventRegisterInfo>>(tables_).Online()) {
-    if (entry.connection != kForeign) {
-      continue;
-    }
-    const auto [node, isNew] = byName.try_emplace(entry.node->nodeName, *entry.node);
-    node->second.isOnline = true;
-    AppendEntities(entry, node->second.entities);
-  }
-  std::vector<NodeInfoWithAppName> nodes;
-  for (auto& [name, node] : byName) {
-    nodes.push_back(std::move(node));
-  }
-  return nodes;
-}
-
-/// The nodes whose providers are remembered, one for each name: the latest that had it.
-std::vector<NodeInfoWithAppName> Registry::OfflineNodes() const {
-  std::map<std::string_view, NodeInfoWithAppName> byName;
-  ForEachTable([&byName](const auto& table) {
-    for (const auto& entry : table.Offline()) {
-      NodeInfoWithAppName& node = byName[entry.node->nodeName];
-      auto entities = std::move(node.entities);
-      node = *entry.node;
-      node.entities = std::move(entities);
-      AppendEntities(entry, node.entities);
-    }
-  });
-  std::vector<NodeInfoWithAppName> nodes;
-  for (auto& [name, node] : byName) {
-    nodes.push_back(std::move(node));
-  }
-  return nodes;
-}
-
-SubNodeEventInfo Registry::SubscriberNodes(const QuerySubEventInfoIndex& index) const {
-  const SubscriberMatch isMeant(index);
-  SubNodeEventInfo result;
-  std::set<std::pair<ConnectionId, std::string_view>> seen;
-  for (const auto& entry : std::get<EntityTable<EventRegisterInfo>>(tables_).Online()) {
-    if (entry.role != EntityRole::kConsumer || !isMeant(entry.keys) ||
-        !seen.emplace(entry.connection, entry.node->nodeName).second) {
-      continue;
-    }
-    result.subscribers.push_back(*entry.node);
-    result.subscribers.back().isOnline = true;
-    AppendEntities(entry, result.subscribers.back().entities);
-  }
-  return result;
-}
-
 template VoidResult Registry::Register(ConnectionId, EventRegistration, std::size_t);
 template VoidResult Registry::Register(ConnectionId, MethodRegistration, std::size_t);
 template VoidResult Registry::Register(ConnectionId, FieldRegistration, std::size_t);
 template VoidResult Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
+template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, EventRegisterInfo);
+template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, ServiceRegisterInfo);
+template void Registry::SetForeignOffline(const std::string&, const std::string&, EventRegisterInfo);
+template void Registry::SetForeignOffline(const std::string&, const std::string&, ServiceRegisterInfo);
 
 }  // namespace qor::maintaind

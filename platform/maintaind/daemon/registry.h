@@ -4,17 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <map>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/ara/core/result.h"
 #include "platform/com/deployment.h"
-#include "platform/maintaind/daemon/entity_table.h"
+#include "platform/maintaind/daemon/entity_tables.h"
+#include "platform/maintaind/daemon/node_list.h"
 #include "platform/maintaind/daemon/peer_info.h"
 #include "src/common/records/query.h"
 #include "src/common/records/registration.h"
@@ -38,8 +37,8 @@ class RegistryListener {
   virtual void OnDomain(std::uint16_t domainId) = 0;
 };
 
-/// What the applications of this daemon registered, by connection, and what DDS discovery showed besides. One thread;
-/// no sockets, no clocks.
+/// What the applications of this daemon registered, by connection, and what discovery showed besides. One thread; no
+/// sockets, no clocks.
 ///
 /// When a connection closes, its subscribers and clients are forgotten and its publishers and servers stay listed as
 /// offline, until the same one comes back or too many are remembered. What an application unregisters itself is
@@ -51,6 +50,9 @@ class Registry {
 
   void SetListener(RegistryListener* listener) { listener_ = listener; }
   void SetDeployment(const com::Deployment& deployment);
+  /// The network over which other hosts see this one; without texts when there is none (any more). SOME/IP bindings
+  /// that name no network, or only the loopback, are listed with it.
+  void SetNetwork(const std::string& ip, const std::string& subnetMask);
 
   /// Changes with every change of what the lists hold.
   std::uint64_t Revision() const { return revision_; }
@@ -71,24 +73,36 @@ class Registry {
                                    std::size_t size = 0);
   ara::core::Result<void> UnregisterEntity(ConnectionId connection, std::uint32_t id);
 
-  // --- Foreign DDS endpoints, by GUID ---
+  // --- What discovery shows of programs that know no daemon, by ids that are unique over all families ---
 
-  /// A new endpoint, or one that has changed. `nodeName` stands for its program. A deployed event of the same domain
-  /// and topic lends its data type.
-  void SetForeign(const std::string& guid, EntityRole role, const std::string& nodeName, EventRegisterInfo info);
-  void RemoveForeign(const std::string& guid);
+  /// Something new, or something that has changed. `nodeName` stands for its program. A deployed event of the same DDS
+  /// domain and topic lends its data type.
+  template <class Info>
+  void SetForeign(const std::string& id, EntityRole role, const std::string& nodeName, Info info);
+  /// A provider that has gone and stays listed as offline, unless too many are.
+  template <class Info>
+  void SetForeignOffline(const std::string& id, const std::string& nodeName, Info info);
+  void RemoveForeign(const std::string& id);
 
   // --- Lists for the tools: by exact name, or "ALL" ---
 
-  std::vector<EventInfoWithPubSub> Events(const std::string& name) { return Table<EventRegisterInfo>().Named(name); }
-  std::vector<MethodInfoWithPubSub> Methods(const std::string& name) { return Table<MethodRegisterInfo>().Named(name); }
-  std::vector<FieldInfoWithPubSub> Fields(const std::string& name) { return Table<FieldRegisterInfo>().Named(name); }
+  std::vector<EventInfoWithPubSub> Events(const std::string& name) {
+    return tables_.Of<EventRegisterInfo>().Named(name);
+  }
+  std::vector<MethodInfoWithPubSub> Methods(const std::string& name) {
+    return tables_.Of<MethodRegisterInfo>().Named(name);
+  }
+  std::vector<FieldInfoWithPubSub> Fields(const std::string& name) {
+    return tables_.Of<FieldRegisterInfo>().Named(name);
+  }
   std::vector<ServiceInfoWithPubSub> Services(const std::string& name) {
-    return Table<ServiceRegisterInfo>().Named(name);
+    return tables_.Of<ServiceRegisterInfo>().Named(name);
   }
   std::vector<NodeInfoWithAppName> Nodes(const std::string& name) const;
   /// The nodes that subscribe to one event.
-  SubNodeEventInfo SubscriberNodes(const QuerySubEventInfoIndex& index) const;
+  SubNodeEventInfo SubscriberNodes(const QuerySubEventInfoIndex& index) const {
+    return ListSubscribers(tables_.Of<EventRegisterInfo>(), index);
+  }
 
  private:
   using Node = std::shared_ptr<const NodeInfoWithAppName>;
@@ -104,45 +118,31 @@ class Registry {
     std::unordered_map<std::uint32_t, Entity> entities;  ///< by id
     std::size_t size = 0;                                ///< of all entities
   };
-  struct OnlineNode {
-    ConnectionId connection;
-    Node node;
-  };
 
-  template <class Info>
-  EntityTable<Info>& Table() {
-    return std::get<EntityTable<Info>>(tables_);
-  }
-  template <class Function>
-  void ForEachTable(Function function) {
-    std::apply([&function](auto&... table) { (function(table), ...); }, tables_);
-  }
-  template <class Function>
-  void ForEachTable(Function function) const {
-    std::apply([&function](const auto&... table) { (function(table), ...); }, tables_);
-  }
   void Remove(ConnectionId connection, std::uint32_t id);
-  std::vector<NodeInfoWithAppName> OnlineNodes() const;
-  std::vector<NodeInfoWithAppName> ForeignNodes() const;
-  std::vector<NodeInfoWithAppName> OfflineNodes() const;
+  std::uint32_t RenewForeign(const std::string& id);
+  template <class Info>
+  Node DescribeForeign(const std::string& nodeName, Info& info) const;
 
   const RegistryOptions options_;
   RegistryListener* listener_ = nullptr;
   std::uint64_t revision_ = 1;
   std::unordered_map<ConnectionId, Application> applications_;
-  std::list<OnlineNode> nodes_;  ///< in the order of registration
+  RegisteredNodes nodes_;
   std::unordered_map<std::string, EventRegisterInfo> deployedByTopic_;
-  std::unordered_map<std::string, std::uint32_t> foreignIds_;  ///< by GUID
+  std::unordered_map<std::string, std::uint32_t> foreignIds_;
   std::uint32_t lastForeignId_ = 0;
-  std::tuple<EntityTable<EventRegisterInfo>, EntityTable<MethodRegisterInfo>, EntityTable<FieldRegisterInfo>,
-             EntityTable<ServiceRegisterInfo>>
-      tables_;
+  EntityTables tables_;
 };
 
 extern template ara::core::Result<void> Registry::Register(ConnectionId, EventRegistration, std::size_t);
 extern template ara::core::Result<void> Registry::Register(ConnectionId, MethodRegistration, std::size_t);
 extern template ara::core::Result<void> Registry::Register(ConnectionId, FieldRegistration, std::size_t);
 extern template ara::core::Result<void> Registry::Register(ConnectionId, ServiceRegistration, std::size_t);
+extern template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, EventRegisterInfo);
+extern template void Registry::SetForeign(const std::string&, EntityRole, const std::string&, ServiceRegisterInfo);
+extern template void Registry::SetForeignOffline(const std::string&, const std::string&, EventRegisterInfo);
+extern template void Registry::SetForeignOffline(const std::string&, const std::string&, ServiceRegisterInfo);
 
 }  // namespace qor::maintaind
 
