@@ -7,6 +7,7 @@
 
 #include "platform/log/qor_log.h"
 #include "platform/someip/asio_endpoint.h"
+#include "platform/someip/free_bind.h"
 #include "platform/someip/wire_error.h"
 
 namespace qor::someip {
@@ -32,6 +33,7 @@ ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_conte
     return failed("cannot open a socket for");
   }
   acceptor.set_option(asio::socket_base::reuse_address(true), error);  // also right after the last server ended
+  AllowFreeBind(acceptor.native_handle());
   acceptor.bind(ToAsio<tcp>(local), error);
   if (error) {
     return failed("cannot bind to");

@@ -17,6 +17,7 @@
 #include <asio/ip/multicast.hpp>
 
 #include "platform/someip/asio_endpoint.h"
+#include "platform/someip/free_bind.h"
 #include "platform/someip/group_socket.h"
 #include "platform/someip/wire_error.h"
 
@@ -129,6 +130,7 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
     return failed("cannot open a socket for");
   }
   PrepareReception(socket.native_handle(), receiveBuffer);
+  AllowFreeBind(socket.native_handle());
   socket.bind(ToAsio<asio::ip::udp>(local), error);
   if (error) {
     return failed("cannot bind to");

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <random>
+#include <utility>
 
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
@@ -19,8 +20,9 @@ std::uint64_t RandomSeed() {
 
 class SdRunner::Impl : public SdSocket::Handler, public std::enable_shared_from_this<Impl> {
  public:
-  Impl(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener)
-      : loop_(loop), timer_(loop), socket_(std::in_place, loop, socket, *this) {
+  Impl(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener,
+       NetworkHandler onNetwork)
+      : loop_(loop), onNetwork_(std::move(onNetwork)), timer_(loop), socket_(std::in_place, loop, socket, *this) {
     agent_.emplace(config, &std::chrono::steady_clock::now, *socket_, listener, RandomSeed());
   }
 
@@ -52,6 +54,9 @@ class SdRunner::Impl : public SdSocket::Handler, public std::enable_shared_from_
     if (isUp) {
       Agent().OnNetworkUp();
     }
+    if (onNetwork_ != nullptr) {
+      onNetwork_(isUp);
+    }
   }
 
  private:
@@ -73,6 +78,7 @@ class SdRunner::Impl : public SdSocket::Handler, public std::enable_shared_from_
   }
 
   asio::io_context& loop_;
+  const NetworkHandler onNetwork_;
   asio::steady_timer timer_;
   std::optional<SdSocket> socket_;
   std::optional<SdAgent> agent_;
@@ -80,8 +86,9 @@ class SdRunner::Impl : public SdSocket::Handler, public std::enable_shared_from_
   bool isClosed_ = false;
 };
 
-SdRunner::SdRunner(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener)
-    : impl_(std::make_shared<Impl>(loop, config, socket, listener)) {}
+SdRunner::SdRunner(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener,
+                   NetworkHandler onNetwork)
+    : impl_(std::make_shared<Impl>(loop, config, socket, listener, std::move(onNetwork))) {}
 
 SdRunner::~SdRunner() { impl_->Close(); }
 

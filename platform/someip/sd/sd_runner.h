@@ -3,6 +3,7 @@
 #define QOR_SOMEIP_SD_SD_RUNNER_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include <asio/io_context.hpp>
@@ -17,7 +18,11 @@ namespace qor::someip::sd {
 /// it. Destruction is silent: call Agent().Stop() before, to tell the other hosts.
 class SdRunner {
  public:
-  SdRunner(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener);
+  /// Called when the address has come to a running interface, and when it has gone.
+  using NetworkHandler = std::function<void(bool isUp)>;
+
+  SdRunner(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener,
+           NetworkHandler onNetwork = nullptr);
   ~SdRunner();
   SdRunner(const SdRunner&) = delete;
   SdRunner& operator=(const SdRunner&) = delete;
