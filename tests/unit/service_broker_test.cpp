@@ -88,6 +88,55 @@ TEST_F(ServiceBrokerTest, TheEndOfAConnectionEndsWhatItHad) {
   EXPECT_THAT(Told(), IsEmpty());
 }
 
+/// A gateway that notes what it is told.
+class NotedGateway : public BrokerGateway {
+ public:
+  void OnOffered(const ServiceOffer& offer) override { told.push_back("at " + std::to_string(offer.udpPort)); }
+  void OnOfferEnded(const ServiceIndex& /*service*/) override { told.emplace_back("ended"); }
+  void OnWanted(const ServiceIndex& /*service*/, bool isWanted) override {
+    told.emplace_back(isWanted ? "wanted" : "unwanted");
+  }
+  void OnSubscriberChange(const SubscriberChange& change) override {
+    told.push_back((change.isSubscribed ? "+" : "-") + std::to_string(change.subscription.port) + " for " +
+                   std::to_string(change.subscription.events.size()) + " events");
+  }
+  std::vector<std::string> Told() { return std::exchange(told, {}); }
+
+  std::vector<std::string> told;
+};
+
+TEST_F(ServiceBrokerTest, TheGatewayIsAProviderThatMakesRoomAndAUserWithoutLimits) {
+  NotedGateway gateway;
+  broker_.SetGateway(&gateway);
+  EXPECT_TRUE(broker_.Find(2, kService));
+  EXPECT_TRUE(broker_.Find(3, kService));
+  EXPECT_THAT(gateway.Told(), ElementsAre("wanted"));
+  EXPECT_TRUE(broker_.Offer(kGatewayConnection, OfferAt(900)));
+  EventgroupSubscription subscription = SubscriptionAt(20);
+  EXPECT_TRUE(broker_.Subscribe(2, subscription));
+  subscription.events.resize(2);
+  EXPECT_TRUE(broker_.Subscribe(2, subscription));
+  EXPECT_THAT(gateway.Told(), ElementsAre("+20 for 0 events", "+20 for 2 events"));
+  Told();
+  ServiceOffer withLosses = OfferAt(900);
+  withLosses.lost = 7;
+  EXPECT_TRUE(broker_.Offer(kGatewayConnection, withLosses));
+  EXPECT_THAT(Told(), ElementsAre("2: at 900", "3: at 900"));
+
+  EXPECT_TRUE(broker_.Offer(1, OfferAt(100)));
+  EXPECT_THAT(Told(), ElementsAre("2: at 100", "3: at 100", "1: +20"));
+  EXPECT_FALSE(broker_.Offer(kGatewayConnection, OfferAt(900))) << "the application's goes before";
+  EXPECT_FALSE(broker_.StopOffer(kGatewayConnection, kService));
+  broker_.Close(1);
+  broker_.Close(2);
+  EXPECT_TRUE(broker_.StopFind(3, kService));
+  EXPECT_THAT(gateway.Told(), ElementsAre("at 100", "ended", "unwanted"));
+
+  for (std::uint16_t port = 1; port <= 9; ++port) {
+    EXPECT_TRUE(broker_.Subscribe(kGatewayConnection, SubscriptionAt(port)));
+  }
+}
+
 TEST_F(ServiceBrokerTest, OneConnectionCannotFillTheTable) {
   EXPECT_TRUE(broker_.Offer(1, OfferAt(100)));
   ServiceIndex other = kService;

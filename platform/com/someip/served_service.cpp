@@ -65,6 +65,7 @@ ServedService::ServedService(const maintaind::SomeipEventInfo& event, std::uniqu
   offer_.tcpPort = server_->TcpEndpoint() ? server_->TcpEndpoint()->port : 0;
   offer_.publicUdpPort = event.udpPort;
   offer_.publicTcpPort = event.tcpPort;
+  offer_.isLocalOnly = event.networkIp.starts_with("127.");
 }
 
 ServedService::~ServedService() { DaemonLink::Instance().Remove(key_); }

@@ -15,8 +15,6 @@ using ara::core::Result;
 
 constexpr QorLog kLog("SOME/IP");
 constexpr std::uint32_t kLogIntervalMs = 1000;
-constexpr const char* kLoopback = "127.0.0.1";
-constexpr const char* kLoopbackMask = "255.0.0.0";
 
 ara::core::ErrorCode BadConfig(const std::string& message) {
   return {static_cast<std::int32_t>(TransportError::kBadConfig), message};
@@ -33,14 +31,6 @@ Result<void> Check(const maintaind::SomeipEventInfo& event) {
     return BadConfig("the major version of a SOME/IP service must be below 255");
   }
   return {};
-}
-
-/// Where this host's own programs are reached, when the record names no network.
-void FillNetwork(maintaind::SomeipEventInfo& event) {
-  if (event.networkIp.empty()) {
-    event.networkIp = kLoopback;
-    event.subnetMask = kLoopbackMask;
-  }
 }
 
 class SomeipWriter : public EventWriter {
@@ -113,7 +103,6 @@ Result<std::unique_ptr<EventWriter>> SomeipTransport::CreateWriter(const maintai
     return added.Error();
   }
   maintaind::EventInfo used = event;
-  FillNetwork(used.someip);
   used.someip.udpPort = service.Value()->UdpPort();
   used.someip.tcpPort = service.Value()->TcpPort();
   return std::unique_ptr<EventWriter>(std::make_unique<SomeipWriter>(std::move(service).Value(), std::move(used)));
@@ -126,7 +115,6 @@ Result<std::unique_ptr<EventReader>> SomeipTransport::CreateReader(const maintai
     return checked.Error();
   }
   maintaind::EventInfo used = event;
-  FillNetwork(used.someip);
   auto service = SomeipHub::Instance().Use(event.someip);
   return std::unique_ptr<EventReader>(
       std::make_unique<SomeipReader>(std::move(service), std::move(used), std::move(handler)));

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <tuple>
 
 #include "platform/com/daemon_link.h"
 #include "platform/com/someip/service_records.h"
@@ -124,7 +125,14 @@ bool UsedService::IsAvailable() const {
 
 void UsedService::OnServiceState(const maintaind::ServiceState& state) {
   const std::lock_guard lock(mutex_);
-  state_ = state;
+  const auto before = std::exchange(state_, state);
+  const auto place = [](const maintaind::ServiceState& its) {
+    return std::tie(its.isAvailable, its.address, its.udpPort, its.tcpPort);
+  };
+  if (state.isAvailable && place(state) == place(before)) {
+    lostBefore_ += state.lost - std::min(state.lost, before.lost);
+    return;
+  }
   if (!state.isAvailable) {
     client_.CloseTcp();
     tcp_.reset();

@@ -2,6 +2,7 @@
 #ifndef QOR_COM_SOMEIP_USED_SERVICE_H
 #define QOR_COM_SOMEIP_USED_SERVICE_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -63,7 +64,7 @@ class UsedService : public std::enable_shared_from_this<UsedService> {
 
   bool IsAvailable() const;
   /// Messages that were lost on their way, of all events together.
-  std::uint64_t Lost() const { return client_.Counts().Lost(); }
+  std::uint64_t Lost() const { return client_.Counts().Lost() + lostBefore_; }
 
   /// From the daemon.
   void OnServiceState(const maintaind::ServiceState& state);
@@ -89,6 +90,8 @@ class UsedService : public std::enable_shared_from_this<UsedService> {
   const maintaind::ServiceIndex service_;
   someip::ServiceClient client_;
   asio::steady_timer retry_;
+
+  std::atomic<std::uint64_t> lostBefore_{0};  ///< on the way to this host, while this process used the service
 
   mutable std::mutex mutex_;
   maintaind::ServiceState state_;                  // guarded by mutex_

@@ -42,28 +42,36 @@ std::uint16_t ServiceBroker::NewClientId() {
   return lastClientId_;
 }
 
+ara::core::ErrorCode ServiceBroker::TooManyServices() const {
+  return Refuse("an application can offer and look for " + std::to_string(limits_.services) + " services at most");
+}
+
 VoidResult ServiceBroker::Offer(ConnectionId connection, const ServiceOffer& offer) {
   const auto known = services_.find(offer.service);
-  const bool isOffered = known != services_.end() && known->second.provider.has_value();
-  if (isOffered && known->second.provider != connection) {
+  const auto provider = known == services_.end() ? std::nullopt : known->second.provider;
+  const bool isOwn = provider == connection;
+  if (provider && !isOwn && provider != kGatewayConnection) {
     return Refuse(Text(offer.service) + " is offered by another application of this host");
   }
-  if (!isOffered && CountOf(connection) >= limits_.services) {
-    return Refuse("an application can offer and look for " + std::to_string(limits_.services) + " services at most");
+  if (!isOwn && !HasRoomForService(connection)) {
+    return TooManyServices();
   }
   Service& service = services_[offer.service];
   const ServiceState before = StateOf(offer.service, service);
   service.provider = connection;
   service.offer = offer;
   const ServiceState now = StateOf(offer.service, service);
-  if (std::tie(before.isAvailable, before.address, before.udpPort, before.tcpPort) !=
-      std::tie(now.isAvailable, now.address, now.udpPort, now.tcpPort)) {
+  if (std::tie(before.isAvailable, before.address, before.udpPort, before.tcpPort, before.lost) !=
+      std::tie(now.isAvailable, now.address, now.udpPort, now.tcpPort, now.lost)) {
     TellFinders(offer.service, service);
   }
-  if (!isOffered) {
+  if (!isOwn) {
     for (const Subscription& subscription : service.subscriptions) {
       TellProvider(service, subscription.what, true);
     }
+  }
+  if (gateway_ != nullptr && connection != kGatewayConnection) {
+    gateway_->OnOffered(offer);
   }
   return {};
 }
@@ -81,20 +89,25 @@ VoidResult ServiceBroker::StopOffer(ConnectionId connection, const ServiceIndex&
 }
 
 VoidResult ServiceBroker::Find(ConnectionId connection, const ServiceIndex& index) {
-  if (CountOf(connection) >= limits_.services) {
-    return Refuse("an application can offer and look for " + std::to_string(limits_.services) + " services at most");
+  if (!HasRoomForService(connection)) {
+    return TooManyServices();
   }
   Service& service = services_[index];
+  const bool isFirst = service.finders.empty();
   service.finders.insert(connection);
   peers_.OnServiceState(connection, StateOf(index, service));
+  if (isFirst && gateway_ != nullptr) {
+    gateway_->OnWanted(index, true);
+  }
   return {};
 }
 
 VoidResult ServiceBroker::StopFind(ConnectionId connection, const ServiceIndex& index) {
   const auto found = services_.find(index);
-  if (found == services_.end() || found->second.finders.erase(connection) == 0) {
+  if (found == services_.end() || !found->second.finders.contains(connection)) {
     return Refuse(Text(index) + " is not looked for by this application");
   }
+  RemoveFinder(connection, index, found->second);
   if (found->second.IsUnused()) {
     services_.erase(found);
   }
@@ -102,14 +115,18 @@ VoidResult ServiceBroker::StopFind(ConnectionId connection, const ServiceIndex& 
 }
 
 VoidResult ServiceBroker::Subscribe(ConnectionId connection, EventgroupSubscription subscription) {
-  if (SubscriptionsOf(connection) >= limits_.subscriptions) {
+  if (connection != kGatewayConnection && SubscriptionsOf(connection) >= limits_.subscriptions) {
     return Refuse("an application can have " + std::to_string(limits_.subscriptions) + " subscriptions at most");
   }
   Service& service = services_[subscription.service];
-  const bool isKnown = std::ranges::any_of(service.subscriptions, [&](const Subscription& known) {
-    return IsSameSubscriber(known.what, subscription);
+  const auto known = std::ranges::find_if(service.subscriptions, [&](const Subscription& candidate) {
+    return IsSameSubscriber(candidate.what, subscription);
   });
-  if (isKnown) {
+  if (known != service.subscriptions.end()) {
+    known->what.events = std::move(subscription.events);
+    if (service.provider == kGatewayConnection) {
+      TellProvider(service, known->what, true);
+    }
     return {};
   }
   service.subscriptions.push_back({connection, std::move(subscription)});
@@ -141,7 +158,9 @@ VoidResult ServiceBroker::Unsubscribe(ConnectionId connection, const EventgroupS
 void ServiceBroker::Close(ConnectionId connection) {
   for (auto entry = services_.begin(); entry != services_.end();) {
     Service& service = entry->second;
-    service.finders.erase(connection);
+    if (service.finders.contains(connection)) {
+      RemoveFinder(connection, entry->first, service);
+    }
     if (service.provider == connection) {
       EndOffer(entry->first, service);
     }
@@ -158,13 +177,14 @@ void ServiceBroker::Close(ConnectionId connection) {
 
 ServiceState ServiceBroker::StateOf(const ServiceIndex& index, const Service& service) {
   if (!service.provider) {
-    return {.service = index, .isAvailable = false, .address = {}, .udpPort = 0, .tcpPort = 0};
+    return {.service = index, .isAvailable = false, .address = {}, .udpPort = 0, .tcpPort = 0, .lost = 0};
   }
   return {.service = index,
           .isAvailable = true,
           .address = service.offer.address,
           .udpPort = service.offer.udpPort,
-          .tcpPort = service.offer.tcpPort};
+          .tcpPort = service.offer.tcpPort,
+          .lost = service.offer.lost};
 }
 
 void ServiceBroker::TellFinders(const ServiceIndex& index, const Service& service) {
@@ -180,14 +200,33 @@ void ServiceBroker::TellProvider(const Service& service, const EventgroupSubscri
     return;
   }
   SubscriberChange change{.subscription = subscription, .isSubscribed = isSubscribed};
+  if (service.provider == kGatewayConnection) {
+    gateway_->OnSubscriberChange(change);
+    return;
+  }
   change.subscription.events.clear();
   peers_.OnSubscriberChange(*service.provider, change);
 }
 
 void ServiceBroker::EndOffer(const ServiceIndex& index, Service& service) {
+  const bool isOfApplication = service.provider != kGatewayConnection;
   service.provider.reset();
   service.offer = {};
   TellFinders(index, service);
+  if (isOfApplication && gateway_ != nullptr) {
+    gateway_->OnOfferEnded(index);
+  }
+}
+
+void ServiceBroker::RemoveFinder(ConnectionId connection, const ServiceIndex& index, Service& service) {
+  service.finders.erase(connection);
+  if (service.finders.empty() && gateway_ != nullptr) {
+    gateway_->OnWanted(index, false);
+  }
+}
+
+bool ServiceBroker::HasRoomForService(ConnectionId connection) const {
+  return connection == kGatewayConnection || CountOf(connection) < limits_.services;
 }
 
 std::size_t ServiceBroker::CountOf(ConnectionId connection) const {

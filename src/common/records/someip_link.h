@@ -56,6 +56,8 @@ struct ServiceOffer {
   std::uint16_t tcpPort = 0;        ///< 0: no TCP
   std::uint16_t publicUdpPort = 0;  ///< for other hosts; 0: any
   std::uint16_t publicTcpPort = 0;  ///< for other hosts; 0: any
+  bool isLocalOnly = false;         ///< not for other hosts
+  std::uint64_t lost = 0;           ///< messages that were lost on their way to the provider; daemon only
   std::vector<OfferedEvent> events;
 
   template <class V, class... S>
@@ -67,6 +69,8 @@ struct ServiceOffer {
     visit("tcpPort", s.tcpPort...);
     visit("publicUdpPort", s.publicUdpPort...);
     visit("publicTcpPort", s.publicTcpPort...);
+    visit("isLocalOnly", s.isLocalOnly...);
+    visit("lost", s.lost...);
     visit("events", s.events...);
   }
 };
@@ -78,6 +82,7 @@ struct ServiceState {
   std::string address;
   std::uint16_t udpPort = 0;  ///< 0: no UDP
   std::uint16_t tcpPort = 0;  ///< 0: no TCP
+  std::uint64_t lost = 0;     ///< messages that were lost between the provider's host and this one
 
   template <class V, class... S>
   static void Visit(V& visit, S&... s) {
@@ -86,6 +91,7 @@ struct ServiceState {
     visit("address", s.address...);
     visit("udpPort", s.udpPort...);
     visit("tcpPort", s.tcpPort...);
+    visit("lost", s.lost...);
   }
 };
 
@@ -111,7 +117,7 @@ struct EventgroupSubscription {
 
 /// What the daemon tells the provider of a service instance.
 struct SubscriberChange {
-  EventgroupSubscription subscription;  ///< without the events
+  EventgroupSubscription subscription;  ///< for an application without the events
   bool isSubscribed = false;
 
   template <class V, class... S>
