@@ -286,8 +286,9 @@ TEST_F(RegistryTest, LocalSomeipBindingsAreListedWithTheHostsNetwork) {
   deployment.methods = {test::SomeipMethod(0, kProvider, "", "/reset", 1).info};
   registry_.SetDeployment(deployment);
   Start(1, "/a");
-  Register(1, someipEvent(1, kProvider, "127.0.0.1"));
+  Register(1, someipEvent(1, kProvider, ""));
   Register(1, someipEvent(2, kConsumer, "10.9.9.9"));
+  Register(1, someipEvent(5, kProvider, "127.0.0.1"));
   FieldRegistration field{3, kProvider, {}};
   field.info.fieldName = "Limit";
   field.info.nodeName = "/a";
@@ -299,10 +300,11 @@ TEST_F(RegistryTest, LocalSomeipBindingsAreListedWithTheHostsNetwork) {
   service.info.bindings = {{DriverType::kDds, {}}, {DriverType::kSomeip, {}}};
   Register(1, service);
   registry_.SetForeign("f", kProvider, "someip:f", someipEvent(9, kProvider, "127.0.0.2").info);
-  ASSERT_EQ(networkOf("/127.0.0.1"), "127.0.0.1/");
+  EXPECT_EQ(networkOf("/"), "127.0.0.1/255.0.0.0");
 
   registry_.SetNetwork("10.0.0.1", "255.255.0.0");
-  EXPECT_EQ(networkOf("/127.0.0.1"), "10.0.0.1/255.255.0.0");
+  EXPECT_EQ(networkOf("/"), "10.0.0.1/255.255.0.0");
+  EXPECT_EQ(networkOf("/127.0.0.1"), "127.0.0.1/") << "it is for this host only";
   EXPECT_EQ(networkOf("/10.9.9.9"), "10.9.9.9/") << "it was told where";
   EXPECT_EQ(networkOf("/127.0.0.2"), "127.0.0.2/") << "it is not of this host";
   const auto limit = registry_.Fields("Limit").at(0).bindings.at(DriverType::kSomeip).someip;
@@ -311,9 +313,9 @@ TEST_F(RegistryTest, LocalSomeipBindingsAreListedWithTheHostsNetwork) {
   const auto motor = registry_.Services("Motor").at(0).bindings;
   EXPECT_EQ(motor.at(DriverType::kSomeip).networkIp + motor.at(DriverType::kDds).networkIp, "10.0.0.1");
   registry_.Close(1);
-  EXPECT_EQ(networkOf("/127.0.0.1"), "10.0.0.1/255.255.0.0");
+  EXPECT_EQ(networkOf("/"), "10.0.0.1/255.255.0.0");
   registry_.SetNetwork("", "");
-  EXPECT_EQ(networkOf("/127.0.0.1"), "127.0.0.1/");
+  EXPECT_EQ(networkOf("/"), "127.0.0.1/255.0.0.0");
 }
 
 TEST_F(RegistryTest, DeployedEntitiesAreListedUntilSomebodyRegistersThem) {

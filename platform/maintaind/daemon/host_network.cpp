@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/maintaind/daemon/host_network.h"
 
+#include "platform/dds/host_interfaces.h"
 #include "platform/someip/endpoint.h"
 
 namespace qor::maintaind {
@@ -13,10 +14,9 @@ constexpr const char* kSingleHost = "255.255.255.255";
 /// `part` is whatever has the members networkIp and subnetMask.
 template <class Part>
 void NameNetworkOf(const HostNetwork& network, Part& part) {
-  const bool isLocal = part.networkIp.empty() || part.networkIp.starts_with("127.");
-  if (isLocal && !network.ip.empty()) {
-    part.networkIp = network.ip;
-    part.subnetMask = network.subnetMask;
+  if (part.networkIp.empty()) {
+    part.networkIp = network.ip.empty() ? dds::kLoopbackAddress : network.ip;
+    part.subnetMask = network.ip.empty() ? dds::kLoopbackMask : network.subnetMask;
   }
 }
 

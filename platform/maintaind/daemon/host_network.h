@@ -22,8 +22,8 @@ struct HostNetwork {
 /// The mask to list an address with: the network's when the address is in it, else that of a single host.
 std::string MaskOf(const HostNetwork& network, const std::string& address);
 
-/// Puts the network into the SOME/IP binding of an entity of this host that names none, or only the loopback. Without
-/// effect when there is no network. Daemons of several hosts then name one network for one entity.
+/// Puts the network, or the loopback when there is none, into the SOME/IP binding of an entity of this host that names
+/// none. Daemons of several hosts then name one network for one entity.
 void NameNetwork(const HostNetwork& network, EventRegisterInfo& info);
 void NameNetwork(const HostNetwork& network, MethodRegisterInfo& info);
 void NameNetwork(const HostNetwork& network, FieldRegisterInfo& info);

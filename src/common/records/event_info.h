@@ -150,7 +150,7 @@ struct SomeipTpInfo {
 struct SomeipEventInfo {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;
-  std::string networkIp;    ///< address of the offering interface; empty: this host only
+  std::string networkIp;    ///< address of the offering interface; 127.0.0.1: this host only
   std::string subnetMask;   ///< dotted
   std::string networkName;  ///< name of the network in the deployment
   std::uint32_t majorVersion = 1;
