@@ -16,6 +16,7 @@
 #include "src/common/event_name.h"
 #include "src/common/export_path.h"
 #include "src/common/files.h"
+#include "src/common/foreign_reports.h"
 #include "src/common/merge.h"
 #include "src/common/resource_config.h"
 #include "src/common/safe_write.h"
@@ -55,6 +56,7 @@ int QorCommon::QueryAllRecords(const ProxyList& proxies, EventList& result, comm
   common::Answers unwanted;
   const int code = common::CollectEvents(proxies, "ALL", common::ReportOfQueryAll(), result,
                                          answers != nullptr ? *answers : unwanted);
+  common::JoinForeignReports(result);
   MergeEventInfo(result);
   return code;
 }
@@ -73,6 +75,7 @@ int QorCommon::Query(const CommonFilter& filter, const std::string& name, EventL
   }
   common::LogQueryIndex(whole);
   const int code = GetInfoResult(pureName, result, answers);
+  common::JoinForeignReports(result);
   MergeEventInfo(result);
   FilterEventInfo(pureName, result, whole);
   return code;

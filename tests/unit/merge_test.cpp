@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/log/log_capture.h"
+#include "src/common/foreign_reports.h"
 #include "src/common/qor_common.h"
 #include "tests/support/plain_merge.h"
 #include "tests/support/random_records.h"
@@ -171,6 +172,31 @@ TEST(Merge, FieldsWithoutNotifierAreKnownByTheirGetterOrSetter) {
   bool isEqual = false;
   QorCommon::GetInstance().CompareEntityInfo(isEqual, server, other.bindings);
   EXPECT_FALSE(isEqual);
+}
+
+TEST(Merge, APublisherWithoutADaemonIsListedOnceHoweverManyDaemonsSeeIt) {
+  const auto report = [](const char* publisher, bool isOnline, const char* mask, std::vector<std::string> subscribers) {
+    EventInfoWithPubSub event;
+    event.eventName = "/speed";
+    event.publisher = publisher;
+    event.isPublisherOnline = isOnline;
+    event.subscribers = std::move(subscribers);
+    auto& someip = event.bindings[DriverType::kSomeip].someip;
+    someip.serviceId = 1;
+    someip.eventId = 0x8001;
+    someip.networkIp = "10.0.0.9";
+    someip.subnetMask = mask;
+    return event;
+  };
+  EventList list{report("someip:10.0.0.9", false, "255.255.255.255", {"/a", "/b"}), report("/own", true, "", {}),
+                 report("someip:10.0.0.9", true, "255.255.255.0", {"/b", "/c"}), report("/own", true, "", {"/a"}),
+                 report("someip:10.0.0.8", true, "255.255.255.0", {})};
+  common::JoinForeignReports(list);
+  ASSERT_EQ(list.size(), 4U);
+  EXPECT_TRUE(list[0].isPublisherOnline);
+  EXPECT_THAT(list[0].subscribers, ElementsAre("/b", "/c", "/a"));
+  EXPECT_THAT((std::vector{list[1].publisher, list[2].publisher, list[3].publisher}),
+              ElementsAre("/own", "/own", "someip:10.0.0.8"));
 }
 
 }  // namespace

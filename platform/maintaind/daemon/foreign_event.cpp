@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "src/common/records/foreign_node.h"
+
 namespace qor::maintaind {
 namespace {
 
@@ -28,7 +30,7 @@ std::string ForeignNodeName(const dds::DiscoveredEndpoint& endpoint) {
   std::replace_if(
       name.begin(), name.end(), [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; }, '_');
   const std::string& guid = endpoint.participantGuid;
-  return "dds:" + (name.empty() ? "unnamed" : name) + ":" +
+  return std::string(kForeignDdsNode) + (name.empty() ? "unnamed" : name) + ":" +
          guid.substr(std::min(guid.size(), kProgramDigitsAt), kProgramDigits);
 }
 

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <optional>
 
+#include "src/common/records/foreign_node.h"
+
 namespace qor::maintaind {
 namespace {
 
@@ -63,7 +65,7 @@ Info WithSomeipOnly(const Info& described) {
 
 }  // namespace
 
-std::string ForeignNodeName(someip::Ipv4Address host) { return "someip:" + host.Text(); }
+std::string ForeignNodeName(someip::Ipv4Address host) { return std::string(kForeignSomeipNode) + host.Text(); }
 
 ServiceRegisterInfo UndescribedService(const someip::sd::ServiceKey& key) {
   std::array<char, sizeof("service_0x1234_0x0001")> name{};
