@@ -240,6 +240,7 @@ Attributes GetSOMEIPAttributeList(const EventInfoWithPubSub& record) {
   list.Add("Offer state", someip.offerState);
   list.Add("Multicast address", someip.multicastAddress);
   list.Add("Offering host", someip.offeringHost);
+  list.AddList("Time to live", someip.ttls);
   return list.Take();
 }
 

@@ -70,9 +70,16 @@ class Daemon::Impl : private BrokerPeers {
         toolsImpl_(registry_, deployment_),
         toolsService_(toolsImpl_),
         router_(registry_, broker_, remoteDaemons_, nodeService_, toolsService_, options_.answerFilter),
-        server_(loop_, options_.limits, router_) {
+        server_(loop_, options_.limits, router_),
+        foreignServices_(registry_, deployment_),
+        networkTools_(loop_, toolsService_),
+        neighbours_(networkTools_, remoteDaemons_, options_.instance) {
     registry_.SetDeployment(deployment_);
     registry_.SetListener(&monitor_);
+    if (options_.someip) {
+      gateway_.emplace(loop_, SomeipGateway::Parts{registry_, broker_, foreignServices_, neighbours_},
+                       *options_.someip);
+    }
   }
 
   ~Impl() override { Stop(); }
@@ -83,6 +90,12 @@ class Daemon::Impl : private BrokerPeers {
     }
     if (const auto started = server_.Start(socketPath_); !started) {
       return Explain(started.Error());
+    }
+    if (gateway_) {
+      if (const auto started = gateway_->Start(); !started) {
+        server_.Stop();
+        return Explain(started.Error());
+      }
     }
     monitor_.Start();
     thread_ = std::thread([this] {
@@ -98,6 +111,9 @@ class Daemon::Impl : private BrokerPeers {
       return;
     }
     asio::post(loop_, [this] {
+      if (gateway_) {
+        gateway_->Stop();
+      }
       server_.Stop();
       loop_.stop();
     });
@@ -141,6 +157,10 @@ class Daemon::Impl : private BrokerPeers {
   ToolsServiceSkeleton toolsService_;
   RequestRouter router_;
   StreamServer server_;
+  ForeignServices foreignServices_;
+  NetworkToolsService networkTools_;
+  NeighbourDaemons neighbours_;
+  std::optional<SomeipGateway> gateway_;  ///< none: SOME/IP on this host only
   std::thread thread_;
 };
 

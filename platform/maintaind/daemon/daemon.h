@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "platform/maintaind/daemon/dds_monitor.h"
 #include "platform/maintaind/daemon/request_router.h"
 #include "platform/maintaind/daemon/stream_server.h"
+#include "platform/maintaind/gateway/someip_gateway.h"
 #include "src/common/records/remote_daemon.h"
 
 namespace qor::maintaind {
@@ -20,6 +22,7 @@ struct DaemonOptions {
   std::string socketPath;      ///< empty: DaemonSocketPath(instance)
   std::string deploymentDir;   ///< empty: no deployment
   DdsMonitorOptions dds;
+  std::optional<SomeipGatewayOptions> someip{};  ///< nothing: SOME/IP on this host only
   StreamServerLimits limits;
   std::size_t maxOffline = 4096;  ///< offline providers that are remembered, in each family
   AnswerFilter answerFilter;      ///< for tests
