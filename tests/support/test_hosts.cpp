@@ -121,13 +121,11 @@ void TestHosts::SetCable(std::size_t host, bool isPlugged) const {
 void TestHosts::RemoveInterface(std::size_t host) const { RunIn(bridge_, {"ip", "link", "delete", PortOf(host)}); }
 
 bool TestHosts::SetLoss(std::size_t host, unsigned int percent) const {
-  std::vector<std::string> command{"tc", "qdisc", "replace", "dev", "eth0", "root"};
-  if (percent > 0) {
-    command.insert(command.end(), {"netem", "loss", std::to_string(percent) + "%"});
-  } else {
-    command = {"tc", "qdisc", "delete", "dev", "eth0", "root"};
-  }
-  return RunProgram(CommandOn(host, std::move(command))).status == 0;
+  const std::string rules =
+      "add table ip loss; flush table ip loss; add chain ip loss in { type filter hook input priority 0; }; "
+      "add rule ip loss in iifname eth0 numgen random mod 100 < " +
+      std::to_string(percent) + " drop";
+  return RunProgram(CommandOn(host, {"nft", percent > 0 ? rules : "delete table ip loss"})).status == 0;
 }
 
 }  // namespace qor::test

@@ -39,7 +39,7 @@ class TestHosts {
   /// The interface itself. What is added is a new one with the same addresses.
   void RemoveInterface(std::size_t host) const;
   void AddInterface(std::size_t host) const;
-  /// So many of a hundred packets that the host sends are lost; 0 ends it. False when this system cannot do it.
+  /// So many of a hundred packets that come to the host are lost; 0 ends it. False when this system cannot do it.
   [[nodiscard]] bool SetLoss(std::size_t host, unsigned int percent) const;
 
  private:
