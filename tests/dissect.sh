@@ -114,7 +114,7 @@ wait "${captures[@]}" 2>/dev/null || true
 # --- what tshark makes of it
 
 # Service discovery tells the ports of the services, loopback's are those of the deployment.
-decode=(-d udp.port==30490,someip)
+decode=(-d "udp.port==30490,someip")
 while read -r port; do
   decode+=(-d "udp.port==$port,someip" -d "tcp.port==$port,someip")
 done < <({

@@ -84,6 +84,7 @@ class ImportedServiceTest : public testing::Test, public BrokerPeers, public Bro
   }
 
   asio::io_context control_{1};
+  const asio::executor_work_guard<asio::io_context::executor_type> guard_ = asio::make_work_guard(control_);
   LoopThread events_{"events"};
   LoopThread paced_{"paced"};
   ServiceBroker broker_{*this};

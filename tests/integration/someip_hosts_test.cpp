@@ -265,7 +265,7 @@ TEST_F(SomeipHostsTest, BesideAnotherSpeakerTheDaemonListensOnlyAndTakesNothingF
   EXPECT_TRUE(WaitForListed(0, small_.front(), "online /test_pub")) << "of the other host";
   EXPECT_TRUE(WaitForListed(0, reliable_.front(), "online /test_pub"));
   const auto user = StartNode(0, "subscribe", small_);
-  EXPECT_TRUE(listener->WaitForErr("cannot be subscribed"));
+  EXPECT_TRUE(listener->WaitForErr("cannot be used: another program speaks"));
   EXPECT_TRUE(tap.Take().empty()) << "it spoke";
   const std::vector<std::uint8_t> hello{1, 2, 3};
   test::SdSpeaker(*hosts_, 2).SendBytes(hello, *someip::Ipv4Address::FromText(TestHosts::Address(0)));
