@@ -8,6 +8,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/ara/core/future.h"
@@ -36,6 +37,33 @@ struct Answers {
   bool IsAll() const { return asked > 0 && answered == asked; }
 };
 
+/// Asks each client and waits for its answer before it asks the next. `question` gets a client's proxy and returns the
+/// future of its answer; then one of the others is called, each with the client first.
+template <class ClientPointer, class Question, class OnTimeout, class OnError, class OnAnswer>
+Answers AskEach(const std::vector<ClientPointer>& clients, Question question, OnTimeout onTimeout, OnError onError,
+                OnAnswer onAnswer, std::chrono::milliseconds limit = kAnswerLimit) {
+  Answers answers;
+  answers.asked = clients.size();
+  for (const ClientPointer& client : clients) {
+    auto answer = question(*client);
+    if (answer.wait_for(limit) == ara::core::FutureStatus::kTimeout) {
+      onTimeout(*client);
+      answers.silent.insert(client->GetHandle());
+      answers.missing.insert(client->GetHandle());
+      continue;
+    }
+    auto result = answer.GetResult();
+    if (!result.HasValue()) {
+      onError(*client);
+      answers.missing.insert(client->GetHandle());
+      continue;
+    }
+    ++answers.answered;
+    onAnswer(*client, std::move(result).Value());
+  }
+  return answers;
+}
+
 /// Who hears what became of the question to each daemon, by instance number. Knows the log texts of one kind of query.
 class QueryReport {
  public:
@@ -59,28 +87,16 @@ template <class ClientPointer>
 int CollectEvents(const std::vector<ClientPointer>& clients, const std::string& name, const QueryReport& report,
                   std::vector<maintaind::EventInfoWithPubSub>& collected, Answers& answers,
                   std::chrono::milliseconds limit = kAnswerLimit) {
-  answers = Answers();
-  answers.asked = clients.size();
-  for (const ClientPointer& client : clients) {
-    const std::uint16_t instance = client->GetHandle().GetInstanceId();
-    auto answer = client->QueryEventInfo(name);
-    if (answer.wait_for(limit) == ara::core::FutureStatus::kTimeout) {
-      report.TimedOut(instance);
-      answers.silent.insert(client->GetHandle());
-      answers.missing.insert(client->GetHandle());
-      continue;
-    }
-    auto result = answer.GetResult();
-    if (!result.HasValue()) {
-      report.Failed(instance);
-      answers.missing.insert(client->GetHandle());
-      continue;
-    }
-    ++answers.answered;
-    auto& records = result.Value();
-    report.Answered(instance, records.size());
-    collected.insert(collected.end(), std::move_iterator(records.begin()), std::move_iterator(records.end()));
-  }
+  const auto instanceOf = [](const auto& client) { return client.GetHandle().GetInstanceId(); };
+  answers = AskEach(
+      clients, [&](auto& client) { return client.QueryEventInfo(name); },
+      [&](const auto& client) { report.TimedOut(instanceOf(client)); },
+      [&](const auto& client) { report.Failed(instanceOf(client)); },
+      [&](const auto& client, auto&& records) {
+        report.Answered(instanceOf(client), records.size());
+        collected.insert(collected.end(), std::move_iterator(records.begin()), std::move_iterator(records.end()));
+      },
+      limit);
   return answers.silent.empty() ? 0 : -1;
 }
 

@@ -37,25 +37,10 @@ class Audience {
   /// were; each that is missing has its line in the log.
   template <class Question, class OnAnswer>
   std::size_t Ask(Question question, const AnswerTexts& texts, OnAnswer onAnswer) {
-    common::Answers answers;
-    answers.asked = daemons_.size();
-    for (const auto& daemon : daemons_) {
-      auto answer = question(*daemon);
-      if (answer.wait_for(common::kAnswerLimit) == ara::core::FutureStatus::kTimeout) {
-        log_.Warn() << texts.onTimeout;
-        answers.silent.insert(daemon->GetHandle());
-        answers.missing.insert(daemon->GetHandle());
-        continue;
-      }
-      auto result = answer.GetResult();
-      if (!result.HasValue()) {
-        log_.Warn() << texts.onError;
-        answers.missing.insert(daemon->GetHandle());
-        continue;
-      }
-      ++answers.answered;
-      onAnswer(std::move(result).Value());
-    }
+    const common::Answers answers = common::AskEach(
+        daemons_, question, [&](const auto& /*daemon*/) { log_.Warn() << texts.onTimeout; },
+        [&](const auto& /*daemon*/) { log_.Warn() << texts.onError; },
+        [&](const auto& /*daemon*/, auto&& value) { onAnswer(std::forward<decltype(value)>(value)); });
     Note(answers);
     return answers.answered;
   }

@@ -42,7 +42,7 @@ class Daemon {
   ara::core::Result<void> Start();
   /// Removes the socket, closes all connections and ends the threads. Without effect when not started.
   void Stop();
-  /// The daemons of other hosts, all that there are now; tools learn of them. Any thread.
+  /// For tests: the daemons of other hosts, as long as service discovery says nothing of them. Any thread.
   void SetRemoteDaemons(std::vector<RemoteDaemon> daemons);
 
   const std::string& SocketPath() const;

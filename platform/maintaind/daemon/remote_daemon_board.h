@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "platform/log/qor_log.h"

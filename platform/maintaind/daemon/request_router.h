@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "platform/maintaind/daemon/node_service_skeleton.h"
 #include "platform/maintaind/daemon/registry.h"

@@ -24,13 +24,14 @@ constexpr std::chrono::milliseconds kConnectRetry{500};
 constexpr std::uint32_t kLogIntervalMs = 5000;
 
 Result<std::unique_ptr<someip::ServiceServer>> OpenServer(asio::io_context& loop, someip::ServiceServerOptions options,
-                                                          const ServiceIndex& service) {
-  auto server = someip::ServiceServer::Open(loop, options);
+                                                          const ServiceIndex& service,
+                                                          const someip::ServiceServer::DisconnectHandler& onGone) {
+  auto server = someip::ServiceServer::Open(loop, options, nullptr, onGone);
   if (!server && (options.udpPort.value_or(0) != 0 || options.tcpPort.value_or(0) != 0)) {
     kLog.Warn() << com::Text(service) << ": " << server.Error().Message() << "; it takes other ports.";
     options.udpPort = options.udpPort ? std::optional<std::uint16_t>(0) : std::nullopt;
     options.tcpPort = options.tcpPort ? std::optional<std::uint16_t>(0) : std::nullopt;
-    server = someip::ServiceServer::Open(loop, options);
+    server = someip::ServiceServer::Open(loop, options, nullptr, onGone);
   }
   return server;
 }
@@ -78,11 +79,22 @@ Result<std::shared_ptr<EventRelay>> EventRelay::Open(const GatewayLoops& loops, 
   options.server.serviceId = options.service.serviceId;
   options.server.instanceId = options.service.instanceId;
   options.server.majorVersion = options.service.majorVersion;
-  auto server = OpenServer(loops.paced, options.server, options.service);
+  // The server's news come on the paced loop; the place is read and written on the control loop only.
+  const auto place = std::make_shared<std::weak_ptr<EventRelay>>();
+  auto server = OpenServer(loops.paced, options.server, options.service,
+                           [&control = loops.control, place](const someip::Endpoint& peer) {
+                             asio::post(control, [place, peer] {
+                               if (const auto self = place->lock(); self != nullptr && self->onPeerGone_ != nullptr) {
+                                 self->onPeerGone_(peer);
+                               }
+                             });
+                           });
   if (!server) {
     return server.Error();
   }
-  return std::make_shared<EventRelay>(loops, options, std::move(server).Value());
+  auto relay = std::make_shared<EventRelay>(loops, options, std::move(server).Value());
+  *place = relay;
+  return relay;
 }
 
 EventRelay::EventRelay(const GatewayLoops& loops, const Options& options, std::shared_ptr<someip::ServiceServer> server)

@@ -30,6 +30,7 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   };
   /// The transports to the provider have changed.
   using ChangeHandler = std::function<void()>;
+  using PeerGoneHandler = std::function<void(const someip::Endpoint& peer)>;
 
   /// Opens the server's ports; where one that is asked for is taken, any others. Errors: those of ServiceServer.
   static ara::core::Result<std::shared_ptr<EventRelay>> Open(const GatewayLoops& loops, Options options);
@@ -38,6 +39,8 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   EventRelay& operator=(const EventRelay&) = delete;
 
   void SetChangeHandler(ChangeHandler onChange) { onChange_ = std::move(onChange); }
+  /// For TCP peers of the server whose connection has ended.
+  void SetPeerGoneHandler(PeerGoneHandler onPeerGone) { onPeerGone_ = std::move(onPeerGone); }
   /// Where the provider is.
   void SetProvider(const someip::Endpoints& provider);
   /// Opens the transports to the provider that are needed, and keeps them open.
@@ -66,6 +69,7 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   const GatewayLoops loops_;
   const ServiceIndex service_;
   ChangeHandler onChange_;
+  PeerGoneHandler onPeerGone_;
   someip::Endpoints provider_;
   someip::Endpoints local_;
   bool needsTcp_ = false;

@@ -57,12 +57,14 @@ Result<std::unique_ptr<ExportedService>> ExportedService::Open(const GatewayLoop
 ExportedService::ExportedService(ServiceBroker& broker, std::shared_ptr<EventRelay> relay, ServiceOffer offer)
     : broker_(broker), offer_(std::move(offer)), relay_(std::move(relay)) {
   relay_->SetChangeHandler([this] { UpdateSubscriptions(); });
+  relay_->SetPeerGoneHandler([this](const someip::Endpoint& peer) { OnPeerGone(peer); });
   relay_->SetProvider(ProviderOf(offer_));
   SetEvents();
 }
 
 ExportedService::~ExportedService() {
   relay_->SetChangeHandler(nullptr);
+  relay_->SetPeerGoneHandler(nullptr);
   for (const auto& [group, subscription] : taken_) {
     Untake(subscription);
   }
@@ -159,6 +161,16 @@ void ExportedService::RemoveSubscriber(const someip::sd::Subscriber& subscriber)
     subscribers_.erase(group);
   }
   UpdateSubscriptions();
+}
+
+void ExportedService::OnPeerGone(const someip::Endpoint& peer) {
+  for (const auto& [group, subscribers] : subscribers_) {
+    for (const someip::sd::Subscriber& subscriber : subscribers) {
+      if (subscriber.endpoints.tcp == peer && onLost_ != nullptr) {
+        onLost_(subscriber);
+      }
+    }
+  }
 }
 
 /// What the application is asked for, as far as the transports are open.

@@ -3,6 +3,7 @@
 #define QOR_MAINTAIND_GATEWAY_EXPORTED_SERVICE_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -24,6 +25,9 @@ class ExportedService {
   static ara::core::Result<std::unique_ptr<ExportedService>> Open(const GatewayLoops& loops, ServiceBroker& broker,
                                                                   someip::Ipv4Address address,
                                                                   const ServiceOffer& offer);
+  /// A subscriber that has lost its TCP connection; not to be removed within the call.
+  using LostHandler = std::function<void(const someip::sd::Subscriber& subscriber)>;
+
   ExportedService(ServiceBroker& broker, std::shared_ptr<EventRelay> relay, ServiceOffer offer);
   ~ExportedService();
   ExportedService(const ExportedService&) = delete;
@@ -34,6 +38,7 @@ class ExportedService {
   bool Update(const ServiceOffer& offer);
   /// For service discovery.
   someip::sd::OfferedService Offered() const;
+  void SetLostHandler(LostHandler onLost) { onLost_ = std::move(onLost); }
 
   /// Another host's subscription, which service discovery has accepted.
   void AddSubscriber(const someip::sd::Subscriber& subscriber);
@@ -43,6 +48,7 @@ class ExportedService {
   /// Eventgroup and whether it is taken over TCP.
   using Group = std::pair<std::uint16_t, bool>;
 
+  void OnPeerGone(const someip::Endpoint& peer);
   void SetEvents();
   void UpdateSubscriptions();
   std::map<Group, EventgroupSubscription> Wanted() const;
@@ -51,6 +57,7 @@ class ExportedService {
 
   ServiceBroker& broker_;
   ServiceOffer offer_;
+  LostHandler onLost_;
   const std::shared_ptr<EventRelay> relay_;                                // shared with its handlers
   std::map<std::uint16_t, OfferedEvent> events_;                           ///< of the offer
   std::map<std::uint16_t, OfferedEvent> relayed_;                          ///< those that pass on

@@ -256,6 +256,7 @@ class SomeipGateway::Impl : public BrokerGateway,
       return;
     }
     const auto& service = exported_.emplace(offer.service, std::move(opened).Value()).first->second;
+    service->SetLostHandler([this](const sd::Subscriber& lost) { discovery_->Agent().EndSubscriber(lost); });
     discovery_->Agent().Offer(service->Offered());
   }
 

@@ -3,12 +3,20 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <utility>
 
+#include "platform/log/qor_log.h"
 #include "platform/maintaind/service/node_service.h"
 #include "src/common/records/codec.h"
 
 namespace qor::maintaind::proxy {
+namespace {
+
+constexpr QorLog kLog("FindService");
+constexpr std::uint32_t kLogIntervalMs = 10'000;
+
+}  // namespace
 
 struct DaemonProbe::State {
   Handler onEnd;
@@ -17,10 +25,16 @@ struct DaemonProbe::State {
 
   void Take(std::span<const std::uint8_t> payload) {
     std::vector<RemoteDaemon> named;
-    if (Decode(payload, named)) {
-      remoteDaemons = std::move(named);
-      onNews();
+    if (!Decode(payload, named)) {
+      Complain("its list cannot be read");
+      return;
     }
+    remoteDaemons = std::move(named);
+    onNews();
+  }
+  static void Complain(const std::string& reason) {
+    kLog.Warn("DaemonProbe_Complain", kLogIntervalMs)
+        << "A daemon of this host does not tell which daemons other hosts have: " << reason;
   }
 };
 
@@ -44,8 +58,13 @@ DaemonProbe::DaemonProbe(ipc::UniqueFd connection, Handler onEnd, Handler onNews
   client_.Request(NodeService::ServiceIdentifier, Watch::kMethodId, Encode(NoArgument()),
                   [weak = std::weak_ptr(state_)](const ara::core::Result<ipc::StreamClient::Payload>& answer) {
                     const auto state = weak.lock();
-                    if (state != nullptr && answer) {  // an older daemon refuses, and names none
+                    if (state == nullptr) {
+                      return;
+                    }
+                    if (answer) {
                       state->Take(answer.Value());
+                    } else if (answer.Error().Value() != ipc::kConnectionLost) {
+                      State::Complain(answer.Error().Message());
                     }
                   });
 }

@@ -11,8 +11,8 @@
 
 #include "platform/ipc/io_thread.h"
 #include "platform/ipc/runtime_dir.h"
-#include "platform/ipc/stream_address.h"
 #include "platform/ipc/unix_connect.h"
+#include "platform/someip/endpoint.h"
 
 namespace qor::maintaind::proxy {
 namespace {
@@ -160,9 +160,9 @@ std::vector<FindService::Handle> FindService::Available() const {
       continue;
     }
     for (const RemoteDaemon& remote : daemon.probe->RemoteDaemons()) {
-      const std::string address = remote.address + ":" + std::to_string(remote.port);
-      if (IsWanted(remote.instance) && ipc::TcpEndpointOf(address)) {
-        available.emplace(remote.instance, address);
+      const auto address = someip::Ipv4Address::FromText(remote.address);
+      if (IsWanted(remote.instance) && address && remote.port != 0) {
+        available.emplace(remote.instance, someip::Endpoint{*address, remote.port}.Text());
       }
     }
   }

@@ -119,6 +119,8 @@ class SdAgent::Impl {
     }
   }
 
+  void EndSubscriber(const Subscriber& subscriber) { subscribers_.End(subscriber); }
+
   void Require(const ServiceFilter& filter) { finder_.Require(filter, clock_()); }
   void Release(const ServiceFilter& filter) { finder_.Release(filter); }
 
@@ -277,6 +279,7 @@ void SdAgent::OnDatagram(Ipv4Address sender, bool isMulticast, std::span<const s
 void SdAgent::OnNetworkUp() { impl_->OnNetworkUp(); }
 void SdAgent::Offer(const OfferedService& service) { impl_->Offer(service); }
 void SdAgent::StopOffer(const ServiceKey& key) { impl_->StopOffer(key); }
+void SdAgent::EndSubscriber(const Subscriber& subscriber) { impl_->EndSubscriber(subscriber); }
 void SdAgent::Require(const ServiceFilter& filter) { impl_->Require(filter); }
 void SdAgent::Release(const ServiceFilter& filter) { impl_->Release(filter); }
 void SdAgent::Subscribe(const Subscription& subscription) { impl_->Subscribe(subscription); }

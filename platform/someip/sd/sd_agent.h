@@ -58,6 +58,8 @@ class SdAgent {
   void Offer(const OfferedService& service);
   /// Its subscribers end. Without effect when it is not offered.
   void StopOffer(const ServiceKey& key);
+  /// A subscriber whose TCP connection has ended; when it subscribes again, it is a new one.
+  void EndSubscriber(const Subscriber& subscriber);
 
   /// Sends finds until a matching service is offered, at most a few. All offers are learnt, required or not. Twice is
   /// as once.

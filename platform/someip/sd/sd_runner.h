@@ -18,7 +18,7 @@ namespace qor::someip::sd {
 /// it. Destruction is silent: call Agent().Stop() before, to tell the other hosts.
 class SdRunner {
  public:
-  /// Called when the address has come to a running interface, and when it has gone.
+  /// Called when the address has come to a running interface, from within Open() if it is there, and when it has gone.
   using NetworkHandler = std::function<void(bool isUp)>;
 
   SdRunner(asio::io_context& loop, const SdConfig& config, const SdSocketOptions& socket, SdListener& listener,

@@ -53,6 +53,8 @@ const char* Text(SubscriberEnd end) {
       return "expired";
     case SubscriberEnd::kRebooted:
       return "host rebooted";
+    case SubscriberEnd::kConnectionLost:
+      return "connection lost";
     case SubscriberEnd::kServiceStopped:
       return "service stopped";
   }

@@ -114,7 +114,13 @@ enum class Refusal : std::uint8_t {
   kNotNow,        ///< the owner's answer: any other reason
 };
 
-enum class SubscriberEnd : std::uint8_t { kUnsubscribed, kExpired, kRebooted, kServiceStopped };
+enum class SubscriberEnd : std::uint8_t {
+  kUnsubscribed,
+  kExpired,
+  kRebooted,
+  kServiceStopped,
+  kConnectionLost,  ///< the owner's word: its TCP connection has ended
+};
 
 /// An own subscription of an eventgroup of another host's service. There is one an eventgroup.
 struct Subscription {

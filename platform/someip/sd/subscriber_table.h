@@ -28,6 +28,8 @@ class SubscriberTable {
   /// One whose options cannot be read.
   void OnInvalidEntry(Ipv4Address sender, const Entry& entry);
 
+  /// Its connection has ended. Without effect when it is not there.
+  void End(const Subscriber& subscriber) { EndThose({subscriber}, SubscriberEnd::kConnectionLost); }
   void EndHost(Ipv4Address host);
   void EndService(const ServiceKey& service);
   /// Those whose eventgroup the service has no longer.
