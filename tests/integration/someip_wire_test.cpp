@@ -341,10 +341,13 @@ TEST_F(SomeipWireTest, AReliableSubscriberMayComeBeforeItsConnectionAndGoesWithI
   asio::post(serverLoop_.Loop(), [&release] { release.get_future().wait(); });
   const Endpoint local = ConnectTcp();
   Subscribe(local, true);
+  EXPECT_FALSE(server_->HasConnection(local));
   release.set_value();
   ASSERT_TRUE(Eventually([this] { return events_.Size() == 1; }));
+  EXPECT_TRUE(server_->HasConnection(local));
   client_->CloseTcp();
   ASSERT_TRUE(Eventually([this] { return disconnects_ == 1; }));
+  EXPECT_FALSE(server_->HasConnection(local));
   EXPECT_EQ(server_->SubscriberCount(kGroup), 0U);
   EXPECT_EQ(closed_, 0);
 }

@@ -556,7 +556,11 @@ TEST_F(SdAgentTest, WhateverComesMemoryIsBoundedAndTheRestGoesOn) {
   one_.Agent().Offer(Service(one_, 0x1001));
   world_.Pass(seconds(1));
   std::set<std::string> faults;
-  two_.onTold = [&](const std::string& line) { faults.insert(line.starts_with("fault") ? line : ""); };
+  two_.onTold = [&](const std::string& line) {
+    if (line.starts_with("fault")) {
+      faults.insert(line);
+    }
+  };
   for (std::uint32_t i = 0; i < 100000; i += 50) {  // offers of as many services, half of them for ever
     std::vector<Entry> offers;
     for (std::uint32_t k = i; k < i + 50; ++k) {
