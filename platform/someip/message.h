@@ -55,6 +55,8 @@ struct MessageHeader {
 
   std::uint32_t PayloadSize() const { return length - kLengthOverhead; }
   void SetPayloadSize(std::size_t size) { length = kLengthOverhead + static_cast<std::uint32_t>(size); }
+  /// Without the segment flag.
+  MessageType WholeType() const { return static_cast<MessageType>(static_cast<std::uint8_t>(type) & ~kSegmentFlag); }
   bool IsSegment() const { return (static_cast<std::uint8_t>(type) & kSegmentFlag) != 0; }
   /// A mark between messages, which says nothing: of a client (method 0) or of a server (method 0x8000).
   bool IsMagicCookie() const { return serviceId == kReservedServiceId && (methodId == 0x0000 || methodId == 0x8000); }

@@ -184,6 +184,11 @@ bool Notifier::AddConnection(std::shared_ptr<TcpConnection> connection, std::siz
   return true;
 }
 
+bool Notifier::HasConnection(const Endpoint& peer) const {
+  const std::lock_guard lock(mutex_);
+  return connections_.contains(peer);
+}
+
 void Notifier::RemoveConnection(const TcpConnection& connection) {
   const std::lock_guard lock(mutex_);
   const auto found = connections_.find(connection.Remote());

@@ -58,6 +58,7 @@ class Notifier {
 
   /// False, and nothing done, when there are `maxConnections` already.
   bool AddConnection(std::shared_ptr<TcpConnection> connection, std::size_t maxConnections);
+  bool HasConnection(const Endpoint& peer) const;
   /// What its peer has subscribed goes with it.
   void RemoveConnection(const TcpConnection& connection);
   std::vector<std::shared_ptr<TcpConnection>> Connections() const;

@@ -201,7 +201,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
   /// by its first segment.
   bool Accept(const MessageHeader& header, std::span<const std::uint8_t> payload, const Endpoint& peer,
               const Connection& connection) {
-    const auto type = static_cast<MessageType>(static_cast<std::uint8_t>(header.type) & ~kSegmentFlag);
+    const MessageType type = header.WholeType();
     if (type != MessageType::kRequest && type != MessageType::kRequestNoReturn) {
       return false;
     }
@@ -312,6 +312,8 @@ bool ServiceServer::RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint&
 void ServiceServer::RemoveAllSubscribers(const Endpoint& subscriber) {
   core_->Events().RemoveAllSubscribers(subscriber);
 }
+
+bool ServiceServer::HasConnection(const Endpoint& peer) const { return core_->Events().HasConnection(peer); }
 
 std::size_t ServiceServer::SubscriberCount(std::uint16_t eventgroupId) const {
   return core_->Events().SubscriberCount(eventgroupId);

@@ -89,6 +89,8 @@ class ServiceServer {
   bool RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
   /// From all eventgroups, reliable and not.
   void RemoveAllSubscribers(const Endpoint& subscriber);
+  /// Whether a TCP connection from this remote endpoint is here.
+  bool HasConnection(const Endpoint& peer) const;
   /// Subscriptions: a peer that takes both transports of one eventgroup counts twice.
   std::size_t SubscriberCount(std::uint16_t eventgroupId) const;
 

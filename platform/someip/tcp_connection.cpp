@@ -2,7 +2,6 @@
 #include "platform/someip/tcp_connection.h"
 
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 #include <cerrno>
 #include <utility>
@@ -11,6 +10,7 @@
 #include <asio/post.hpp>
 
 #include "platform/someip/asio_endpoint.h"
+#include "platform/someip/iovec.h"
 #include "platform/someip/tcp_options.h"
 
 namespace qor::someip {
@@ -29,10 +29,6 @@ Endpoint LocalOf(const tcp::socket& socket) {
 Endpoint RemoteOf(const tcp::socket& socket) {
   asio::error_code ignored;
   return FromAsio(socket.remote_endpoint(ignored));
-}
-
-iovec ToIovec(std::span<const std::uint8_t> bytes) {
-  return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};  // sending only reads
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ std::optional<TpMessage> TpReassembler::Take(const Endpoint& source, const Messa
   if (now >= nextExpiry_) {
     Expire(now);
   }
-  const auto type = static_cast<MessageType>(static_cast<std::uint8_t>(header.type) & ~kSegmentFlag);
+  const MessageType type = header.WholeType();
   const Stream stream{source, header.serviceId, header.methodId, header.clientId, header.interfaceVersion, type};
   MessageHeader whole = header;
   whole.type = type;

@@ -13,9 +13,8 @@
 namespace qor::someip {
 
 /// Sends one message to each destination: in one datagram when its payload is not above kMaxUdpPayload, else in
-/// segments
-/// (`tp` must be given then), pausing between their bursts. Segments of two messages of one stream must not mix, which
-/// is the caller's care. False when a datagram could not be sent.
+/// segments (`tp` must be given then), pausing between their bursts. Segments of two messages of one stream must not
+/// mix, which is the caller's care. False when a datagram could not be sent.
 bool SendUdpMessage(UdpSocket& socket, MessageHeader header, std::span<const std::uint8_t> payload,
                     std::span<const Endpoint> destinations, const TpSettings* tp);
 

@@ -19,6 +19,7 @@
 #include "platform/someip/asio_endpoint.h"
 #include "platform/someip/free_bind.h"
 #include "platform/someip/group_socket.h"
+#include "platform/someip/iovec.h"
 #include "platform/someip/wire_error.h"
 
 namespace qor::someip {
@@ -49,10 +50,6 @@ void PrepareReception(int descriptor, std::size_t size) {
   if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &wanted, sizeof(wanted)) != 0) {
     (void)::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &wanted, sizeof(wanted));
   }
-}
-
-iovec ToIovec(std::span<const std::uint8_t> bytes) {
-  return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};  // sending only reads
 }
 
 }  // namespace

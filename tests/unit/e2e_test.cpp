@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -10,19 +9,15 @@
 #include "platform/com/e2e/crc.h"
 #include "platform/com/e2e/e2e_checker.h"
 #include "platform/com/e2e/e2e_protector.h"
+#include "tests/support/bytes.h"
 
 namespace qor::com::e2e {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using test::Bytes;
+using test::FromHex;
 
-Bytes FromHex(const std::string& text) {
-  Bytes bytes;
-  for (std::size_t at = 0; at < text.size(); at += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(at, 2), nullptr, 16)));
-  }
-  return bytes;
-}
+Bytes Payload(std::size_t size) { return test::Counting(size, 1); }
 
 TEST(E2eCrc, GivesTheStandardsCheckValues) {
   struct {
@@ -51,16 +46,14 @@ TEST(E2eCrc, GivesTheStandardsCheckValues) {
 TEST(E2eCrc, IsTheSameInOneGoInTwoPiecesAndByteByByte) {
   std::mt19937 random(1);
   for (std::size_t size = 0; size < 70; ++size) {
-    Bytes bytes(size);
-    std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<std::uint8_t>(random()); });
-    const auto expectSame = [&bytes, cut = random() % (size + 1)](auto crc) {
-      const std::span<const std::uint8_t> all = bytes;
+    const Bytes bytes = test::Counting(size, static_cast<std::uint8_t>(random()));
+    const auto expectSame = [all = std::span(bytes), cut = random() % (size + 1)](auto crc) {
       auto single = crc({});
-      for (const std::uint8_t byte : bytes) {
-        single = crc(std::span(&byte, 1), single);
+      for (std::size_t at = 0; at < all.size(); ++at) {
+        single = crc(all.subspan(at, 1), single);
       }
-      EXPECT_EQ(crc(all), single) << bytes.size();
-      EXPECT_EQ(crc(all.subspan(cut), crc(all.first(cut))), single) << bytes.size() << " cut at " << cut;
+      EXPECT_EQ(crc(all), single) << all.size();
+      EXPECT_EQ(crc(all.subspan(cut), crc(all.first(cut))), single) << all.size() << " cut at " << cut;
     };
     expectSame([](std::span<const std::uint8_t> part, auto... before) { return Crc16(part, before...); });
     expectSame([](std::span<const std::uint8_t> part, auto... before) { return Crc32P4(part, before...); });
@@ -79,12 +72,6 @@ maintaind::E2EConfigInfo Config(int profile, std::uint32_t offsetBytes = 0) {
 }
 
 std::size_t HeaderSize(int profile) { return profile == 4 ? 12 : profile == 5 ? 3 : 20; }
-
-Bytes Payload(std::size_t size) {
-  Bytes payload(size);
-  std::iota(payload.begin(), payload.end(), std::uint8_t{1});
-  return payload;
-}
 
 /// One sender and one receiver of an event.
 struct Link {
@@ -159,7 +146,7 @@ TEST_P(E2eProfile, GivesThePayloadBackWhereverTheHeaderIs) {
   EXPECT_TRUE(empty.payload.empty());
 }
 
-TEST_P(E2eProfile, EveryFlippedBitIsAnErrorThatLeavesTheSequenceAlone) {
+TEST_P(E2eProfile, EveryFlippedBitAndEveryOtherLengthIsAnErrorThatLeavesTheSequenceAlone) {
   for (const std::uint32_t offset : {0U, 5U}) {
     Link link(Config(GetParam(), offset));
     const Bytes sample = link.Send(Payload(21));
@@ -168,23 +155,14 @@ TEST_P(E2eProfile, EveryFlippedBitIsAnErrorThatLeavesTheSequenceAlone) {
       flipped[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
       EXPECT_EQ(link.Receive(flipped), CheckStatus::kError) << "bit " << bit;
     }
+    for (std::size_t size = 0; size < sample.size(); ++size) {
+      const CheckResult cut = link.checker.Check(std::span(sample).first(size));
+      EXPECT_EQ(cut.status, CheckStatus::kError) << size;
+      EXPECT_EQ(cut.payload.size(), size - (size < offset + HeaderSize(GetParam()) ? 0 : HeaderSize(GetParam())));
+    }
+    EXPECT_EQ(link.Receive(test::Joined(sample, Bytes(1))), CheckStatus::kError);
     EXPECT_EQ(link.Receive(sample), CheckStatus::kOk);
   }
-}
-
-TEST_P(E2eProfile, EverySampleOfAnotherLengthIsAnError) {
-  Link link(Config(GetParam(), 2));
-  const Bytes sample = link.Send(Payload(10));
-  for (std::size_t size = 0; size < sample.size(); ++size) {
-    const Bytes cut(sample.begin(), sample.begin() + static_cast<std::ptrdiff_t>(size));
-    const CheckResult result = link.checker.Check(cut);
-    EXPECT_EQ(result.status, CheckStatus::kError) << size;
-    EXPECT_EQ(result.payload.size(), size < 2 + HeaderSize(GetParam()) ? size : size - HeaderSize(GetParam()));
-  }
-  Bytes longer = sample;
-  longer.push_back(0);
-  EXPECT_EQ(link.Receive(longer), CheckStatus::kError);
-  EXPECT_EQ(link.Receive(sample), CheckStatus::kOk);
 }
 
 TEST(E2e, ALengthThatIsNotTheSamplesIsAnErrorWhateverTheChecksum) {
@@ -219,12 +197,11 @@ TEST_P(E2eProfile, TellsRepeatedLostAndWrongSequences) {
   EXPECT_EQ(link.checker.StatusWithoutData(), CheckStatus::kNoNewData);
   EXPECT_EQ(link.Receive(first), CheckStatus::kRepeated);
 
-  const CheckResult next = link.checker.Check(link.SendNth(1));
-  EXPECT_EQ(next.status, CheckStatus::kOk);
-  EXPECT_EQ(next.lost, 0U);
-  const CheckResult third = link.checker.Check(link.SendNth(3));  // maxDeltaCounter
-  EXPECT_EQ(third.status, CheckStatus::kOk);
-  EXPECT_EQ(third.lost, 2U);
+  for (const std::uint32_t nth : {1U, 3U}) {  // up to maxDeltaCounter
+    const CheckResult result = link.checker.Check(link.SendNth(static_cast<int>(nth)));
+    EXPECT_EQ(result.status, CheckStatus::kOk);
+    EXPECT_EQ(result.lost, nth - 1);
+  }
 
   EXPECT_EQ(link.Receive(link.SendNth(4)), CheckStatus::kWrongSequence);
   EXPECT_EQ(link.Receive(link.SendNth(1)), CheckStatus::kOk) << "the sample before set what is expected";

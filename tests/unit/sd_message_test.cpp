@@ -7,26 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/bytes.h"
+
 namespace qor::someip::sd {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-/// From hexadecimal digits; spaces are for the reader.
-Bytes Hex(const std::string& text) {
-  Bytes bytes;
-  std::string digits;
-  for (const char c : text) {
-    if (c != ' ') {
-      digits += c;
-    }
-    if (digits.size() == 2) {
-      bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits, nullptr, 16)));
-      digits.clear();
-    }
-  }
-  return bytes;
-}
+using test::Bytes;
+using test::FromHex;
 
 std::string Field(std::size_t value) {
   char text[9];
@@ -36,10 +23,10 @@ std::string Field(std::size_t value) {
 
 /// A message around entries and options, its lengths right.
 Bytes Message(const std::string& entries, const std::string& options) {
-  const std::size_t entriesSize = Hex(entries).size();
-  const std::size_t optionsSize = Hex(options).size();
-  return Hex("ffff8100" + Field(8 + 12 + entriesSize + optionsSize) + "0000002a 01010200 c0000000" +
-             Field(entriesSize) + entries + Field(optionsSize) + options);
+  const std::size_t entriesSize = FromHex(entries).size();
+  const std::size_t optionsSize = FromHex(options).size();
+  return FromHex("ffff8100" + Field(8 + 12 + entriesSize + optionsSize) + "0000002a 01010200 c0000000" +
+                 Field(entriesSize) + entries + Field(optionsSize) + options);
 }
 
 SdMessage Decoded(const Bytes& bytes) {
@@ -47,6 +34,12 @@ SdMessage Decoded(const Bytes& bytes) {
   const auto* message = std::get_if<SdMessage>(&decoded);
   EXPECT_NE(message, nullptr) << Text(std::get<SdFault>(decoded));
   return message == nullptr ? SdMessage{} : *message;
+}
+
+std::optional<SdFault> FaultOf(const Bytes& bytes) {
+  const auto decoded = DecodeSdMessage(bytes);
+  const auto* fault = std::get_if<SdFault>(&decoded);
+  return fault == nullptr ? std::nullopt : std::optional(*fault);
 }
 
 Option UdpAt(std::uint32_t address, std::uint16_t port) {
@@ -79,16 +72,13 @@ TEST(SdMessageTest, EachKindOfEntryHasItsBytes) {
   find.minor = kAnyMinor;
   find.ttl = 3;
 
-  Entry subscribe;
+  Entry subscribe = Offer(0x1234, {UdpAt(0x0A4D0001, 30501)});
   subscribe.type = EntryType::kSubscribeEventgroup;
-  subscribe.service = 0x1234;
-  subscribe.instance = 0x5678;
-  subscribe.major = 1;
+  subscribe.minor = 0;
   subscribe.ttl = kTtlUntilReboot;
   subscribe.eventgroup = 0x4465;
   subscribe.counter = 5;
   subscribe.isInitialDataRequested = true;
-  subscribe.options = {UdpAt(0x0A4D0001, 30501)};
 
   Entry ack = subscribe;
   ack.type = EntryType::kSubscribeEventgroupAck;
@@ -109,13 +99,7 @@ TEST(SdMessageTest, EachKindOfEntryHasItsBytes) {
   }
   EXPECT_EQ(writer.Finish(0x2A, true), expected);
   EXPECT_TRUE(writer.IsEmpty());
-
-  const SdMessage message = Decoded(expected);
-  EXPECT_EQ(message.session, 0x2A);
-  EXPECT_TRUE(message.isReboot);
-  EXPECT_TRUE(message.isUnicast);
-  EXPECT_EQ(message.entries, (std::vector<Entry>{find, offer, subscribe, ack}));
-  EXPECT_TRUE(message.invalidEntries.empty());
+  EXPECT_EQ(Decoded(expected), (SdMessage{0x2A, true, true, {find, offer, subscribe, ack}, {}}));
 }
 
 TEST(SdMessageTest, EachKindOfOptionHasItsBytes) {
@@ -180,23 +164,19 @@ TEST(SdMessageTest, WhatIsNoServiceDiscoveryMessageIsRefused) {
   const Bytes good = Message("01 00 00 10 1234 5678 01 000003 00000020", kUdpOption);
   Decoded(good);
   for (std::size_t size = 0; size < good.size(); ++size) {
-    EXPECT_EQ(std::get<SdFault>(DecodeSdMessage(std::span(good).first(size))), SdFault::kCutShort) << size;
+    EXPECT_EQ(FaultOf({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}), SdFault::kCutShort) << size;
   }
-  const auto faultWith = [&good](std::size_t at, std::uint8_t value) {
-    Bytes bytes = good;
-    bytes[at] = value;
-    const auto decoded = DecodeSdMessage(bytes);
-    const auto* fault = std::get_if<SdFault>(&decoded);
-    return fault == nullptr ? std::string("none") : Text(*fault);
+  const auto expectFault = [&good](SdFault fault, std::uint8_t value, std::initializer_list<std::size_t> places) {
+    for (const std::size_t at : places) {
+      Bytes bytes = good;
+      bytes[at] = value;
+      EXPECT_EQ(FaultOf(bytes), fault) << at;
+    }
   };
-  for (const std::size_t at : {0U, 2U, 12U, 13U, 14U, 15U}) {
-    EXPECT_EQ(faultWith(at, 0x33), Text(SdFault::kNotServiceDiscovery)) << at;
-  }
-  for (const std::size_t at : {20U, 23U, 40U, 43U, 44U, 45U}) {  // the lengths of entries, options, and the option
-    EXPECT_EQ(faultWith(at, 0x7F), Text(SdFault::kCutShort)) << at;
-  }
-  EXPECT_EQ(faultWith(23, 0x0F), Text(SdFault::kCutShort)) << "the options' length is what follows";
-  EXPECT_EQ(std::get<SdFault>(DecodeSdMessage(Message("01 00 00 10", ""))), SdFault::kEntriesLength);
+  expectFault(SdFault::kNotServiceDiscovery, 0x33, {0, 2, 12, 13, 14, 15});
+  expectFault(SdFault::kCutShort, 0x7F, {20, 23, 40, 43, 44, 45});  // lengths of entries, options, and the option
+  expectFault(SdFault::kCutShort, 0x0F, {23});                      // the options' length is what follows
+  EXPECT_EQ(FaultOf(Message("01 00 00 10", "")), SdFault::kEntriesLength);
 }
 
 TEST(SdMessageTest, LimitsHold) {
@@ -209,12 +189,10 @@ TEST(SdMessageTest, LimitsHold) {
   };
   const std::string entry = "00 00 00 00 1234 ffff ff 000003 ffffffff";
   EXPECT_EQ(Decoded(Message(repeat(entry, kMaxEntries), "")).entries.size(), kMaxEntries);
-  EXPECT_EQ(std::get<SdFault>(DecodeSdMessage(Message(repeat(entry, kMaxEntries + 1), ""))), SdFault::kTooManyEntries);
-  EXPECT_EQ(std::get<SdFault>(DecodeSdMessage(Message("", repeat("0000 77", kMaxOptions + 1)))),
-            SdFault::kTooManyOptions);
+  EXPECT_EQ(FaultOf(Message(repeat(entry, kMaxEntries + 1), "")), SdFault::kTooManyEntries);
+  EXPECT_EQ(FaultOf(Message("", repeat("0000 77", kMaxOptions + 1))), SdFault::kTooManyOptions);
   const std::string greedy = "01 00 00 ff 1234 5678 01 000003 00000020";
-  EXPECT_EQ(std::get<SdFault>(DecodeSdMessage(Message(repeat(greedy, 35), repeat(kUdpOption, 15)))),
-            SdFault::kTooManyOptions);
+  EXPECT_EQ(FaultOf(Message(repeat(greedy, 35), repeat(kUdpOption, 15))), SdFault::kTooManyOptions);
   Configuration many(kMaxConfigurationItems + 1, {"k", std::nullopt});
   EXPECT_FALSE(EncodeOption(ConfigurationOption{many}));
   many.pop_back();
@@ -234,15 +212,13 @@ TEST(SdMessageTest, AWriterFillsAMessageAndSharesOptions) {
   EXPECT_EQ(Decoded(bytes).entries, added);
 
   // Options that overlap only in part, as far as two runs can express it.
-  const std::vector<std::vector<Option>> lists{{UdpAt(1, 1), UdpAt(1, 2)},
-                                               {UdpAt(1, 2), UdpAt(1, 3)},
-                                               {UdpAt(1, 3), UdpAt(1, 1)},
-                                               {},
-                                               std::vector<Option>(30, UdpAt(1, 9))};
-  added.clear();
-  for (const auto& list : lists) {
-    added.push_back(Offer(1, list));
-    EXPECT_TRUE(writer.Add(added.back()));
+  const Option a = UdpAt(1, 1);
+  const Option b = UdpAt(1, 2);
+  const Option c = UdpAt(1, 3);
+  added = {Offer(1, {a, b}), Offer(1, {b, c}), Offer(1, {c, a}), Offer(1, {}),
+           Offer(1, std::vector<Option>(30, UdpAt(1, 9)))};
+  for (const Entry& entry : added) {
+    EXPECT_TRUE(writer.Add(entry));
   }
   EXPECT_FALSE(writer.Add(Offer(1, std::vector<Option>(31, UdpAt(1, 9)))));
   EXPECT_EQ(Decoded(writer.Finish(1, false)).entries, added);
