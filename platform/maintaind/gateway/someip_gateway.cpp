@@ -30,6 +30,9 @@ constexpr QorLog kLog("SomeipGateway");
 /// For what other hosts can cause as often as they like.
 constexpr std::uint32_t kLogIntervalMs = 10'000;
 constexpr std::chrono::seconds kLostReports{1};
+/// What other hosts offer is listed at once, but then not again before this has passed: they can change it all with
+/// every datagram.
+constexpr std::chrono::milliseconds kRefreshPause{100};
 
 ServiceIndex IndexOf(const sd::ServiceKey& key) {
   return {.serviceId = key.service, .instanceId = key.instance, .majorVersion = key.major};
@@ -50,6 +53,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
         options_(options),
         loop_(loop),
         lostTimer_(loop),
+        refreshTimer_(loop),
         events_("qor_gateway"),
         paced_("qor_gateway_tp"),
         discovery_(std::in_place, loop, options.discovery, sd::SdSocketOptions{options.address, options.group}, *this,
@@ -79,6 +83,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     isStopped_ = true;
     parts_.broker.SetGateway(nullptr);
     lostTimer_.cancel();
+    refreshTimer_.cancel();
     imported_.clear();
     exported_.clear();
     parts_.neighbours.Close();
@@ -119,10 +124,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
   void OnServiceGone(const sd::RemoteService& service) override {
     kLog.Debug() << Name(service) << " is " << sd::Text(service.state) << ".";
     imported_.erase(IndexOf(service.key));
-    parts_.foreign.OnGone(service);
-    if (NeighbourDaemons::IsDaemon(service.key)) {
-      parts_.neighbours.OnGone(service);
-    }
+    List(service);
   }
 
   std::optional<sd::Refusal> OnSubscribe(const sd::Subscriber& subscriber) override {
@@ -159,6 +161,10 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     kLog.Warn("SomeipGateway_Conflict", kLogIntervalMs)
         << "Host " << claimant.Text() << " offers " << com::Text(IndexOf(key)) << " too, which is offered by "
         << (owner ? "host " + owner->Text() : std::string("this host")) << "; that is ignored.";
+    if (const auto instead = owner ? std::nullopt : parts_.neighbours.GiveWay(key, claimant)) {
+      discovery_->Agent().StopOffer(key);
+      discovery_->Agent().Offer(*instead);
+    }
   }
   void OnFault(someip::Ipv4Address sender, sd::SdFault fault) override {
     kLog.Warn(std::string("SomeipGateway_") + sd::Text(fault), kLogIntervalMs)
@@ -253,13 +259,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
   }
 
   void OnOfferOf(const sd::RemoteService& service) {
-    parts_.foreign.OnOffered(service);
-    if (NeighbourDaemons::IsDaemon(service.key)) {
-      if (service.host != options_.address) {  // this host's other daemon has a socket here
-        parts_.neighbours.OnOffered(service);
-      }
-      return;
-    }
+    List(service);
     const auto known = imported_.find(IndexOf(service.key));
     if (known != imported_.end() && known->second->Update(service)) {
       return;
@@ -268,6 +268,28 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
       imported_.erase(known);
     }
     Import(IndexOf(service.key));
+  }
+
+  void List(const sd::RemoteService& service) {
+    parts_.foreign.OnOffer(service);
+    if (service.host != options_.address) {  // this host's other daemon has a socket here
+      parts_.neighbours.OnOffer(service);
+    }
+    if (!std::exchange(isRefreshDue_, true)) {
+      refreshTimer_.expires_at(nextRefresh_);
+      refreshTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+        if (const auto self = weak.lock(); self != nullptr && !error && !self->isStopped_) {
+          self->Refresh();
+        }
+      });
+    }
+  }
+
+  void Refresh() {
+    isRefreshDue_ = false;
+    parts_.foreign.Refresh();
+    parts_.neighbours.Refresh();
+    nextRefresh_ = std::chrono::steady_clock::now() + kRefreshPause;
   }
 
   /// Brings a service of another host here, when it is wanted and there.
@@ -305,6 +327,9 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
   const SomeipGatewayOptions options_;
   asio::io_context& loop_;
   asio::steady_timer lostTimer_;
+  asio::steady_timer refreshTimer_;
+  std::chrono::steady_clock::time_point nextRefresh_;  ///< not before
+  bool isRefreshDue_ = false;
   LoopThread events_;
   LoopThread paced_;
   std::optional<sd::SdRunner> discovery_;
