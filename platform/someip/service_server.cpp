@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/someip/service_server.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <mutex>
@@ -151,11 +152,13 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
       return;
     }
     const auto connection = std::make_shared<TcpConnection>(
-        std::move(socket), TcpLimits{MaxRequest(), options_.maxQueued, options_.halfMessage});
-    if (!notifier_.AddConnection(connection, options_.maxConnections)) {
+        std::move(socket), TcpLimits{MaxRequest(), options_.maxQueued, options_.halfMessage, options_.answersInTurn});
+    const bool isHostFull = IsFull(connection->Remote().address);
+    if (isHostFull || !notifier_.AddConnection(connection, options_.maxConnections)) {
       kLog.Warn("ServiceServer_Full_" + tcp_->Local().Text(), kLogIntervalMs)
-          << "A connection to service " << options_.serviceId << " was closed: there are " << options_.maxConnections
-          << " already.[peer=" << connection->Remote().Text() << "]";
+          << "A connection to service " << options_.serviceId << " was closed: there are "
+          << (isHostFull ? options_.maxConnectionsOfHost : options_.maxConnections)
+          << (isHostFull ? " of that host" : "") << " already.[peer=" << connection->Remote().Text() << "]";
       connection->Close();
       return;
     }
@@ -175,6 +178,16 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
             self->OnClosed(*from, reason);
           }
         });
+  }
+
+  bool IsFull(Ipv4Address host) const {
+    if (options_.maxConnectionsOfHost == 0) {
+      return false;
+    }
+    const auto all = notifier_.Connections();
+    const auto ofHost = std::ranges::count_if(
+        all, [host](const Connection& connection) { return connection->Remote().address == host; });
+    return static_cast<std::size_t>(ofHost) >= options_.maxConnectionsOfHost;
   }
 
   void OnTcpMessage(const MessageHeader& header, std::span<const std::uint8_t> payload, const Connection& connection) {

@@ -32,9 +32,12 @@ struct ServiceServerOptions {
   std::optional<std::size_t> maxRequestSize;  ///< bytes; nothing: maxMessageSize is the limit of requests too
   std::size_t maxQueued = 64U << 20U;  ///< bytes waiting for one TCP peer beside one message; above it is dropped
   std::chrono::milliseconds halfMessage{5000};  ///< in which a TCP peer has to bring a message that it began
-  std::size_t maxConnections = 64;              ///< further TCP connections are closed at once
-  std::size_t receiveBuffer = 4U << 20U;        ///< bytes asked for the UDP socket
-  TpSettings answerTp;                          ///< for answers by UDP that need more than one datagram
+  /// A TCP peer's next request is taken when the answers that were given up to then wait no more.
+  bool answersInTurn = false;
+  std::size_t maxConnections = 64;        ///< further TCP connections are closed at once
+  std::size_t maxConnectionsOfHost = 0;   ///< the same, of one address; 0: no limit of its own
+  std::size_t receiveBuffer = 4U << 20U;  ///< bytes asked for the UDP socket
+  TpSettings answerTp;                    ///< for answers by UDP that need more than one datagram
 };
 
 struct ServiceServerCounts {

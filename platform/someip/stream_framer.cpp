@@ -4,6 +4,7 @@
 namespace qor::someip {
 
 bool StreamFramer::Feed(std::span<const std::uint8_t> bytes, const Handler& onMessage) {
+  isPaused_ = false;
   if (buffer_.empty()) {
     if (!Cut(bytes, onMessage)) {
       return false;
@@ -20,9 +21,9 @@ bool StreamFramer::Feed(std::span<const std::uint8_t> bytes, const Handler& onMe
   return true;
 }
 
-/// Leaves in `rest` what is no whole message yet.
+/// Leaves in `rest` what is no whole message yet, and what is behind a pause.
 bool StreamFramer::Cut(std::span<const std::uint8_t>& rest, const Handler& onMessage) const {
-  while (rest.size() >= kHeaderSize) {
+  while (!isPaused_ && rest.size() >= kHeaderSize) {
     const auto header = DecodeHeader(rest);
     if (!header || header->PayloadSize() > maxPayload_ ||
         (header->protocolVersion != kProtocolVersion && others_ == OtherVersions::kRefuse)) {

@@ -27,7 +27,12 @@ class StreamFramer {
   /// cannot be a SOME/IP stream (wrong protocol version, impossible or oversized length); it is of no use afterwards.
   [[nodiscard]] bool Feed(std::span<const std::uint8_t> bytes, const Handler& onMessage);
 
-  /// True while a message has begun and is not whole.
+  /// Called from the handler: the messages behind this one are kept for the next Feed(), which may bring nothing new.
+  void Pause() { isPaused_ = true; }
+  /// True from Pause() to the next Feed().
+  bool IsPaused() const { return isPaused_; }
+
+  /// True while a message has begun and is not whole, or is kept.
   bool IsInMessage() const { return !buffer_.empty(); }
 
  private:
@@ -36,6 +41,7 @@ class StreamFramer {
   std::vector<std::uint8_t> buffer_;
   std::size_t maxPayload_;
   OtherVersions others_;
+  bool isPaused_ = false;
 };
 
 }  // namespace qor::someip

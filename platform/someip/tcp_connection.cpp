@@ -49,6 +49,9 @@ void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {
     isMessageEnded_ = true;
     if (state_ == State::kOpen && !header.IsMagicCookie()) {
       handle(header, payload);
+      if (limits_.inTurn && HasQueued()) {
+        framer_.Pause();
+      }
     }
   };
   onClosed_ = std::move(onClosed);
@@ -63,7 +66,7 @@ void TcpConnection::Read() {
   socket_.async_read_some(asio::buffer(readBuffer_),
                           [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
                             if (!error) {
-                              self->OnRead(size);
+                              self->Take(std::span(self->readBuffer_).first(size));
                               return;
                             }
                             const std::lock_guard failing(self->mutex_);
@@ -71,12 +74,16 @@ void TcpConnection::Read() {
                           });
 }
 
-void TcpConnection::OnRead(std::size_t size) {
-  const bool wasInMessage = framer_.IsInMessage();
+/// Reads on, unless what has been taken makes this side wait: then OnWritable() goes on.
+void TcpConnection::Take(std::span<const std::uint8_t> bytes) {
+  const bool wasInMessage = framer_.IsInMessage() && !framer_.IsPaused();
   isMessageEnded_ = false;
-  if (!framer_.Feed(std::span(readBuffer_).first(size), onMessage_)) {
+  if (!framer_.Feed(bytes, onMessage_)) {
     const std::lock_guard lock(mutex_);
     FailLocked("the peer sent what is no SOME/IP message or one that is too large");
+    return;
+  }
+  if (framer_.IsPaused()) {
     return;
   }
   if (framer_.IsInMessage() && (!wasInMessage || isMessageEnded_)) {
@@ -103,7 +110,7 @@ void TcpConnection::WatchHalfMessage() {
 
 void TcpConnection::OnHalfMessageDue() {
   isWatching_ = false;
-  if (!framer_.IsInMessage()) {
+  if (!framer_.IsInMessage() || framer_.IsPaused()) {
     return;
   }
   if (messageBegun_ + limits_.halfMessage > std::chrono::steady_clock::now()) {
@@ -168,11 +175,25 @@ void TcpConnection::WaitWritableLocked() {
   }
 }
 
-void TcpConnection::OnWritable() {
+bool TcpConnection::HasQueued() {
   const std::lock_guard lock(mutex_);
-  isWaiting_ = false;
-  if (state_ == State::kOpen && WriteQueueLocked() && !queue_.empty()) {
-    WaitWritableLocked();
+  return !queue_.empty();
+}
+
+void TcpConnection::OnWritable() {
+  {
+    const std::lock_guard lock(mutex_);
+    isWaiting_ = false;
+    if (state_ != State::kOpen || !WriteQueueLocked()) {
+      return;
+    }
+    if (!queue_.empty()) {
+      WaitWritableLocked();
+      return;
+    }
+  }
+  if (framer_.IsPaused()) {
+    Take({});
   }
 }
 

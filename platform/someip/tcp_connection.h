@@ -27,6 +27,7 @@ struct TcpLimits {
   std::size_t maxPayload = 0;  ///< bytes; a peer that announces more is no peer
   std::size_t maxQueued = 0;   ///< bytes that wait beside one message; a peer that lets more wait is dropped
   std::chrono::milliseconds halfMessage{0};  ///< from the first byte of a message to its last
+  bool inTurn = false;                       ///< a message is taken when what was sent for the one before waits no more
 };
 
 /// One TCP connection that carries SOME/IP messages. What is sent goes straight to the system as long as that takes it,
@@ -56,10 +57,11 @@ class TcpConnection : public std::enable_shared_from_this<TcpConnection> {  // s
   static constexpr std::size_t kReadSize = 64U << 10U;
 
   void Read();
-  void OnRead(std::size_t size);
+  void Take(std::span<const std::uint8_t> bytes);
   void WatchHalfMessage();
   void OnHalfMessageDue();
   void WaitWritableLocked();
+  bool HasQueued();
   void OnWritable();
   bool WriteLocked(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body, std::size_t& written);
   bool WriteQueueLocked();

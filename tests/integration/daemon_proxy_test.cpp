@@ -174,7 +174,7 @@ TEST_F(DaemonProxyTest, LatencyIsRefusedRatherThanPretended) {
 }
 
 TEST_F(DaemonProxyTest, ToolsOfOtherHostsAreAnsweredByTcp) {
-  constexpr std::size_t kSize = 70U << 20U;  // more than may wait for a peer beside one message
+  constexpr std::size_t kSize = 16U << 20U;  // more than the system keeps for a peer
   com::Deployment deployment;
   deployment.types["Large"] = "{\"ShortName\":\"" + std::string(kSize, 'x') + "\"}";
   auto daemon = std::make_unique<NetworkTools>(std::move(deployment));
@@ -182,8 +182,23 @@ TEST_F(DaemonProxyTest, ToolsOfOtherHostsAreAnsweredByTcp) {
   EXPECT_GT(Get(proxy.QueryDataType("Large")).definitionJson.size(), kSize);
   EXPECT_EQ(ErrorOf(proxy.QueryLatencyStatus({})), "4: latency measurement is not available");
 
-  RawPeer peer(daemon->Address());
   constexpr std::uint16_t kTools = QORMaintaindToolsService::ServiceIdentifier;
+  {
+    std::vector<std::unique_ptr<RawPeer>> peers;  // beside the proxy
+    for (std::size_t i = 1; i < NetworkToolsService::kMaxConnectionsOfHost; ++i) {
+      peers.push_back(std::make_unique<RawPeer>(daemon->Address()));
+    }
+    const auto large = RawPeer::RequestBytes(kTools, operation::QueryDataType::kMethodId, Encode(std::string("Large")));
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_TRUE(peers[0]->Send(large));
+    }
+    EXPECT_TRUE(RawPeer(daemon->Address()).IsClosedByPeer()) << "one too many of this host";
+    for (int i = 0; i < 3; ++i) {
+      const auto answer = peers[0]->Receive();
+      EXPECT_GT(answer ? answer->payload.size() : 0, kSize) << "answer " << i;
+    }
+  }
+  RawPeer peer(daemon->Address());
   const auto unreadable = peer.Call(kTools, operation::QueryEventInfo::kMethodId, {0, 0, 0, 9, 1});
   ASSERT_TRUE(unreadable);
   EXPECT_EQ(unreadable->header.returnCode, someip::ReturnCode::kMalformedMessage);

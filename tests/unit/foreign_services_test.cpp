@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "platform/maintaind/daemon/daemon_offer.h"
 #include "tests/support/registrations.h"
 
 namespace qor::maintaind {
@@ -29,12 +30,18 @@ constexpr ServiceKey kDaemon{.service = 0xF0A1, .instance = 3, .major = 1};
 
 Ipv4Address Address(const std::string& text) { return *Ipv4Address::FromText(text); }
 
+/// One that can be used also when it is a daemon's.
 RemoteService OfferOf(const ServiceKey& key, const std::string& host = "10.0.0.2") {
   RemoteService offer;
   offer.key = key;
   offer.minor = 7;
   offer.host = Address(host);
-  offer.endpoints.udp = {.address = Address(host), .port = 30501};
+  if (IsToolsService(key)) {
+    offer.endpoints.tcp = {.address = Address(host), .port = 30500};
+    offer.configuration = {{.key = "instance", .value = "0"}};
+  } else {
+    offer.endpoints.udp = {.address = Address(host), .port = 30501};
+  }
   offer.ttl = 3;
   return offer;
 }
@@ -69,11 +76,15 @@ com::Deployment Deployed() {
 
 class ForeignServicesTest : public testing::Test {
  protected:
-  void Offer(const ServiceKey& key, const std::string& host = "10.0.0.2") { foreign_.OnOffered(OfferOf(key, host)); }
+  void Tell(const RemoteService& offer) {
+    foreign_.OnOffer(offer);
+    foreign_.Refresh();
+  }
+  void Offer(const ServiceKey& key, const std::string& host = "10.0.0.2") { Tell(OfferOf(key, host)); }
   void End(const ServiceKey& key, RemoteService::State state, const std::string& host = "10.0.0.2") {
     RemoteService gone = OfferOf(key, host);
     gone.state = state;
-    foreign_.OnGone(gone);
+    Tell(gone);
   }
   /// "name server state" for each service with a server, "(offline)" behind the server where it is.
   std::vector<std::string> Services() {
@@ -110,7 +121,7 @@ TEST_F(ForeignServicesTest, ListsADescribedOfferUnderItsNames) {
   ASSERT_TRUE(registry_.Register(1, subscription));
   auto offer = OfferOf(kChassis);
   offer.endpoints.tcp = {.address = Address("10.0.0.9"), .port = 30502};
-  foreign_.OnOffered(offer);
+  Tell(offer);
 
   const auto speed = registry_.Events("/speed");
   ASSERT_EQ(speed.size(), 1U);
@@ -154,7 +165,7 @@ TEST_F(ForeignServicesTest, ListsWhatIsNotDescribedByItsNumbers) {
   Offer({.service = 0x0101, .instance = 1, .major = 1});
   auto withoutEndpoint = OfferOf({.service = 0xABCD, .instance = 0x20, .major = 1});
   withoutEndpoint.endpoints = {};
-  foreign_.OnOffered(withoutEndpoint);
+  Tell(withoutEndpoint);
   EXPECT_THAT(Services(), ElementsAre("service_0x0101_0x0001 someip:10.0.0.2 offered",
                                       "service_0xabcd_0x0020 someip:10.0.0.2 offered"));
   EXPECT_THAT(registry_.Events("ALL"), IsEmpty()) << "of another major version nothing is known";
@@ -203,7 +214,7 @@ TEST_F(ForeignServicesTest, OnlyTheLatestThatEndedAreRemembered) {
 
 TEST_F(ForeignServicesTest, OnlyWhatIsNewChangesTheRegistry) {
   auto offer = OfferOf(kChassis);
-  const auto changes = [&] { return Changes([&] { foreign_.OnOffered(offer); }); };
+  const auto changes = [&] { return Changes([&] { Tell(offer); }); };
   EXPECT_TRUE(changes());
   EXPECT_FALSE(changes());
   offer.configuration = {{.key = "color", .value = "red"}};
@@ -236,6 +247,57 @@ TEST_F(ForeignServicesTest, LeavesAHostToItsOwnDaemon) {
   Offer(kChassis, "10.0.0.4");
   Offer(kDaemon, "10.0.0.4");
   EXPECT_THAT(Services(), UnorderedElementsAre(elsewhere, "service_0x0002_0x0001 someip:10.0.0.2 offered"));
+}
+
+TEST_F(ForeignServicesTest, WhatChangesToAndFroIsListedOnceAsItIsInTheEnd) {
+  Offer(kOne);
+  Offer(kTwo);
+  const RemoteService daemon = OfferOf(kDaemon);
+  RemoteService daemonGone = daemon;
+  daemonGone.state = kStopped;
+  RemoteService oneGone = OfferOf(kOne);
+  oneGone.state = kStopped;
+  const auto flap = [&] {
+    for (int i = 0; i < 100; ++i) {
+      for (const auto& offer : {daemon, oneGone, OfferOf(kOne, "10.0.0.3"), daemonGone, oneGone, OfferOf(kOne)}) {
+        foreign_.OnOffer(offer);
+      }
+    }
+  };
+  EXPECT_FALSE(Changes(flap)) << "before it is told to";
+  EXPECT_FALSE(Changes([&] { foreign_.Refresh(); })) << "all is as it was";
+  flap();
+  foreign_.OnOffer(oneGone);
+  const std::uint64_t before = registry_.Revision();
+  foreign_.Refresh();
+  EXPECT_LE(registry_.Revision(), before + 2) << "one out, one in";
+  EXPECT_THAT(Services(), UnorderedElementsAre("service_0x0001_0x0001 someip:10.0.0.2 (offline) stopped",
+                                               "service_0x0002_0x0001 someip:10.0.0.2 offered"));
+  flap();
+  Tell(daemon);
+  EXPECT_THAT(Services(), IsEmpty());
+}
+
+TEST_F(ForeignServicesTest, ADaemonThatCannotBeUsedHidesNothingAndIsNotListed) {
+  Offer(kOne);
+  const std::vector<std::function<void(RemoteService&)>> faults{
+      [](RemoteService& offer) { offer.key.major = 2; },
+      [](RemoteService& offer) { offer.configuration.clear(); },
+      [](RemoteService& offer) { offer.configuration[0].value.reset(); },
+      [](RemoteService& offer) { offer.configuration[0].value = "3x"; },
+      [](RemoteService& offer) { offer.configuration[0].value = "65535"; },
+      [](RemoteService& offer) { std::swap(offer.endpoints.udp, offer.endpoints.tcp); },
+      [](RemoteService& offer) { offer.endpoints.tcp->address = Address("10.0.0.3"); },
+  };
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    RemoteService offer = OfferOf(kDaemon);
+    Tell(offer);
+    EXPECT_THAT(Services(), IsEmpty());
+    End(kDaemon, kStopped);
+    faults[i](offer);
+    Tell(offer);
+    EXPECT_THAT(Services(), ElementsAre("service_0x0001_0x0001 someip:10.0.0.2 offered")) << "fault " << i;
+  }
 }
 
 TEST_F(ForeignServicesTest, AddressesOfTheOwnNetworkHaveItsMask) {

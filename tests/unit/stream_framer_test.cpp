@@ -21,15 +21,20 @@ class StreamFramerTest : public testing::Test {
  protected:
   bool Feed(std::span<const std::uint8_t> bytes) {
     return framer_.Feed(bytes, [this](const someip::MessageHeader& header, std::span<const std::uint8_t> payload) {
+      EXPECT_FALSE(framer_.IsPaused());
       received_ += std::to_string(header.methodId) + ":" + std::string(payload.begin(), payload.end()) + ";";
+      if (pauses_) {
+        framer_.Pause();
+      }
     });
   }
 
   someip::StreamFramer framer_{100};
   std::string received_;
+  bool pauses_ = false;
 };
 
-TEST_F(StreamFramerTest, FindsMessagesHoweverTheStreamIsCut) {
+TEST_F(StreamFramerTest, FindsMessagesHoweverTheStreamIsCutAndTheirTakerPauses) {
   std::vector<std::uint8_t> stream = Message(1, "first");
   for (const auto& message : {Message(2, ""), Message(3, std::string(100, 'x'))}) {
     stream.insert(stream.end(), message.begin(), message.end());
@@ -37,8 +42,12 @@ TEST_F(StreamFramerTest, FindsMessagesHoweverTheStreamIsCut) {
   const std::string expected = "1:first;2:;3:" + std::string(100, 'x') + ";";
   for (std::size_t piece = 1; piece <= stream.size(); ++piece) {
     received_.clear();
+    pauses_ = piece % 2 == 0;
     for (std::size_t at = 0; at < stream.size(); at += piece) {
       ASSERT_TRUE(Feed(std::span(stream).subspan(at, std::min(piece, stream.size() - at))));
+      while (framer_.IsPaused()) {
+        ASSERT_TRUE(Feed({}));
+      }
     }
     ASSERT_EQ(received_, expected) << "pieces of " << piece;
     ASSERT_FALSE(framer_.IsInMessage());

@@ -8,7 +8,7 @@
 namespace qor::maintaind {
 namespace {
 
-std::string ForeignIdentity(std::uint32_t id) { return '\n' + std::to_string(id); }
+std::string ForeignIdentity(std::uint64_t id) { return '\n' + std::to_string(id); }
 
 template <class Entry>
 std::string IdentityOf(const Entry& entry) {
@@ -136,7 +136,7 @@ void EntityTable<Info>::SetNetwork(const HostNetwork& network) {
 }
 
 template <class Info>
-typename EntityTable<Info>::Entry EntityTable<Info>::MakeEntry(ConnectionId connection, std::uint32_t id,
+typename EntityTable<Info>::Entry EntityTable<Info>::MakeEntry(ConnectionId connection, std::uint64_t id,
                                                                EntityRole role, Node node, Info info) {
   Entry entry{connection, id, role, std::move(node), std::move(info), {}, {}};
   entry.keys = KeysOf(entry.info);
@@ -147,7 +147,7 @@ typename EntityTable<Info>::Entry EntityTable<Info>::MakeEntry(ConnectionId conn
 }
 
 template <class Info>
-void EntityTable<Info>::Add(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info) {
+void EntityTable<Info>::Add(ConnectionId connection, std::uint64_t id, EntityRole role, Node node, Info info) {
   Entry entry = MakeEntry(connection, id, role, std::move(node), std::move(info));
   if (role == EntityRole::kProvider) {
     ForgetOffline(entry.identity);
@@ -158,13 +158,13 @@ void EntityTable<Info>::Add(ConnectionId connection, std::uint32_t id, EntityRol
 }
 
 template <class Info>
-void EntityTable<Info>::AddOffline(std::uint32_t id, Node node, Info info) {
+void EntityTable<Info>::AddOffline(std::uint64_t id, Node node, Info info) {
   GoOffline(MakeEntry(kForeign, id, EntityRole::kProvider, std::move(node), std::move(info)));
   isListValid_ = false;
 }
 
 template <class Info>
-void EntityTable<Info>::Remove(ConnectionId connection, std::uint32_t id) {
+void EntityTable<Info>::Remove(ConnectionId connection, std::uint64_t id) {
   if (const auto found = onlineById_.find({connection, id}); found != onlineById_.end()) {
     Extract(found);
   } else if (connection == kForeign) {

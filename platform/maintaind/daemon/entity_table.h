@@ -40,7 +40,7 @@ class EntityTable {
 
   struct Entry {
     ConnectionId connection = 0;
-    std::uint32_t id = 0;
+    std::uint64_t id = 0;
     EntityRole role = EntityRole::kProvider;
     Node node;
     Info info;
@@ -56,11 +56,11 @@ class EntityTable {
   void SetNetwork(const HostNetwork& network);
 
   /// The pair of connection and id must be new. A provider takes the place of its offline entry.
-  void Add(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info);
+  void Add(ConnectionId connection, std::uint64_t id, EntityRole role, Node node, Info info);
   /// Adds a foreign provider that is remembered as offline. The id must be new.
-  void AddOffline(std::uint32_t id, Node node, Info info);
+  void AddOffline(std::uint64_t id, Node node, Info info);
   /// Forgets a registration altogether; a foreign one also when it is offline.
-  void Remove(ConnectionId connection, std::uint32_t id);
+  void Remove(ConnectionId connection, std::uint64_t id);
   /// Forgets the consumers of a connection and remembers its providers as offline.
   void Close(ConnectionId connection);
 
@@ -74,9 +74,9 @@ class EntityTable {
   const Entries& Offline() const { return offline_; }
 
  private:
-  using OnlineById = std::map<std::pair<ConnectionId, std::uint32_t>, typename Entries::iterator>;
+  using OnlineById = std::map<std::pair<ConnectionId, std::uint64_t>, typename Entries::iterator>;
 
-  static Entry MakeEntry(ConnectionId connection, std::uint32_t id, EntityRole role, Node node, Info info);
+  static Entry MakeEntry(ConnectionId connection, std::uint64_t id, EntityRole role, Node node, Info info);
   Entry Extract(typename OnlineById::iterator place);
   void GoOffline(Entry entry);
   void ForgetOffline(const std::string& identity);

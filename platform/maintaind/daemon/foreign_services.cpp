@@ -4,16 +4,14 @@
 #include <limits>
 #include <utility>
 
+#include "platform/maintaind/daemon/daemon_offer.h"
 #include "platform/maintaind/daemon/foreign_offer.h"
-#include "platform/maintaind/service/tools_service.h"
 
 namespace qor::maintaind {
 namespace {
 
 using someip::sd::RemoteService;
 using someip::sd::ServiceKey;
-
-bool IsDaemon(const ServiceKey& key) { return key.service == QORMaintaindToolsService::ServiceIdentifier; }
 
 /// The service that a SOME/IP binding belongs to.
 template <class Part>
@@ -54,35 +52,25 @@ ForeignServices::ForeignServices(Registry& registry, const com::Deployment& depl
   });
 }
 
-void ForeignServices::OnOffered(const RemoteService& offer) {
-  if (IsDaemon(offer.key)) {
-    SetDaemon(offer, true);
+void ForeignServices::OnOffer(const RemoteService& offer) {
+  if (IsToolsService(offer.key)) {
+    SetDaemon(offer);
   } else {
     Update(offer);
   }
 }
 
-void ForeignServices::OnGone(const RemoteService& offer) {
-  if (IsDaemon(offer.key)) {
-    SetDaemon(offer, false);
-  } else {
-    Update(offer);
-  }
-}
-
-void ForeignServices::SetDaemon(const RemoteService& offer, bool isOffered) {
+void ForeignServices::SetDaemon(const RemoteService& offer) {
   const auto host = hosts_.try_emplace(offer.host).first;
   std::set<ServiceKey>& daemons = host->second.daemons;
   const bool hadDaemon = !daemons.empty();
-  if (isOffered) {
+  if (DaemonOf(offer)) {
     daemons.insert(offer.key);
   } else {
     daemons.erase(offer.key);
   }
   if (daemons.empty() == hadDaemon) {
-    for (const ServiceKey& key : host->second.services) {
-      Show(services_.at(key).service, host->second);
-    }
+    changedHosts_.insert(offer.host);
   }
   ForgetIfEmpty(host);
 }
@@ -101,9 +89,8 @@ void ForeignServices::Update(RemoteService service) {
   if (known.service.state != RemoteService::State::kOffered) {
     known.ended = ended_.insert(ended_.end(), known.service.key);
   }
-  Host& host = hosts_[known.service.host];
-  host.services.insert(known.service.key);
-  Show(known.service, host);
+  hosts_[known.service.host].services.insert(known.service.key);
+  changed_.insert(known.service.key);
   if (ended_.size() > maxEnded_) {
     Forget(services_.find(ended_.front()));
   }
@@ -112,7 +99,28 @@ void ForeignServices::Update(RemoteService service) {
 void ForeignServices::SetOwnNetwork(const std::string& ip, const std::string& subnetMask) {
   network_ = {ip, subnetMask};
   for (const auto& [key, known] : services_) {
-    Show(known.service, hosts_.at(known.service.host));
+    if (known.shown) {
+      Show(*known.shown);
+    }
+  }
+}
+
+void ForeignServices::Refresh() {
+  for (const someip::Ipv4Address host : std::exchange(changedHosts_, {})) {
+    const std::set<ServiceKey>& services = hosts_.at(host).services;
+    changed_.insert(services.begin(), services.end());
+  }
+  for (const ServiceKey& key : std::exchange(changed_, {})) {
+    Refresh(services_.at(key));
+  }
+}
+
+void ForeignServices::Refresh(Known& known) {
+  if (!hosts_.at(known.service.host).daemons.empty()) {
+    Hide(known);
+  } else if (known.shown != known.service) {
+    Show(known.service);
+    known.shown = known.service;
   }
 }
 
@@ -128,22 +136,20 @@ void ForeignServices::Leave(Known& known) {
 }
 
 void ForeignServices::Forget(Services::iterator place) {
-  Hide(place->first);
+  Hide(place->second);
   Leave(place->second);
+  changed_.erase(place->first);
   services_.erase(place);
 }
 
 void ForeignServices::ForgetIfEmpty(Hosts::iterator host) {
   if (host->second.services.empty() && host->second.daemons.empty()) {
+    changedHosts_.erase(host->first);
     hosts_.erase(host);
   }
 }
 
-void ForeignServices::Show(const RemoteService& service, const Host& host) {
-  if (!host.daemons.empty()) {
-    Hide(service.key);
-    return;
-  }
+void ForeignServices::Show(const RemoteService& service) {
   const Description& description = DescriptionOf(service.key);
   for (std::size_t i = 0; i < description.services.size(); ++i) {
     ShowEntity(EntityId(service.key, "service", i), service,
@@ -168,7 +174,12 @@ void ForeignServices::ShowEntity(const std::string& id, const RemoteService& ser
   }
 }
 
-void ForeignServices::Hide(const ServiceKey& key) {
+void ForeignServices::Hide(Known& known) {
+  if (!known.shown) {
+    return;
+  }
+  known.shown.reset();
+  const ServiceKey& key = known.service.key;
   const Description& description = DescriptionOf(key);
   registry_.RemoveForeign(EntityId(key, "service", 0));
   for (std::size_t i = 1; i < description.services.size(); ++i) {

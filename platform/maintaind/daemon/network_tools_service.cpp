@@ -7,6 +7,13 @@
 #include "platform/maintaind/service/tools_service.h"
 
 namespace qor::maintaind {
+namespace {
+
+/// What may wait beside an answer. Answers go out one by one, so that nothing does; were it otherwise, a peer that does
+/// not read would not cost much.
+constexpr std::size_t kMaxQueued = 256U << 10U;
+
+}  // namespace
 
 ara::core::Result<std::uint16_t> NetworkToolsService::Open(const someip::Ipv4Address& address) {
   Close();
@@ -16,7 +23,10 @@ ara::core::Result<std::uint16_t> NetworkToolsService::Open(const someip::Ipv4Add
   options.tcpPort = 0;
   options.maxMessageSize = kMaxAnswer;
   options.maxRequestSize = kMaxRequest;
+  options.maxQueued = kMaxQueued;
+  options.answersInTurn = true;
   options.maxConnections = kMaxConnections;
+  options.maxConnectionsOfHost = kMaxConnectionsOfHost;
   auto opened =
       someip::ServiceServer::Open(loop_, options,
                                   [this](const someip::MessageHeader& header, std::span<const std::uint8_t> payload,

@@ -17,12 +17,14 @@
 namespace qor::maintaind {
 
 /// The tools service for other hosts: by TCP what the daemon's socket offers to tools of its own host, and nothing of
-/// the node service. All on the thread that runs `loop`; before it runs, Open may be called from any.
+/// the node service. A peer has one answer under way; its next request waits until that has left. All on the thread
+/// that runs `loop`; before it runs, Open may be called from any.
 class NetworkToolsService {
  public:
   static constexpr std::size_t kMaxRequest = 1U << 20U;   ///< bytes of payload
   static constexpr std::size_t kMaxAnswer = 256U << 20U;  ///< bytes of payload
   static constexpr std::size_t kMaxConnections = 64;      ///< further ones are closed
+  static constexpr std::size_t kMaxConnectionsOfHost = 8;
 
   NetworkToolsService(asio::io_context& loop, ToolsServiceSkeleton& tools) : loop_(loop), tools_(tools) {}
   NetworkToolsService(const NetworkToolsService&) = delete;

@@ -212,7 +212,7 @@ VoidResult Registry::UnregisterEntity(ConnectionId connection, std::uint32_t id)
   return {};
 }
 
-void Registry::Remove(ConnectionId connection, std::uint32_t id) {
+void Registry::Remove(ConnectionId connection, std::uint64_t id) {
   tables_.ForEach([&](auto& table) { table.Remove(connection, id); });
 }
 
@@ -237,7 +237,7 @@ void Registry::RemoveForeign(const std::string& id) {
 }
 
 /// Makes room for what the id names from now on.
-std::uint32_t Registry::RenewForeign(const std::string& id) {
+std::uint64_t Registry::RenewForeign(const std::string& id) {
   RemoveForeign(id);
   foreignIds_[id] = ++lastForeignId_;
   ++revision_;

@@ -50,8 +50,8 @@ class Registry {
 
   void SetListener(RegistryListener* listener) { listener_ = listener; }
   void SetDeployment(const com::Deployment& deployment);
-  /// The network over which other hosts see this one; without texts when there is none (any more). SOME/IP bindings
-  /// that name no network, or only the loopback, are listed with it.
+  /// The network over which other hosts see this one; without texts while none is known. SOME/IP bindings of this host
+  /// that name no network are listed with it, or with the loopback while none is known.
   void SetNetwork(const std::string& ip, const std::string& subnetMask);
 
   /// Changes with every change of what the lists hold.
@@ -119,8 +119,8 @@ class Registry {
     std::size_t size = 0;                                ///< of all entities
   };
 
-  void Remove(ConnectionId connection, std::uint32_t id);
-  std::uint32_t RenewForeign(const std::string& id);
+  void Remove(ConnectionId connection, std::uint64_t id);
+  std::uint64_t RenewForeign(const std::string& id);
   template <class Info>
   Node DescribeForeign(const std::string& nodeName, Info& info) const;
 
@@ -130,8 +130,8 @@ class Registry {
   std::unordered_map<ConnectionId, Application> applications_;
   RegisteredNodes nodes_;
   std::unordered_map<std::string, EventRegisterInfo> deployedByTopic_;
-  std::unordered_map<std::string, std::uint32_t> foreignIds_;
-  std::uint32_t lastForeignId_ = 0;
+  std::unordered_map<std::string, std::uint64_t> foreignIds_;
+  std::uint64_t lastForeignId_ = 0;  ///< too wide to come round, however often others renew what is foreign
   EntityTables tables_;
 };
 

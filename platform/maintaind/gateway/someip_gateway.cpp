@@ -32,6 +32,9 @@ constexpr QorLog kLog("SomeipGateway");
 constexpr std::uint32_t kLogIntervalMs = 10'000;
 /// Between two looks at what is lost, and at what could not be opened.
 constexpr std::chrono::seconds kCheckPeriod{1};
+/// What other hosts offer is listed at once, but then not again before this has passed: they can change it all with
+/// every datagram.
+constexpr std::chrono::milliseconds kRefreshPause{100};
 
 sd::ServiceFilter FilterOf(const ServiceIndex& index) {
   return {index.serviceId, index.instanceId, index.majorVersion, sd::kAnyMinor};
@@ -51,6 +54,7 @@ class SomeipGateway::Impl : public BrokerGateway,
         options_(options),
         loop_(loop),
         checkTimer_(loop),
+        refreshTimer_(loop),
         events_("qor_gateway"),
         paced_("qor_gateway_tp"),
         discovery_(std::in_place, loop, options.discovery, sd::SdSocketOptions{options.address, options.group}, *this,
@@ -84,6 +88,7 @@ class SomeipGateway::Impl : public BrokerGateway,
     isStopped_ = true;
     parts_.broker.SetGateway(nullptr);
     checkTimer_.cancel();
+    refreshTimer_.cancel();
     imported_.clear();
     exported_.clear();
     parts_.neighbours.Close();
@@ -126,10 +131,7 @@ class SomeipGateway::Impl : public BrokerGateway,
   void OnServiceGone(const sd::RemoteService& service) override {
     kLog.Debug() << Name(service) << " is gone: " << sd::Text(service.state) << ".";
     imported_.erase(IndexOf(service.key));
-    parts_.foreign.OnGone(service);
-    if (NeighbourDaemons::IsDaemon(service.key)) {
-      parts_.neighbours.OnGone(service);
-    }
+    List(service);
   }
 
   std::optional<sd::Refusal> OnSubscribe(const sd::Subscriber& subscriber) override {
@@ -168,6 +170,10 @@ class SomeipGateway::Impl : public BrokerGateway,
     kLog.Warn("SomeipGateway_Conflict", kLogIntervalMs)
         << "Host " << claimant.Text() << " offers " << com::Text(IndexOf(key)) << " too, which is offered by "
         << (owner ? "host " + owner->Text() : std::string("this host")) << "; that is ignored.";
+    if (const auto instead = owner ? std::nullopt : parts_.neighbours.GiveWay(key, claimant)) {
+      discovery_->Agent().StopOffer(key);
+      discovery_->Agent().Offer(*instead);
+    }
   }
   void OnFault(someip::Ipv4Address sender, sd::SdFault fault) override {
     kLog.Warn(std::string("SomeipGateway_") + sd::Text(fault), kLogIntervalMs)
@@ -280,13 +286,7 @@ class SomeipGateway::Impl : public BrokerGateway,
   }
 
   void OnOfferOf(const sd::RemoteService& service) {
-    parts_.foreign.OnOffered(service);
-    if (NeighbourDaemons::IsDaemon(service.key)) {
-      if (service.host != options_.address) {  // this host's other daemon has a socket here
-        parts_.neighbours.OnOffered(service);
-      }
-      return;
-    }
+    List(service);
     const auto known = imported_.find(IndexOf(service.key));
     if (known != imported_.end() && known->second->Update(service)) {
       return;
@@ -294,7 +294,30 @@ class SomeipGateway::Impl : public BrokerGateway,
     if (known != imported_.end()) {
       imported_.erase(known);
     }
-    Import(IndexOf(service.key));
+    // Once for all that a datagram says.
+    Later([index = IndexOf(service.key)](Impl& self) { self.Import(index); });
+  }
+
+  void List(const sd::RemoteService& service) {
+    parts_.foreign.OnOffer(service);
+    if (service.host != options_.address) {  // this host's other daemon has a socket here
+      parts_.neighbours.OnOffer(service);
+    }
+    if (!std::exchange(isRefreshDue_, true)) {
+      refreshTimer_.expires_at(nextRefresh_);
+      refreshTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+        if (const auto self = weak.lock(); self != nullptr && !error && !self->isStopped_) {
+          self->Refresh();
+        }
+      });
+    }
+  }
+
+  void Refresh() {
+    isRefreshDue_ = false;
+    parts_.foreign.Refresh();
+    parts_.neighbours.Refresh();
+    nextRefresh_ = std::chrono::steady_clock::now() + kRefreshPause;
   }
 
   /// Brings a service of another host here, when it is wanted and there.
@@ -355,6 +378,9 @@ class SomeipGateway::Impl : public BrokerGateway,
   const SomeipGatewayOptions options_;
   asio::io_context& loop_;
   asio::steady_timer checkTimer_;
+  asio::steady_timer refreshTimer_;
+  std::chrono::steady_clock::time_point nextRefresh_;  ///< not before
+  bool isRefreshDue_ = false;
   LoopThread events_;
   LoopThread paced_;
   std::optional<sd::SdRunner> discovery_;
