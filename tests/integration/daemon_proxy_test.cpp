@@ -182,23 +182,8 @@ TEST_F(DaemonProxyTest, ToolsOfOtherHostsAreAnsweredByTcp) {
   EXPECT_GT(Get(proxy.QueryDataType("Large")).definitionJson.size(), kSize);
   EXPECT_EQ(ErrorOf(proxy.QueryLatencyStatus({})), "4: latency measurement is not available");
 
-  constexpr std::uint16_t kTools = QORMaintaindToolsService::ServiceIdentifier;
-  {
-    std::vector<std::unique_ptr<RawPeer>> peers;  // beside the proxy
-    for (std::size_t i = 1; i < NetworkToolsService::kMaxConnectionsOfHost; ++i) {
-      peers.push_back(std::make_unique<RawPeer>(daemon->Address()));
-    }
-    const auto large = RawPeer::RequestBytes(kTools, operation::QueryDataType::kMethodId, Encode(std::string("Large")));
-    for (int i = 0; i < 3; ++i) {
-      EXPECT_TRUE(peers[0]->Send(large));
-    }
-    EXPECT_TRUE(RawPeer(daemon->Address()).IsClosedByPeer()) << "one too many of this host";
-    for (int i = 0; i < 3; ++i) {
-      const auto answer = peers[0]->Receive();
-      EXPECT_GT(answer ? answer->payload.size() : 0, kSize) << "answer " << i;
-    }
-  }
   RawPeer peer(daemon->Address());
+  constexpr std::uint16_t kTools = QORMaintaindToolsService::ServiceIdentifier;
   const auto unreadable = peer.Call(kTools, operation::QueryEventInfo::kMethodId, {0, 0, 0, 9, 1});
   ASSERT_TRUE(unreadable);
   EXPECT_EQ(unreadable->header.returnCode, someip::ReturnCode::kMalformedMessage);
@@ -215,6 +200,21 @@ TEST_F(DaemonProxyTest, ToolsOfOtherHostsAreAnsweredByTcp) {
   const auto large = RawPeer::RequestBytes(kTools, 1, RawPeer::Bytes(NetworkToolsService::kMaxRequest + 1));
   EXPECT_TRUE(oversized.Send(std::span(large).first(someip::kHeaderSize))) << "the length alone is enough";
   EXPECT_TRUE(oversized.IsClosedByPeer());
+
+  std::vector<std::unique_ptr<RawPeer>> peers;  // beside the proxy
+  for (std::size_t i = 1; i < NetworkToolsService::kMaxConnectionsOfHost; ++i) {
+    peers.push_back(std::make_unique<RawPeer>(daemon->Address()));
+  }
+  const auto requestOfLarge =
+      RawPeer::RequestBytes(kTools, operation::QueryDataType::kMethodId, Encode(std::string("Large")));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(peers[0]->Send(requestOfLarge));
+  }
+  EXPECT_TRUE(RawPeer(daemon->Address()).IsClosedByPeer()) << "one too many of this host";
+  for (int i = 0; i < 3; ++i) {
+    const auto answer = peers[0]->Receive();
+    EXPECT_GT(answer ? answer->payload.size() : 0, kSize) << "answer " << i;
+  }
 
   EXPECT_TRUE(Get(proxy.QueryEventInfo("ALL")).empty()) << "the others do not notice";
   daemon.reset();

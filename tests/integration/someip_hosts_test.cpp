@@ -267,6 +267,10 @@ TEST_F(SomeipHostsTest, BesideAnotherSpeakerTheDaemonListensOnlyAndTakesNothingF
   const auto user = StartNode(0, "subscribe", small_);
   EXPECT_TRUE(listener->WaitForErr("cannot be used: another program speaks"));
   EXPECT_TRUE(tap.Take().empty()) << "it spoke";
+  auto claim = Offer(0, 0xF0A1, 3);
+  claim.instance = 2;  // the other daemon's
+  holder.Say({claim});
+  EXPECT_TRUE(other->WaitForErr("offers a tools service of instance 2, which this host's had"));
   const std::vector<std::uint8_t> hello{1, 2, 3};
   test::SdSpeaker(*hosts_, 2).SendBytes(hello, *someip::Ipv4Address::FromText(TestHosts::Address(0)));
   EXPECT_TRUE(Eventually([&] { return holder.Take() == hello; }));
