@@ -82,17 +82,6 @@ TEST(RecordCodec, RefusesTextsWithoutMarkOrTerminatorAndFlagsThatAreNeither) {
   EXPECT_FALSE(Decode(Bytes{2}, flag));
 }
 
-TEST(RecordCodec, TellsWhereReadingStopped) {
-  const Bytes bytes{0, 1, 0, 0, 0, 9};
-  RecordReader reader(bytes);
-  std::uint16_t number = 0;
-  std::string text;
-  reader.Read(number);
-  reader.Read(text);
-  EXPECT_FALSE(reader.Ok());
-  EXPECT_EQ(reader.Position(), 6U);
-}
-
 TEST(RecordEquality, SeesADifferenceInAnInheritedAndInANestedField) {
   const auto record = test::FilledRecord<EventInfoWithPubSub>();
   auto other = record;
