@@ -28,8 +28,13 @@ pids=()
 # shellcheck disable=SC2317 # called by the trap
 finish() {
   trap - EXIT
-  ((${#pids[@]} == 0)) || kill "${pids[@]}" 2>/dev/null || true
-  wait 2>/dev/null || true
+  if ((${#pids[@]} > 0)); then
+    kill "${pids[@]}" 2>/dev/null || true
+    # Whatever does not end by itself.
+    (sleep 5 && kill -KILL "${pids[@]}") >/dev/null 2>&1 &
+    wait "${pids[@]}" 2>/dev/null || true
+    kill $! 2>/dev/null || true
+  fi
   rm -rf "$work"
 }
 trap finish EXIT
@@ -101,8 +106,10 @@ for host in 0 1; do
   ask "$host" hz ${services//,/ } --timeout 20 --duration "$seconds" >"$work/hz$host.out" ||
     fail "no events on host $host: $(cat "$work/hz$host.out")"
 done
-kill "${pids[@]:2:2}" # the captures
-wait "${pids[@]:2:2}" 2>/dev/null || true
+captures=("${pids[@]:2:2}")
+pids=("${pids[@]:0:2}" "${pids[@]:4}")
+kill "${captures[@]}"
+wait "${captures[@]}" 2>/dev/null || true
 
 # --- what tshark makes of it
 

@@ -45,6 +45,7 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   explicit Impl(std::string applicationName)
       : applicationName_(std::move(applicationName)),
         timer_(ipc::IoThread()),
+        refusedTimer_(ipc::IoThread()),
         someipClientId_(std::make_shared<std::atomic<std::uint16_t>>(0)) {}
 
   const std::shared_ptr<std::atomic<std::uint16_t>>& SomeipClientId() const { return someipClientId_; }
@@ -208,6 +209,24 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
       registration->isRefusalLogged = true;
       kLog.Error() << "The daemon refused " << registration->description << ": " << reason;
     }
+    if (refusedKeys_.empty()) {
+      refusedTimer_.expires_after(kRefusedRetryInterval);
+      refusedTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+        if (const auto self = weak.lock(); self != nullptr && !error) {
+          self->RegisterRefused();
+        }
+      });
+    }
+    refusedKeys_.insert(key);
+  }
+
+  /// What another application stood in the way of may be possible now.
+  void RegisterRefused() {
+    for (const std::string& key : std::exchange(refusedKeys_, {})) {
+      if (const Registration* registration = book_.Find(key); registration != nullptr && isGreeted_) {
+        Register(*registration);
+      }
+    }
   }
 
   void Request(std::uint16_t method, const std::vector<std::uint8_t>& payload,
@@ -233,6 +252,7 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
 
   std::string applicationName_;
   asio::steady_timer timer_;
+  asio::steady_timer refusedTimer_;
   std::uint64_t timing_ = 0;  // number of the wait whose end counts
   RegistrationBook book_;
   const std::shared_ptr<std::atomic<std::uint16_t>> someipClientId_;
@@ -243,6 +263,7 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   std::vector<std::string> candidates_;
   std::size_t nextCandidate_ = 0;
   std::set<std::string> refusedPaths_;  // whose refusal was logged
+  std::set<std::string> refusedKeys_;   // of registrations that are tried again when the timer ends
   bool wasRefused_ = false;             // in this round
   bool isStarted_ = false;
   bool isGreeted_ = false;

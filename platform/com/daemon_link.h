@@ -18,7 +18,8 @@ namespace qor::com {
 
 /// This process's connection to the daemon of its host: QOR_MAINTAIND_INSTANCE, else the one with the lowest instance
 /// number that accepts. Any thread; no call waits. What is added stays registered until removed: it is registered when
-/// a daemon is there, and again with every daemon that comes after. What a daemon refuses is logged once.
+/// a daemon is there, and again with every daemon that comes after. What a daemon refuses is logged once and
+/// tried again from time to time.
 class DaemonLink {
  public:
   /// The one of the process; never destroyed, because its parts live on the io thread.

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/ipc/stream_connector.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-
 #include <chrono>
 #include <utility>
 
@@ -13,6 +9,7 @@
 #include "platform/ipc/io_thread.h"
 #include "platform/ipc/stream_address.h"
 #include "platform/ipc/unix_connect.h"
+#include "platform/someip/tcp_options.h"
 
 namespace qor::ipc {
 namespace {
@@ -20,20 +17,6 @@ namespace {
 constexpr std::chrono::seconds kTcpLimit{3};
 /// Between two attempts to connect to a peer that is behind with accepting.
 constexpr std::chrono::milliseconds kBusyRetry{20};
-
-void SetOption(int socket, int level, int name, int value) {
-  static_cast<void>(::setsockopt(socket, level, name, &value, sizeof(value)));  // it works without, less well
-}
-
-/// Small requests leave at once, and a host that vanishes ends the connection after 5 s, whether it was asked or not.
-void SetUpTcp(int socket) {
-  SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
-  SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
-  SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, 2);
-  SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, 1);
-  SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, 3);
-  SetOption(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, 5000);
-}
 
 }  // namespace
 
@@ -65,7 +48,7 @@ void StreamConnector::ConnectTcp(const someip::Endpoint& endpoint) {
   const asio::ip::tcp::endpoint peer(asio::ip::address_v4(endpoint.address.value), endpoint.port);
   socket_.async_connect(peer, [self = shared_from_this()](const asio::error_code& error) {
     if (!error) {
-      SetUpTcp(self->socket_.native_handle());
+      someip::SetUpTcp(self->socket_.native_handle());
     }
     self->Finish(error);
   });

@@ -189,8 +189,8 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     if (!pass) {
       return;
     }
-    kLog.Info() << "A connection to service " << options_.serviceId << " ended: " << reason
-                << ".[peer=" << connection.Remote().Text() << "]";
+    kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
+                 << ".[peer=" << connection.Remote().Text() << "]";
     notifier_.RemoveConnection(connection);
     if (onDisconnect_ != nullptr) {
       onDisconnect_(connection.Remote());

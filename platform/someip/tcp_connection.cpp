@@ -11,6 +11,7 @@
 #include <asio/post.hpp>
 
 #include "platform/someip/asio_endpoint.h"
+#include "platform/someip/tcp_options.h"
 
 namespace qor::someip {
 namespace {
@@ -43,9 +44,7 @@ TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
       framer_(limits.maxPayload, StreamFramer::OtherVersions::kDeliver),
       halfMessage_(socket.get_executor()),
       socket_(std::move(socket)) {
-  asio::error_code ignored;
-  socket_.set_option(tcp::no_delay(true), ignored);
-  socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+  SetUpTcp(socket_.native_handle());
 }
 
 void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {

@@ -20,6 +20,7 @@
 
 #include "tests/support/child_process.h"
 #include "tests/support/eventually.h"
+#include "tests/support/sanitizers.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/sd_speaker.h"
 #include "tests/support/sd_tap.h"
@@ -162,7 +163,6 @@ TEST_F(SomeipHostsTest, EventsOfOneHostAreListedAndMeasuredOnAnother) {
     }
     const auto subscriber = StartNode(1, "subscribe", event);
     EXPECT_TRUE(Receives(*subscriber));
-    EXPECT_TRUE(WaitForListed(2, event.front(), "")) << "there is no daemon";
   }
 
   std::map<std::uint16_t, std::set<std::string>> subscriptions;
@@ -269,7 +269,7 @@ TEST_F(SomeipHostsTest, BesideAnotherSpeakerTheDaemonListensOnlyAndTakesNothingF
   EXPECT_TRUE(tap.Take().empty()) << "it spoke";
   const std::vector<std::uint8_t> hello{1, 2, 3};
   test::SdSpeaker(*hosts_, 2).SendBytes(hello, *someip::Ipv4Address::FromText(TestHosts::Address(0)));
-  EXPECT_TRUE(Eventually([&] { return holder.Take(); }));
+  EXPECT_TRUE(Eventually([&] { return holder.Take() == hello; }));
 }
 
 TEST_F(SomeipHostsTest, AHostileHostTakesNothingAwayAndFillsNothing) {
@@ -288,6 +288,10 @@ TEST_F(SomeipHostsTest, AHostileHostTakesNothingAwayAndFillsNothing) {
           Offer(2, static_cast<std::uint16_t>(service), service % 2 == 0 ? 1 : someip::sd::kTtlUntilReboot));
     }
     std::erase_if(flood, [](const auto& entry) { return entry.service == 12289; });
+    for (std::uint32_t i = 0; i < 2000; ++i) {  // a daemon that comes and goes
+      flood.push_back(Offer(2, 0xF0A1, i % 2 == 0 ? 3 : 0));
+      flood.back().options.emplace_back(someip::sd::ConfigurationOption{{{"instance", "0"}}});
+    }
     hostile.Say(flood);
     for (std::size_t size = 0; size < 200; ++size) {
       hostile.SendBytes(std::vector<std::uint8_t>(size, 0xFF));
@@ -296,7 +300,7 @@ TEST_F(SomeipHostsTest, AHostileHostTakesNothingAwayAndFillsNothing) {
   EXPECT_TRUE(Receives(*subscriber, 1000));
   EXPECT_TRUE(WaitForListed(1, small_.front(), "online /test_pub"));
   for (const auto* daemon : {provider.get(), consumer.get()}) {
-    EXPECT_LT(PeakMemory(*daemon), 100U << 10U) << "KiB";
+    EXPECT_LT(PeakMemory(*daemon), (test::kIsSanitized ? 400U : 100U) << 10U) << "KiB";
   }
   EXPECT_LT(CountIn(provider->Err(), "\n"), 100U) << provider->Err();
 }

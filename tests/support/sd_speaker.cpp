@@ -56,9 +56,11 @@ void SdSpeaker::SendBytes(std::span<const std::uint8_t> bytes, someip::Ipv4Addre
                  sizeof(destination));
 }
 
-bool SdSpeaker::Take() const {
-  std::uint8_t byte = 0;
-  return ::recv(socket_.Get(), &byte, sizeof(byte), MSG_DONTWAIT) >= 0;
+std::vector<std::uint8_t> SdSpeaker::Take() const {
+  std::vector<std::uint8_t> bytes(65536);
+  const ssize_t size = ::recv(socket_.Get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+  bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+  return bytes;
 }
 
 }  // namespace qor::test

@@ -22,8 +22,8 @@ class SdSpeaker {
   void Say(const std::vector<someip::sd::Entry>& entries);
   /// To the group, or to one host.
   void SendBytes(std::span<const std::uint8_t> bytes, someip::Ipv4Address to = kGroup) const;
-  /// Takes a datagram that came by unicast; false when there is none.
-  bool Take() const;
+  /// A datagram that came by unicast; empty when there is none.
+  std::vector<std::uint8_t> Take() const;
 
   static constexpr someip::Ipv4Address kGroup{0xE0E0E0F5};
 

@@ -257,7 +257,7 @@ TEST_F(RegistryTest, ForeignProvidersStayOfflineUntilTheyAreRemoved) {
 
 TEST_F(RegistryTest, LocalSomeipBindingsAreListedWithTheHostsNetwork) {
   const auto networkOf = [this](const std::string& event) {
-    const auto& someip = registry_.Events(event).at(0).bindings.at(DriverType::kSomeip).someip;
+    const auto someip = registry_.Events(event).at(0).bindings.at(DriverType::kSomeip).someip;
     return someip.networkIp + "/" + someip.subnetMask;
   };
   const auto someipEvent = [](std::uint32_t id, EntityRole role, const std::string& ip) {

@@ -32,7 +32,9 @@ Result<std::unique_ptr<someip::ServiceServer>> OpenServer(const maintaind::Somei
   options.serviceId = event.serviceId;
   options.instanceId = event.instanceId;
   options.majorVersion = static_cast<std::uint8_t>(event.majorVersion);
-  options.udpPort = event.udpPort;
+  if (event.udpPort != 0 || !event.isReliable) {
+    options.udpPort = event.udpPort;
+  }
   if (event.tcpPort != 0 || event.isReliable) {
     options.tcpPort = event.tcpPort;
   }

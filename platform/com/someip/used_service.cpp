@@ -133,19 +133,21 @@ void UsedService::OnServiceState(const maintaind::ServiceState& state) {
     lostBefore_ += state.lost - std::min(state.lost, before.lost);
     return;
   }
+  CloseTcpLocked();
   if (!state.isAvailable) {
-    client_.CloseTcp();
-    tcp_.reset();
-    isConnecting_ = false;
     UpdateSubscriptionsLocked();
     return;
   }
   client_.SetServer({EndpointOf(state.address, state.udpPort), EndpointOf(state.address, state.tcpPort)});
-  client_.CloseTcp();
-  tcp_.reset();
-  isConnecting_ = false;
   ConnectLocked();
   UpdateSubscriptionsLocked();
+}
+
+void UsedService::CloseTcpLocked() {
+  ++attempt_;
+  isConnecting_ = false;
+  client_.CloseTcp();
+  tcp_.reset();
 }
 
 bool UsedService::NeedsTcpLocked() const {
@@ -168,51 +170,55 @@ void UsedService::ConnectLocked() {
   }
   if (!tcp_ && !isConnecting_ && state_.tcpPort != 0 && NeedsTcpLocked()) {
     isConnecting_ = true;
+    const std::uint64_t attempt = ++attempt_;
     client_.ConnectTcp(
-        [weak = weak_from_this()](const ara::core::Result<someip::Endpoint>& local) {
+        [weak = weak_from_this(), attempt](const ara::core::Result<someip::Endpoint>& local) {
           if (const auto self = weak.lock()) {
-            self->OnConnected(local);
+            self->OnConnected(attempt, local);
           }
         },
-        [weak = weak_from_this()](const std::string& reason) {
+        [weak = weak_from_this(), attempt](const std::string& reason) {
           if (const auto self = weak.lock()) {
-            self->OnClosed(reason);
+            self->OnClosed(attempt, reason);
           }
         });
   }
 }
 
-void UsedService::OnConnected(const ara::core::Result<someip::Endpoint>& local) {
+void UsedService::OnConnected(std::uint64_t attempt, const ara::core::Result<someip::Endpoint>& local) {
   if (!local) {
-    OnClosed(local.Error().Message());
+    OnClosed(attempt, local.Error().Message());
     return;
   }
   const std::lock_guard lock(mutex_);
-  isConnecting_ = false;
-  tcp_ = local.Value();
-  UpdateSubscriptionsLocked();
+  if (attempt == attempt_) {
+    isConnecting_ = false;
+    tcp_ = local.Value();
+    UpdateSubscriptionsLocked();
+  }
 }
 
-void UsedService::OnClosed(const std::string& reason) {
+void UsedService::OnClosed(std::uint64_t attempt, const std::string& reason) {
   const std::lock_guard lock(mutex_);
-  tcp_.reset();
-  UpdateSubscriptionsLocked();
-  if (!state_.isAvailable) {
+  if (attempt != attempt_) {
     return;
   }
-  kLog.Info() << "The connection to " << Text(service_) << " is lost: " << reason;
-  isConnecting_ = true;
+  kLog.Warn("UsedService_Tcp_" + Text(service_), kLogIntervalMs)
+      << "No TCP connection to " << Text(service_) << ": " << reason;
+  tcp_.reset();
+  UpdateSubscriptionsLocked();
+  isConnecting_ = true;  // until the next attempt
   retry_.expires_after(kConnectRetry);
-  retry_.async_wait([weak = weak_from_this()](const asio::error_code& /*cancelled*/) {
+  retry_.async_wait([weak = weak_from_this(), attempt](const asio::error_code& /*cancelled*/) {
     if (const auto self = weak.lock()) {
-      self->RetryConnect();
+      self->RetryConnect(attempt);
     }
   });
 }
 
-void UsedService::RetryConnect() {
+void UsedService::RetryConnect(std::uint64_t attempt) {
   const std::lock_guard lock(mutex_);
-  if (!tcp_) {
+  if (attempt == attempt_) {
     isConnecting_ = false;
     ConnectLocked();
   }

@@ -81,9 +81,10 @@ class UsedService : public std::enable_shared_from_this<UsedService> {
   using Group = std::pair<std::uint16_t, bool>;
 
   void ConnectLocked();
-  void RetryConnect();
-  void OnConnected(const ara::core::Result<someip::Endpoint>& local);
-  void OnClosed(const std::string& reason);
+  void CloseTcpLocked();
+  void RetryConnect(std::uint64_t attempt);
+  void OnConnected(std::uint64_t attempt, const ara::core::Result<someip::Endpoint>& local);
+  void OnClosed(std::uint64_t attempt, const std::string& reason);
   void UpdateSubscriptionsLocked();
   bool NeedsTcpLocked() const;
 
@@ -99,6 +100,7 @@ class UsedService : public std::enable_shared_from_this<UsedService> {
   std::optional<someip::Endpoint> udp_;            // guarded by mutex_; the local endpoint
   std::optional<someip::Endpoint> tcp_;            // guarded by mutex_; the local endpoint of the connection
   bool isConnecting_ = false;                      // guarded by mutex_
+  std::uint64_t attempt_ = 0;                      // guarded by mutex_; the news of earlier ones are not looked at
   std::map<Group, std::string> subscriptionKeys_;  // guarded by mutex_; what the daemon knows
 };
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/com/someip/service_records.h"
 #include "platform/someip/message.h"
 
 namespace qor::maintaind {
@@ -21,10 +22,7 @@ ara::core::ErrorCode Refuse(std::string reason) {
 /// Applications keep their ids over a restart of the daemon, so each start begins somewhere else.
 std::uint16_t FirstClientId() { return static_cast<std::uint16_t>(std::random_device()()); }
 
-std::string Text(const ServiceIndex& service) {
-  return "service " + std::to_string(service.serviceId) + ", instance " + std::to_string(service.instanceId) +
-         ", version " + std::to_string(service.majorVersion);
-}
+using com::Text;
 
 bool IsSameSubscriber(const EventgroupSubscription& a, const EventgroupSubscription& b) {
   return a.eventGroupId == b.eventGroupId && a.port == b.port && a.isReliable == b.isReliable && a.address == b.address;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/maintaind/gateway/event_relay.h"
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include <asio/post.hpp>
 
@@ -38,31 +41,56 @@ someip::ServiceClientOptions ClientOptions(const EventRelay::Options& options) {
   client.instanceId = options.service.instanceId;
   client.majorVersion = options.service.majorVersion;
   client.localAddress = options.sourceAddress;
-  client.clientId = options.clientId;
   return client;
 }
 
+bool IsPaced(const OfferedEvent& event) { return event.tp.isEnabled && event.tp.separationTimeUs != 0; }
+
+/// The messages of one event that wait for the paced loop. Any thread.
+class PacedBacklog : public std::enable_shared_from_this<PacedBacklog> {
+ public:
+  explicit PacedBacklog(asio::io_context& loop) : loop_(loop) {}
+
+  /// False, and nothing done, when too much waits.
+  template <class PassOn>
+  bool Post(std::span<const std::uint8_t> payload, const PassOn& passOn) {
+    if (waiting_ != 0 && waiting_ + payload.size() > kMaxWaiting) {
+      return false;
+    }
+    waiting_ += payload.size();
+    asio::post(loop_, [self = shared_from_this(), passOn, copy = std::vector(payload.begin(), payload.end())] {
+      passOn(copy);
+      self->waiting_ -= copy.size();
+    });
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t kMaxWaiting = 4U << 20U;
+
+  asio::io_context& loop_;
+  std::atomic<std::size_t> waiting_{0};  ///< bytes
+};
+
 }  // namespace
 
-Result<std::shared_ptr<EventRelay>> EventRelay::Open(asio::io_context& control, asio::io_context& events,
-                                                     Options options) {
+Result<std::shared_ptr<EventRelay>> EventRelay::Open(const GatewayLoops& loops, Options options) {
   options.server.serviceId = options.service.serviceId;
   options.server.instanceId = options.service.instanceId;
   options.server.majorVersion = options.service.majorVersion;
-  auto server = OpenServer(events, options.server, options.service);
+  auto server = OpenServer(loops.paced, options.server, options.service);
   if (!server) {
     return server.Error();
   }
-  return std::make_shared<EventRelay>(control, events, options, std::move(server).Value());
+  return std::make_shared<EventRelay>(loops, options, std::move(server).Value());
 }
 
-EventRelay::EventRelay(asio::io_context& control, asio::io_context& events, const Options& options,
-                       std::shared_ptr<someip::ServiceServer> server)
-    : control_(control),
+EventRelay::EventRelay(const GatewayLoops& loops, const Options& options, std::shared_ptr<someip::ServiceServer> server)
+    : loops_(loops),
       service_(options.service),
-      retry_(control),
+      retry_(loops.control),
       server_(std::move(server)),
-      client_(events, ClientOptions(options)) {}
+      client_(loops.events, ClientOptions(options)) {}
 
 void EventRelay::SetProvider(const someip::Endpoints& provider) {
   if (provider == provider_) {
@@ -71,6 +99,7 @@ void EventRelay::SetProvider(const someip::Endpoints& provider) {
   provider_ = provider;
   client_.SetServer(provider);
   CloseTcp();
+  hasTcpFailed_ = false;
   Need(local_.udp.has_value(), needsTcp_);
 }
 
@@ -101,7 +130,7 @@ void EventRelay::ConnectTcp() {
   isConnecting_ = true;
   const std::uint64_t attempt = ++attempt_;
   const auto onControl = [this, attempt](auto run) {
-    asio::post(control_, [weak = weak_from_this(), attempt, run = std::move(run)] {
+    asio::post(loops_.control, [weak = weak_from_this(), attempt, run = std::move(run)] {
       if (const auto self = weak.lock(); self != nullptr && self->attempt_ == attempt) {
         run(*self);
       }
@@ -125,9 +154,10 @@ void EventRelay::OnTcpConnected(const Result<someip::Endpoint>& local) {
 }
 
 void EventRelay::OnTcpClosed(const std::string& reason) {
-  kLog.Warn("EventRelay_" + com::Text(service_), kLogIntervalMs)
+  kLog.Warn("EventRelay_Tcp_" + com::Text(service_), kLogIntervalMs)
       << "No TCP connection to " << com::Text(service_) << ": " << reason;
-  isConnecting_ = true;
+  isConnecting_ = true;  // until the next attempt
+  hasTcpFailed_ = true;
   retry_.expires_after(kConnectRetry);
   retry_.async_wait([weak = weak_from_this(), attempt = attempt_](const asio::error_code& /*cancelled*/) {
     if (const auto self = weak.lock(); self != nullptr && self->attempt_ == attempt) {
@@ -135,9 +165,8 @@ void EventRelay::OnTcpClosed(const std::string& reason) {
       self->Need(/*udp=*/false, self->needsTcp_);
     }
   });
-  if (std::exchange(local_.tcp, std::nullopt)) {
-    Changed();
-  }
+  local_.tcp.reset();
+  Changed();
 }
 
 void EventRelay::CloseTcp() {
@@ -155,23 +184,38 @@ void EventRelay::Changed() {
 
 void EventRelay::SetEvent(const OfferedEvent& event) {
   if (const auto added = server_->AddEvent(com::SettingsOf(event)); !added) {
-    kLog.Error("EventRelay_SetEvent", kLogIntervalMs) << "Event " << event.eventId << " of " << com::Text(service_)
-                                                      << " is not passed on: " << added.Error().Message();
+    kLog.Error("EventRelay_SetEvent_" + com::Text(service_), kLogIntervalMs)
+        << "Event " << event.eventId << " of " << com::Text(service_)
+        << " is not passed on: " << added.Error().Message();
+    return;
+  }
+  const auto passOn = [server = server_, service = service_,
+                       id = event.eventId](std::span<const std::uint8_t> payload) {
+    if (const auto sent = server->Notify(id, payload); !sent) {
+      kLog.Error("EventRelay_Notify_" + com::Text(service), kLogIntervalMs)
+          << "A message of event " << id << " of " << com::Text(service)
+          << " did not reach everybody: " << sent.Error().Message();
+    }
+  };
+  if (!IsPaced(event)) {
+    client_.SetEventHandler(event.eventId, [passOn](const someip::MessageHeader& /*header*/,
+                                                    std::span<const std::uint8_t> payload) { passOn(payload); });
     return;
   }
   client_.SetEventHandler(
-      event.eventId, [server = server_, service = service_, id = event.eventId](const someip::MessageHeader& /*header*/,
-                                                                                std::span<const std::uint8_t> payload) {
-        if (const auto sent = server->Notify(id, payload); !sent) {
-          kLog.Error("EventRelay_Notify", kLogIntervalMs) << "A message of event " << id << " of " << com::Text(service)
-                                                          << " was not passed on: " << sent.Error().Message();
+      event.eventId, [passOn, backlog = std::make_shared<PacedBacklog>(loops_.paced)](
+                         const someip::MessageHeader& /*header*/, std::span<const std::uint8_t> payload) {
+        if (!backlog->Post(payload, passOn)) {
+          kLog.Error("EventRelay_Backlog", kLogIntervalMs)
+              << "Segmented messages come faster than their pauses let them go on; some are left out.";
         }
       });
 }
 
+/// The handler is replaced and not removed: that would wait for one that runs.
 void EventRelay::RemoveEvent(std::uint16_t eventId) {
-  client_.RemoveEventHandler(eventId);
   server_->RemoveEvent(eventId);
+  client_.SetEventHandler(eventId, [](const someip::MessageHeader&, std::span<const std::uint8_t>) {});
 }
 
 }  // namespace qor::maintaind

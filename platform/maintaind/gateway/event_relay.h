@@ -8,10 +8,10 @@
 #include <memory>
 #include <string>
 
-#include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
 
 #include "platform/ara/core/result.h"
+#include "platform/maintaind/gateway/gateway_loops.h"
 #include "platform/someip/service_client.h"
 #include "platform/someip/service_server.h"
 #include "src/common/records/someip_link.h"
@@ -20,23 +20,20 @@ namespace qor::maintaind {
 
 /// Takes the events of a service instance on one network, as its client, and gives them out on another, as a server:
 /// payloads pass unchanged, whole. Who subscribes on either side is its owner's business. All on the thread of the
-/// control loop; the events pass on that of the event loop.
+/// control loop; events pass on that of the event loop, those that pause between segments on that of the paced one.
 class EventRelay : public std::enable_shared_from_this<EventRelay> {
  public:
   struct Options {
     ServiceIndex service;
     someip::Ipv4Address sourceAddress;      ///< the own one on the provider's side
-    std::uint16_t clientId = 0;             ///< on the provider's side
     someip::ServiceServerOptions server{};  ///< of the other side
   };
   /// The transports to the provider have changed.
   using ChangeHandler = std::function<void()>;
 
   /// Opens the server's ports; where one that is asked for is taken, any others. Errors: those of ServiceServer.
-  static ara::core::Result<std::shared_ptr<EventRelay>> Open(asio::io_context& control, asio::io_context& events,
-                                                             Options options);
-  EventRelay(asio::io_context& control, asio::io_context& events, const Options& options,
-             std::shared_ptr<someip::ServiceServer> server);
+  static ara::core::Result<std::shared_ptr<EventRelay>> Open(const GatewayLoops& loops, Options options);
+  EventRelay(const GatewayLoops& loops, const Options& options, std::shared_ptr<someip::ServiceServer> server);
   EventRelay(const EventRelay&) = delete;
   EventRelay& operator=(const EventRelay&) = delete;
 
@@ -47,9 +44,12 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   void Need(bool udp, bool tcp);
   /// The own endpoints of those that are open.
   const someip::Endpoints& Local() const { return local_; }
+  /// The first attempt to connect has not ended yet.
+  bool IsTcpUnderWay() const { return isConnecting_ && !hasTcpFailed_; }
 
-  /// An event that is there already is replaced: the last payload of a field is forgotten.
+  /// New, or in the place of the one with this id.
   void SetEvent(const OfferedEvent& event);
+  /// What still comes of it goes nowhere; the last payload of a field is forgotten.
   void RemoveEvent(std::uint16_t eventId);
 
   someip::ServiceServer& Server() { return *server_; }
@@ -63,13 +63,14 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   void CloseTcp();
   void Changed();
 
-  asio::io_context& control_;
+  const GatewayLoops loops_;
   const ServiceIndex service_;
   ChangeHandler onChange_;
   someip::Endpoints provider_;
   someip::Endpoints local_;
   bool needsTcp_ = false;
   bool isConnecting_ = false;
+  bool hasTcpFailed_ = false;  ///< since the provider is there
   std::uint64_t attempt_ = 0;  ///< of ConnectTcp; the news of earlier ones are not looked at
   asio::steady_timer retry_;
   const std::shared_ptr<someip::ServiceServer> server_;  // shared with the handlers of client_

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <optional>
 #include <tuple>
-#include <vector>
 
 #include "platform/com/someip/service_records.h"
 #include "platform/log/qor_log.h"
@@ -18,9 +17,7 @@ constexpr QorLog kLog("SomeipGateway");
 
 /// What the ports depend on; other values need other ports.
 auto PortsOf(const ServiceOffer& offer) {
-  const bool isPaced = std::ranges::any_of(
-      offer.events, [](const OfferedEvent& event) { return event.tp.isEnabled && event.tp.separationTimeUs != 0; });
-  return std::tuple(offer.udpPort != 0, offer.tcpPort != 0, offer.publicUdpPort, offer.publicTcpPort, isPaced);
+  return std::tuple(offer.udpPort != 0, offer.tcpPort != 0, offer.publicUdpPort, offer.publicTcpPort);
 }
 
 someip::Endpoints ProviderOf(const ServiceOffer& offer) {
@@ -42,16 +39,15 @@ Result<std::unique_ptr<ExportedService>> ExportedService::Open(const GatewayLoop
   EventRelay::Options options;
   options.service = offer.service;
   options.sourceAddress = someip::kLoopbackAddress;
-  options.clientId = broker.NewClientId();
   options.server.address = address;
-  const auto [hasUdp, hasTcp, udpPort, tcpPort, isPaced] = PortsOf(offer);
+  const auto [hasUdp, hasTcp, udpPort, tcpPort] = PortsOf(offer);
   if (hasUdp) {
     options.server.udpPort = udpPort;
   }
   if (hasTcp) {
     options.server.tcpPort = tcpPort;
   }
-  auto relay = EventRelay::Open(loops.control, isPaced ? loops.paced : loops.events, options);
+  auto relay = EventRelay::Open(loops, options);
   if (!relay) {
     return relay.Error();
   }
@@ -83,21 +79,31 @@ bool ExportedService::Update(const ServiceOffer& offer) {
   return true;
 }
 
+/// A field that nobody takes here is not kept at the relay: its last value would grow old.
 void ExportedService::SetEvents() {
   std::map<std::uint16_t, OfferedEvent> events;
   for (const OfferedEvent& event : offer_.events) {
     events.emplace(event.eventId, event);
-    const auto known = events_.find(event.eventId);
-    if (known == events_.end() || !(known->second == event)) {
-      relay_->SetEvent(event);
-    }
   }
-  for (const auto& [id, event] : events_) {
-    if (!events.contains(id)) {
+  for (const auto& [id, event] : relayed_) {
+    const auto known = events.find(id);
+    if (known == events.end() || (known->second.isFieldNotifier && !IsTaken(known->second))) {
       relay_->RemoveEvent(id);
     }
   }
+  std::map<std::uint16_t, OfferedEvent> relayed;
+  for (const auto& [id, event] : events) {
+    if (event.isFieldNotifier && !IsTaken(event)) {
+      continue;
+    }
+    relayed.emplace(id, event);
+    const auto known = relayed_.find(id);
+    if (known == relayed_.end() || !(known->second == event)) {
+      relay_->SetEvent(event);
+    }
+  }
   events_ = std::move(events);
+  relayed_ = std::move(relayed);
 }
 
 someip::sd::OfferedService ExportedService::Offered() const {
@@ -184,28 +190,15 @@ void ExportedService::UpdateSubscriptions() {
     });
   };
   relay_->Need(isAsked(false), isAsked(true));
-  const auto wanted = Wanted();
-  std::vector<OfferedEvent> fields;
-  for (const auto& [id, event] : events_) {
-    if (event.isFieldNotifier && IsTaken(event)) {
-      fields.push_back(event);
+  const auto before = std::exchange(taken_, Wanted());
+  for (const auto& [group, subscription] : before) {
+    if (const auto now = taken_.find(group); now == taken_.end() || now->second.port != subscription.port) {
+      Untake(subscription);
     }
   }
-  std::erase_if(taken_, [&](const auto& entry) {
-    const auto same = wanted.find(entry.first);
-    if (same != wanted.end() && same->second.port == entry.second.port) {
-      return false;
-    }
-    Untake(entry.second);
-    return true;
-  });
-  for (const OfferedEvent& event : fields) {
-    if (!IsTaken(event)) {
-      relay_->SetEvent(event);  // forgets the last value, which grows old from now on
-    }
-  }
-  for (const auto& [group, subscription] : wanted) {
-    if (taken_.emplace(group, subscription).second) {
+  SetEvents();
+  for (const auto& [group, subscription] : taken_) {
+    if (const auto then = before.find(group); then == before.end() || then->second.port != subscription.port) {
       (void)broker_.Subscribe(kGatewayConnection, subscription);  // the gateway has no limit
     }
   }
@@ -218,7 +211,7 @@ bool ExportedService::IsTaken(const OfferedEvent& event) const {
 }
 
 void ExportedService::Untake(const EventgroupSubscription& subscription) {
-  (void)broker_.Unsubscribe(kGatewayConnection, subscription);  // it fails when the application has taken it along
+  (void)broker_.Unsubscribe(kGatewayConnection, subscription);  // it was subscribed
 }
 
 }  // namespace qor::maintaind

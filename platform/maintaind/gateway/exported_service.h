@@ -51,8 +51,9 @@ class ExportedService {
 
   ServiceBroker& broker_;
   ServiceOffer offer_;
-  const std::shared_ptr<EventRelay> relay_;  // shared with its handlers
-  std::map<std::uint16_t, OfferedEvent> events_;
+  const std::shared_ptr<EventRelay> relay_;                                // shared with its handlers
+  std::map<std::uint16_t, OfferedEvent> events_;                           ///< of the offer
+  std::map<std::uint16_t, OfferedEvent> relayed_;                          ///< those that pass on
   std::map<std::uint16_t, std::set<someip::sd::Subscriber>> subscribers_;  ///< by eventgroup
   std::map<Group, EventgroupSubscription> taken_;                          ///< from the application
 };

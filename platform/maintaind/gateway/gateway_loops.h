@@ -10,7 +10,7 @@ namespace qor::maintaind {
 struct GatewayLoops {
   asio::io_context& control;  ///< the daemon's: service discovery, the broker, who takes what
   asio::io_context& events;   ///< passes events on
-  asio::io_context& paced;    ///< the same for services whose messages pause between segments
+  asio::io_context& paced;    ///< the same where a message pauses between its segments; takes TCP peers, too
 };
 
 }  // namespace qor::maintaind

@@ -3,10 +3,11 @@
 
 #include <algorithm>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "platform/com/someip/service_records.h"
 #include "platform/log/qor_log.h"
+#include "platform/maintaind/gateway/service_key.h"
 
 namespace qor::maintaind {
 namespace {
@@ -16,40 +17,36 @@ using ara::core::Result;
 constexpr QorLog kLog("SomeipGateway");
 constexpr std::uint32_t kLogIntervalMs = 5000;
 
-ServiceIndex IndexOf(const someip::sd::ServiceKey& key) {
-  return {.serviceId = key.service, .instanceId = key.instance, .majorVersion = key.major};
-}
-
 }  // namespace
 
 Result<std::unique_ptr<ImportedService>> ImportedService::Open(const GatewayLoops& loops, ServiceBroker& broker,
-                                                               someip::sd::SdRunner& discovery, const Network& network,
+                                                               RemoteSubscriptions& subscriptions,
+                                                               const Network& network,
                                                                const someip::sd::RemoteService& remote) {
   EventRelay::Options options;
   options.service = IndexOf(remote.key);
   options.sourceAddress = network.address;
-  options.clientId = broker.NewClientId();
   if (remote.endpoints.udp) {
     options.server.udpPort = std::uint16_t{0};
   }
   if (remote.endpoints.tcp) {
     options.server.tcpPort = std::uint16_t{0};
   }
-  auto relay = EventRelay::Open(loops.control, loops.events, options);
+  auto relay = EventRelay::Open(loops, options);
   if (!relay) {
     return relay.Error();
   }
-  auto service = std::make_unique<ImportedService>(broker, discovery, network, std::move(relay).Value(), remote);
+  auto service = std::make_unique<ImportedService>(broker, subscriptions, network, std::move(relay).Value(), remote);
   if (const auto offered = service->Offer(); !offered) {
     return offered.Error();
   }
   return service;
 }
 
-ImportedService::ImportedService(ServiceBroker& broker, someip::sd::SdRunner& discovery, const Network& network,
+ImportedService::ImportedService(ServiceBroker& broker, RemoteSubscriptions& subscriptions, const Network& network,
                                  std::shared_ptr<EventRelay> relay, const someip::sd::RemoteService& remote)
     : broker_(broker),
-      discovery_(discovery),
+      subscriptions_(subscriptions),
       network_(network),
       key_(remote.key),
       relay_(std::move(relay)),
@@ -67,7 +64,7 @@ ImportedService::ImportedService(ServiceBroker& broker, someip::sd::SdRunner& di
 ImportedService::~ImportedService() {
   relay_->SetChangeHandler(nullptr);
   for (const auto& [id, group] : eventgroups_) {
-    discovery_.Agent().Unsubscribe(key_, id);
+    subscriptions_.Unsubscribe(key_, id);
   }
   (void)broker_.StopOffer(kGatewayConnection, offer_.service);  // it fails when an application offers it now
 }
@@ -95,7 +92,7 @@ void ImportedService::OnSubscriberChange(const SubscriberChange& change) {
   }
   const Taker taker{{*address, subscription.port}, subscription.isReliable};
   if (change.isSubscribed) {
-    SetEvents(subscription.events);
+    AddEvents(subscription);
     eventgroups_[subscription.eventGroupId].takers.insert(taker);
     const auto added = relay_->Server().AddSubscriber(subscription.eventGroupId, taker.first, taker.second);
     if (!added) {
@@ -109,16 +106,27 @@ void ImportedService::OnSubscriberChange(const SubscriberChange& change) {
   UpdateSubscriptions();
 }
 
-/// Applications may expect an event differently; the first one is followed. Large messages must pass, however they
-/// came.
-void ImportedService::SetEvents(const std::vector<OfferedEvent>& events) {
-  for (OfferedEvent event : events) {
-    if (!event.isReliable) {
+/// Applications may expect an event in different eventgroups; each that is taken counts. Large messages must pass,
+/// however they came.
+void ImportedService::AddEvents(const EventgroupSubscription& subscription) {
+  for (OfferedEvent event : subscription.events) {
+    const auto known = events_.find(event.eventId);
+    if (known == events_.end()) {
+      event.eventGroupIds = {subscription.eventGroupId};
       event.tp = {};
-      event.tp.isEnabled = true;
+      event.tp.isEnabled = !event.isReliable;
+      relay_->SetEvent(events_.emplace(event.eventId, std::move(event)).first->second);
+      continue;
     }
-    if (events_.emplace(event.eventId, event).second) {
-      relay_->SetEvent(event);
+    if (known->second.isReliable != event.isReliable) {
+      kLog.Warn("ImportedService_Transports", kLogIntervalMs)
+          << "Event " << event.eventId << " of " << com::Text(offer_.service)
+          << " is expected by TCP and by UDP; who came first gets it.";
+    }
+    if (auto& groups = known->second.eventGroupIds;
+        std::ranges::find(groups, subscription.eventGroupId) == groups.end()) {
+      groups.push_back(subscription.eventGroupId);
+      relay_->SetEvent(known->second);
     }
   }
 }
@@ -150,18 +158,18 @@ void ImportedService::UpdateSubscriptions() {
   ForgetEvents();
 }
 
-/// Subscribes once the transports are there that the takers need and the other host has; ends it without takers.
+/// Subscribes with the transports that the takers need, the other host has, and are open; a first attempt to connect is
+/// waited for. Without takers the subscription ends.
 void ImportedService::Ask(std::uint16_t id, Eventgroup& group) {
   someip::Endpoints local;
   for (const auto& [endpoint, isReliable] : group.takers) {
-    if (isReliable ? !remote_.tcp : !remote_.udp) {
+    if (!isReliable) {
+      local.udp = remote_.udp ? relay_->Local().udp : std::nullopt;
       continue;
     }
-    auto& needed = isReliable ? local.tcp : local.udp;
-    needed = isReliable ? relay_->Local().tcp : relay_->Local().udp;
-    if (!needed) {
-      local = {};
-      break;
+    local.tcp = relay_->Local().tcp;
+    if (!local.tcp && relay_->IsTcpUnderWay() && group.asked == someip::Endpoints{}) {
+      return;
     }
   }
   if (local == group.asked) {
@@ -170,7 +178,7 @@ void ImportedService::Ask(std::uint16_t id, Eventgroup& group) {
   group.asked = local;
   if (local == someip::Endpoints{}) {
     SetMulticast(group, std::nullopt);
-    discovery_.Agent().Unsubscribe(key_, id);
+    subscriptions_.Unsubscribe(key_, id);
     return;
   }
   someip::sd::Subscription subscription;
@@ -178,13 +186,7 @@ void ImportedService::Ask(std::uint16_t id, Eventgroup& group) {
   subscription.eventgroup = id;
   subscription.local = local;
   subscription.ttl = network_.ttl;
-  discovery_.Agent().Subscribe(subscription);
-  if (discovery_.Socket().IsListenOnly()) {
-    kLog.Warn("ImportedService_Ask", kLogIntervalMs)
-        << "Eventgroup " << id << " of " << com::Text(offer_.service)
-        << " cannot be subscribed: another program speaks "
-        << "SOME/IP service discovery on " << network_.address.Text() << ".";
-  }
+  subscriptions_.Subscribe(subscription);
 }
 
 void ImportedService::OnSubscriptionState(const someip::sd::Subscription& subscription) {
@@ -202,23 +204,36 @@ void ImportedService::OnSubscriptionState(const someip::sd::Subscription& subscr
 }
 
 void ImportedService::SetMulticast(Eventgroup& group, const std::optional<someip::Endpoint>& multicast) {
-  if (group.multicast == multicast) {
+  if (group.multicast != multicast) {
+    const auto before = std::exchange(group.multicast, multicast);
+    group.isJoined = false;
+    const bool isShared = std::ranges::any_of(
+        eventgroups_, [&](const auto& entry) { return before && entry.second.multicast == before; });
+    if (before && !isShared) {
+      relay_->Client().LeaveMulticast(*before);
+    }
+  }
+  if (!group.isJoined) {
+    Join(group);
+  }
+}
+
+void ImportedService::Join(Eventgroup& group) {
+  if (!group.multicast) {
     return;
   }
-  const auto before = group.multicast;
-  group.multicast = multicast;
-  const bool isShared =
-      before && std::ranges::any_of(eventgroups_, [&](const auto& entry) { return entry.second.multicast == before; });
-  if (before && !isShared) {
-    relay_->Client().LeaveMulticast(*before);
-  }
-  if (!multicast) {
-    return;
-  }
-  if (const auto joined = relay_->Client().JoinMulticast(*multicast); !joined) {
-    kLog.Warn("ImportedService_Multicast", kLogIntervalMs)
-        << "The messages of " << com::Text(offer_.service) << " to " << multicast->Text()
+  const auto joined = relay_->Client().JoinMulticast(*group.multicast);
+  group.isJoined = joined.HasValue();
+  if (!joined) {
+    kLog.Warn("ImportedService_Join", kLogIntervalMs)
+        << "The messages of " << com::Text(offer_.service) << " to " << group.multicast->Text()
         << " cannot be received: " << joined.Error().Message();
+  }
+}
+
+void ImportedService::OnNetworkUp() {
+  for (auto& [id, group] : eventgroups_) {
+    Join(group);
   }
 }
 

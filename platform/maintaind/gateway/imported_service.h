@@ -13,9 +13,18 @@
 #include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/gateway/event_relay.h"
 #include "platform/maintaind/gateway/gateway_loops.h"
-#include "platform/someip/sd/sd_runner.h"
+#include "platform/someip/sd/services.h"
 
 namespace qor::maintaind {
+
+/// Through which own subscriptions reach other hosts: service discovery, or what a test puts in its place.
+class RemoteSubscriptions {
+ public:
+  virtual ~RemoteSubscriptions() = default;
+  /// As someip::sd::SdAgent has them.
+  virtual void Subscribe(const someip::sd::Subscription& subscription) = 0;
+  virtual void Unsubscribe(const someip::sd::ServiceKey& service, std::uint16_t eventgroup) = 0;
+};
 
 /// A service instance of another host as the applications of this one see it: ports on loopback, offered through the
 /// broker. Each eventgroup is subscribed at the other host once, however many take it here. On the daemon's loop.
@@ -28,10 +37,10 @@ class ImportedService {
 
   /// Opens the ports and offers the service. Errors: those of someip::ServiceServer and of ServiceBroker::Offer.
   static ara::core::Result<std::unique_ptr<ImportedService>> Open(const GatewayLoops& loops, ServiceBroker& broker,
-                                                                  someip::sd::SdRunner& discovery,
+                                                                  RemoteSubscriptions& subscriptions,
                                                                   const Network& network,
                                                                   const someip::sd::RemoteService& remote);
-  ImportedService(ServiceBroker& broker, someip::sd::SdRunner& discovery, const Network& network,
+  ImportedService(ServiceBroker& broker, RemoteSubscriptions& subscriptions, const Network& network,
                   std::shared_ptr<EventRelay> relay, const someip::sd::RemoteService& remote);
   /// Takes the offer and the subscriptions back.
   ~ImportedService();
@@ -43,6 +52,8 @@ class ImportedService {
   bool Update(const someip::sd::RemoteService& remote);
   void OnSubscriberChange(const SubscriberChange& change);
   void OnSubscriptionState(const someip::sd::Subscription& subscription);
+  /// The own interface may be a new one: memberships of multicast groups have gone with the old one.
+  void OnNetworkUp();
   /// Tells those who use the service how many messages did not arrive here.
   void ReportLost();
 
@@ -53,18 +64,20 @@ class ImportedService {
     std::set<Taker> takers;
     someip::Endpoints asked;                    ///< the own endpoints in the subscription; none: not subscribed
     std::optional<someip::Endpoint> multicast;  ///< where its messages come besides
+    bool isJoined = false;                      ///< to that
   };
 
   ara::core::Result<void> Offer();
-  void SetEvents(const std::vector<OfferedEvent>& events);
+  void AddEvents(const EventgroupSubscription& subscription);
   void ForgetEvents();
   void UpdateSubscriptions();
   void Ask(std::uint16_t id, Eventgroup& group);
   void SetMulticast(Eventgroup& group, const std::optional<someip::Endpoint>& multicast);
+  void Join(Eventgroup& group);
   bool Takes(bool isReliable) const;
 
   ServiceBroker& broker_;
-  someip::sd::SdRunner& discovery_;
+  RemoteSubscriptions& subscriptions_;
   const Network network_;
   const someip::sd::ServiceKey key_;
   const std::shared_ptr<EventRelay> relay_;  // shared with its handlers

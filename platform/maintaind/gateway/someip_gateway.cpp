@@ -19,6 +19,7 @@
 #include "platform/maintaind/gateway/gateway_loops.h"
 #include "platform/maintaind/gateway/imported_service.h"
 #include "platform/maintaind/gateway/loop_thread.h"
+#include "platform/maintaind/gateway/service_key.h"
 #include "platform/someip/sd/sd_runner.h"
 
 namespace qor::maintaind {
@@ -29,12 +30,9 @@ namespace sd = someip::sd;
 constexpr QorLog kLog("SomeipGateway");
 /// For what other hosts can cause as often as they like.
 constexpr std::uint32_t kLogIntervalMs = 10'000;
-constexpr std::chrono::seconds kLostReports{1};
+/// Between two looks at what is lost, and at what could not be opened.
+constexpr std::chrono::seconds kCheckPeriod{1};
 
-ServiceIndex IndexOf(const sd::ServiceKey& key) {
-  return {.serviceId = key.service, .instanceId = key.instance, .majorVersion = key.major};
-}
-sd::ServiceKey KeyOf(const ServiceIndex& index) { return {index.serviceId, index.instanceId, index.majorVersion}; }
 sd::ServiceFilter FilterOf(const ServiceIndex& index) {
   return {index.serviceId, index.instanceId, index.majorVersion, sd::kAnyMinor};
 }
@@ -43,13 +41,16 @@ sd::ServiceFilter FilterOf(const ServiceIndex& index) {
 
 /// What the broker and service discovery tell is worked off by a message to the own loop wherever the teller must not
 /// be called back.
-class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public std::enable_shared_from_this<Impl> {
+class SomeipGateway::Impl : public BrokerGateway,
+                            public sd::SdListener,
+                            public RemoteSubscriptions,
+                            public std::enable_shared_from_this<Impl> {
  public:
   Impl(asio::io_context& loop, const Parts& parts, const SomeipGatewayOptions& options)
       : parts_(parts),
         options_(options),
         loop_(loop),
-        lostTimer_(loop),
+        checkTimer_(loop),
         events_("qor_gateway"),
         paced_("qor_gateway_tp"),
         discovery_(std::in_place, loop, options.discovery, sd::SdSocketOptions{options.address, options.group}, *this,
@@ -61,7 +62,11 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     }
     parts_.broker.SetGateway(this);
     discovery_->Agent().Require({QORMaintaindToolsService::ServiceIdentifier});
-    ReportLost();
+    if (!discovery_->Socket().IsUp()) {
+      kLog.Warn() << "No running interface has the address " << options_.address.Text()
+                  << " yet; SOME/IP between hosts begins when one has it.";
+    }
+    Check();
     return {};
   }
 
@@ -78,7 +83,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     }
     isStopped_ = true;
     parts_.broker.SetGateway(nullptr);
-    lostTimer_.cancel();
+    checkTimer_.cancel();
     imported_.clear();
     exported_.clear();
     parts_.neighbours.Close();
@@ -90,10 +95,12 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
   // --- From the broker ---
 
   void OnOffered(const ServiceOffer& offer) override {
-    Later([offer](Impl& self) { self.Offer(offer); });
+    offers_[offer.service] = offer;
+    Later([service = offer.service](Impl& self) { self.UpdateOffer(service); });
   }
   void OnOfferEnded(const ServiceIndex& service) override {
-    Later([service](Impl& self) { self.EndOffer(service); });
+    offers_.erase(service);
+    Later([service](Impl& self) { self.UpdateOffer(service); });
   }
   void OnWanted(const ServiceIndex& service, bool isWanted) override {
     Later([service, isWanted](Impl& self) { self.Want(service, isWanted); });
@@ -117,7 +124,7 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     OnOfferOf(service);
   }
   void OnServiceGone(const sd::RemoteService& service) override {
-    kLog.Debug() << Name(service) << " is " << sd::Text(service.state) << ".";
+    kLog.Debug() << Name(service) << " is gone: " << sd::Text(service.state) << ".";
     imported_.erase(IndexOf(service.key));
     parts_.foreign.OnGone(service);
     if (NeighbourDaemons::IsDaemon(service.key)) {
@@ -153,7 +160,9 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
       service->second->OnSubscriptionState(subscription);
     }
   }
-  void OnReboot(someip::Ipv4Address host) override { kLog.Info() << "Host " << host.Text() << " has started anew."; }
+  void OnReboot(someip::Ipv4Address host) override {
+    kLog.Warn("SomeipGateway_Reboot_" + host.Text(), kLogIntervalMs) << "Host " << host.Text() << " has started anew.";
+  }
   void OnConflict(const sd::ServiceKey& key, std::optional<someip::Ipv4Address> owner,
                   someip::Ipv4Address claimant) override {
     kLog.Warn("SomeipGateway_Conflict", kLogIntervalMs)
@@ -164,6 +173,13 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
     kLog.Warn(std::string("SomeipGateway_") + sd::Text(fault), kLogIntervalMs)
         << "A service discovery message of host " << sender.Text()
         << " was ignored, in part at least: " << sd::Text(fault) << ".";
+  }
+
+  // --- From imported services ---
+
+  void Subscribe(const sd::Subscription& subscription) override { discovery_->Agent().Subscribe(subscription); }
+  void Unsubscribe(const sd::ServiceKey& service, std::uint16_t eventgroup) override {
+    discovery_->Agent().Unsubscribe(service, eventgroup);
   }
 
  private:
@@ -190,47 +206,57 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
       parts_.registry.SetNetwork(address, *mask);
       parts_.foreign.SetOwnNetwork(address, *mask);
     }
-    if (!areToolsOffered_ && !discovery_->Socket().IsListenOnly()) {
-      areToolsOffered_ = OfferTools();
+    for (const auto& [index, service] : imported_) {
+      service->OnNetworkUp();
     }
   }
 
-  bool OfferTools() {
-    const auto tools = parts_.neighbours.Open(options_.address);
-    if (!tools) {
-      kLog.Error() << "The daemons of other hosts do not see this one: " << tools.Error().Message();
-      return false;
-    }
-    discovery_->Agent().Offer(tools.Value());
-    return true;
-  }
-
-  void Offer(const ServiceOffer& offer) {
-    local_.insert(offer.service);
-    imported_.erase(offer.service);
-    if (offer.isLocalOnly) {
-      EndExport(offer.service);
+  /// Once the address is there and this daemon may speak.
+  void OfferTools() {
+    if (areToolsOffered_ || !discovery_->Socket().IsUp() || discovery_->Socket().IsListenOnly()) {
       return;
     }
-    const auto known = exported_.find(offer.service);
-    if (known != exported_.end() && known->second->Update(offer)) {
+    const auto tools = parts_.neighbours.Open(options_.address);
+    if (!tools) {
+      kLog.Error("SomeipGateway_Tools", kLogIntervalMs)
+          << "The daemons of other hosts do not see this one: " << tools.Error().Message();
+      return;
+    }
+    areToolsOffered_ = true;
+    discovery_->Agent().Offer(tools.Value());
+  }
+
+  /// Brings what other hosts see of a service up to date with what an application offers.
+  void UpdateOffer(const ServiceIndex& index) {
+    const auto offer = offers_.find(index);
+    if (offer == offers_.end()) {
+      EndExport(index);
+      Import(index);
+      return;
+    }
+    imported_.erase(index);
+    if (offer->second.isLocalOnly) {
+      EndExport(index);
+      return;
+    }
+    const auto known = exported_.find(index);
+    if (known != exported_.end() && known->second->Update(offer->second)) {
       discovery_->Agent().Offer(known->second->Offered());
       return;
     }
-    EndExport(offer.service);
-    auto opened = ExportedService::Open({loop_, events_.Loop(), paced_.Loop()}, parts_.broker, options_.address, offer);
+    EndExport(index);
+    Export(offer->second);
+  }
+
+  void Export(const ServiceOffer& offer) {
+    auto opened = ExportedService::Open(Loops(), parts_.broker, options_.address, offer);
     if (!opened) {
-      kLog.Error() << com::Text(offer.service) << " cannot be offered to other hosts: " << opened.Error().Message();
+      kLog.Error("SomeipGateway_Export_" + com::Text(offer.service), kLogIntervalMs)
+          << com::Text(offer.service) << " cannot be offered to other hosts: " << opened.Error().Message();
       return;
     }
     const auto& service = exported_.emplace(offer.service, std::move(opened).Value()).first->second;
     discovery_->Agent().Offer(service->Offered());
-  }
-
-  void EndOffer(const ServiceIndex& service) {
-    local_.erase(service);
-    EndExport(service);
-    Import(service);
   }
 
   void EndExport(const ServiceIndex& service) {
@@ -272,31 +298,54 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
 
   /// Brings a service of another host here, when it is wanted and there.
   void Import(const ServiceIndex& index) {
-    if (!wanted_.contains(index) || local_.contains(index) || imported_.contains(index)) {
+    if (!wanted_.contains(index) || offers_.contains(index) || imported_.contains(index)) {
       return;
     }
     const auto remote = discovery_->Agent().FindService(KeyOf(index));
     if (!remote || remote->state != sd::RemoteService::State::kOffered) {
       return;
     }
-    auto opened = ImportedService::Open({loop_, events_.Loop(), paced_.Loop()}, parts_.broker, *discovery_,
+    const auto complain = [&](const std::string& reason) {
+      kLog.Warn("SomeipGateway_Import_" + com::Text(index), kLogIntervalMs)
+          << Name(*remote) << " cannot be used: " << reason << ".";
+    };
+    if (discovery_->Socket().IsListenOnly()) {
+      complain("another program speaks SOME/IP service discovery on " + options_.address.Text());
+      return;
+    }
+    if (remote->endpoints == someip::Endpoints{}) {
+      complain("its offer names no endpoint");
+      return;
+    }
+    auto opened = ImportedService::Open(Loops(), parts_.broker, *this,
                                         {options_.address, options_.discovery.timing.offerTtl}, *remote);
     if (!opened) {
-      kLog.Error("SomeipGateway_Import", kLogIntervalMs)
-          << Name(*remote) << " cannot be used: " << opened.Error().Message();
+      complain(opened.Error().Message());
       return;
     }
     imported_.emplace(index, std::move(opened).Value());
   }
 
-  void ReportLost() {
+  GatewayLoops Loops() { return {loop_, events_.Loop(), paced_.Loop()}; }
+
+  /// What could not be opened, for want of descriptors for example, is tried again.
+  void Check() {
     for (const auto& [index, service] : imported_) {
       service->ReportLost();
     }
-    lostTimer_.expires_after(kLostReports);
-    lostTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+    for (const auto& [index, offer] : offers_) {
+      if (!offer.isLocalOnly && !exported_.contains(index)) {
+        Export(offer);
+      }
+    }
+    for (const ServiceIndex& index : wanted_) {
+      Import(index);
+    }
+    OfferTools();
+    checkTimer_.expires_after(kCheckPeriod);
+    checkTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
       if (const auto self = weak.lock(); self != nullptr && !error) {
-        self->ReportLost();
+        self->Check();
       }
     });
   }
@@ -304,12 +353,12 @@ class SomeipGateway::Impl : public BrokerGateway, public sd::SdListener, public 
   const Parts parts_;
   const SomeipGatewayOptions options_;
   asio::io_context& loop_;
-  asio::steady_timer lostTimer_;
+  asio::steady_timer checkTimer_;
   LoopThread events_;
   LoopThread paced_;
   std::optional<sd::SdRunner> discovery_;
-  std::set<ServiceIndex> local_;   ///< offered by applications of this host
-  std::set<ServiceIndex> wanted_;  ///< looked for by applications of this host
+  std::map<ServiceIndex, ServiceOffer> offers_;  ///< of applications of this host
+  std::set<ServiceIndex> wanted_;                ///< looked for by applications of this host
   std::map<ServiceIndex, std::unique_ptr<ExportedService>> exported_;
   std::map<ServiceIndex, std::unique_ptr<ImportedService>> imported_;
   bool areToolsOffered_ = false;

@@ -35,7 +35,7 @@ class SomeipGateway {
   };
 
   SomeipGateway(asio::io_context& loop, const Parts& parts, const SomeipGatewayOptions& options);
-  /// Silent. Call Stop() before, to tell the other hosts.
+  /// Call Stop() before, to tell the other hosts.
   ~SomeipGateway();
   SomeipGateway(const SomeipGateway&) = delete;
   SomeipGateway& operator=(const SomeipGateway&) = delete;

@@ -207,7 +207,10 @@ class SdAgent::Impl {
     }
     if (own_.Find(offered->key) != nullptr) {
       listener_.OnConflict(offered->key, std::nullopt, sender);
-      return std::nullopt;
+      const RemoteService* known = remote_.FindOffered(offered->key);
+      if (known == nullptr || known->host != sender) {
+        return std::nullopt;
+      }
     }
     return OnOffer(*offered, isMulticast, now);
   }
