@@ -130,18 +130,26 @@ TEST_F(EventHandlersTest, RemovalFromTheHandlerItselfDoesNotWait) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(EventHandlersTest, RemovalDoesNotWaitForTheHandlerOfAnotherEvent) {
+TEST_F(EventHandlersTest, RemovalWaitsForItsOwnHandlerOnly) {
   std::promise<void> entered;
   std::promise<void> release;
+  std::atomic<bool> isRunning{false};
   handlers_.Set(0x8001, [&](const MessageHeader&, auto) {
+    isRunning = true;
     entered.set_value();
     release.get_future().wait();
+    isRunning = false;
   });
   handlers_.Set(0x8002, [](const MessageHeader&, auto) {});
   std::thread delivering([this] { Deliver(0x8001); });
   entered.get_future().wait();
-  handlers_.Remove(0x8002);  // would wait for ever
+  handlers_.Remove(0x8002);  // would wait for ever if it waited for the other one
+  std::thread removing([&] {
+    handlers_.Remove(0x8001);
+    EXPECT_FALSE(isRunning);
+  });
   release.set_value();
+  removing.join();
   delivering.join();
 }
 
