@@ -92,7 +92,7 @@ void Merge(benchmark::State& state) { Run(state, qor::common::MergeEntities<Even
 void MergeFromEmptyCaches(benchmark::State& state) {
   Run(state, qor::common::MergeEntities<EventInfoWithPubSub>, Caches::kEmpty);
 }
-void PlainRule(benchmark::State& state) { Run(state, qor::test::PlainMerge<EventInfoWithPubSub>::All); }
+void PlainRule(benchmark::State& state) { Run(state, qor::test::PlainMerge::All); }
 /// What the memory alone costs: ten times the records do not fit the cache any more.
 void CopyOfTheList(benchmark::State& state) {
   Run(state, [](const EventList& list) { benchmark::DoNotOptimize(EventList(list)); });

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <span>
 
@@ -11,6 +10,7 @@
 #include "platform/maintaind/daemon/request_router.h"
 #include "platform/maintaind/daemon/service_broker.h"
 #include "platform/maintaind/daemon/tools_service_impl.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::maintaind {
 namespace {
@@ -36,14 +36,10 @@ class Connections : private BrokerPeers {
     Close(0);
     Close(1);
     for (const auto& event : registry_.Events("ALL")) {
-      if (event.isPublisherOnline || event.publisher.empty() || !event.subscribers.empty()) {
-        std::abort();
-      }
+      Require(!event.isPublisherOnline && !event.publisher.empty() && event.subscribers.empty());
     }
     for (const auto& node : registry_.Nodes("ALL")) {
-      if (node.isOnline) {
-        std::abort();
-      }
+      Require(!node.isOnline);
     }
   }
 
@@ -54,9 +50,7 @@ class Connections : private BrokerPeers {
   }
   /// Nobody is told anything whose connection has ended.
   void CheckOpen(ConnectionId connection) const {
-    if (std::find(ids_.begin(), ids_.end(), connection) == ids_.end()) {
-      std::abort();
-    }
+    Require(std::find(ids_.begin(), ids_.end(), connection) != ids_.end());
   }
 
   void Close(std::size_t which) {
@@ -71,9 +65,7 @@ class Connections : private BrokerPeers {
   }
   static void Check(const OutgoingMessage& message) {
     const auto header = someip::DecodeHeader(message.header);
-    if (!header || header->PayloadSize() != message.payload->size()) {
-      std::abort();
-    }
+    Require(header && header->PayloadSize() == message.payload->size());
   }
 
   com::Deployment deployment_;

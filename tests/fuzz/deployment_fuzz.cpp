@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "platform/com/deployment_faults.h"
 #include "platform/com/deployment_services.h"
 #include "platform/com/deployment_types.h"
 #include "platform/com/json_locator.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::com {
 namespace {
@@ -16,9 +16,7 @@ namespace {
 void Check(const std::string& text) {
   JsonLocator locator(text);
   const bool isParsed = locator.Parse();
-  if (!isParsed && locator.Problems().empty()) {
-    std::abort();
-  }
+  Require(isParsed || !locator.Problems().empty());
   DeploymentFaults faults;
   Deployment deployment;
   if (isParsed) {
@@ -33,9 +31,7 @@ void Check(const std::string& text) {
   faults.Finish("file", locator, deployment.faults);
   for (const DeploymentFault& fault : deployment.faults) {
     const bool isCount = deployment.faults.size() > DeploymentFaults::kMaxFaults && fault.key.empty();
-    if (fault.line == 0 && !isCount) {
-      std::abort();
-    }
+    Require(fault.line != 0 || isCount);
   }
 }
 

@@ -2,21 +2,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <vector>
 
 #include "platform/com/e2e/e2e_checker.h"
 #include "platform/com/e2e/e2e_protector.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::com::e2e {
 namespace {
-
-void Require(bool isTrue) {
-  if (!isTrue) {
-    std::abort();
-  }
-}
 
 /// The payload is what came, or what came less the header.
 void CheckForeign(const maintaind::E2EConfigInfo& config, std::span<const std::uint8_t> bytes) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <tuple>
 
@@ -10,6 +9,7 @@
 #include "src/common/records/registration.h"
 #include "src/common/records/remote_daemon.h"
 #include "src/common/records/someip_link.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::maintaind {
 namespace {
@@ -30,15 +30,10 @@ void Check(std::span<const std::uint8_t> bytes) {
   T value{};
   RecordReader reader(bytes);
   reader.Read(value);
-  if (reader.Position() > bytes.size()) {
-    std::abort();
-  }
-  if (!reader.IsComplete()) {
-    return;
-  }
-  T again{};
-  if (!Decode(Encode(value), again) || !(again == value)) {
-    std::abort();
+  Require(reader.Position() <= bytes.size());
+  if (reader.IsComplete()) {
+    T again{};
+    Require(Decode(Encode(value), again) && again == value);
   }
 }
 

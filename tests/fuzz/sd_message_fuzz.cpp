@@ -3,24 +3,18 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <variant>
 #include <vector>
 
 #include "platform/someip/sd/sd_agent.h"
 #include "platform/someip/sd/sd_message.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::someip::sd {
 namespace {
 
 constexpr Ipv4Address kOwn{0x0A4D0001};
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 /// An agent with small limits whose messages have to be readable. Its owner does what an owner does within the calls.
 class Agent : public SdSender, public SdListener {

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "platform/someip/message_reader.h"
 #include "platform/someip/pending_requests.h"
 #include "platform/someip/stream_framer.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::someip {
 namespace {
@@ -17,12 +17,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t kMaxMessage = 64U << 10U;
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 /// A client's way from the datagram to its handlers.
 class Receiver {

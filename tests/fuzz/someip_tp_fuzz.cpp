@@ -3,13 +3,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "platform/someip/tp_reassembler.h"
+#include "tests/fuzz/require.h"
 
 namespace qor::someip {
 namespace {
@@ -21,12 +21,6 @@ using namespace std::chrono_literals;
 constexpr std::size_t kMaxMessage = 4096;
 constexpr std::size_t kTightTotal = 3 * kMaxMessage;
 constexpr std::chrono::milliseconds kTimeout = 5s;
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 /// One segment of one of a few streams.
 struct Step {

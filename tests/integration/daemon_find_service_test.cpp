@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <condition_variable>
+#include <algorithm>
 #include <future>
 #include <mutex>
 
@@ -11,6 +11,7 @@
 #include "platform/ipc/unix_connect.h"
 #include "platform/maintaind/service/tools_service_proxy.h"
 #include "tests/support/daemon_thread.h"
+#include "tests/support/eventually.h"
 #include "tests/support/runtime_folder.h"
 
 namespace qor::maintaind::proxy {
@@ -30,39 +31,33 @@ class Search {
     handle_ = Proxy::StartFindService(
         [this](const std::vector<Proxy::HandleType>& available, ara::com::FindServiceHandle) {
           const std::lock_guard lock(mutex_);
-          instances_.clear();
-          addresses_.clear();
-          for (const auto& daemon : available) {
-            instances_.push_back(daemon.GetInstanceId());
-            addresses_.push_back(daemon.GetAddress());
-          }
+          available_ = available;
           ++reports_;
-          changed_.notify_all();
         },
         ara::com::InstanceIdentifier(instance));
   }
   ~Search() { Stop(); }
 
   void Stop() { Proxy::StopFindService(handle_); }
-  bool Sees(const Instances& expected) { return Becomes(instances_, expected); }
-  bool SeesAt(const Addresses& expected) { return Becomes(addresses_, expected); }
+  bool Sees(const Instances& expected) { return Becomes(&Proxy::HandleType::GetInstanceId, expected); }
+  bool SeesAt(const Addresses& expected) { return Becomes(&Proxy::HandleType::GetAddress, expected); }
   std::size_t Reports() {
     const std::lock_guard lock(mutex_);
     return reports_;
   }
 
  private:
-  template <class List>
-  bool Becomes(const List& list, const List& expected) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, seconds(10), [&] { return reports_ > 0 && list == expected; });
+  template <class Get, class List>
+  bool Becomes(Get get, const List& expected) {
+    return test::Eventually([&] {
+      const std::lock_guard lock(mutex_);
+      return reports_ > 0 && std::ranges::equal(available_, expected, {}, get);
+    });
   }
 
   ara::com::FindServiceHandle handle_;
   std::mutex mutex_;
-  std::condition_variable changed_;
-  Instances instances_;
-  Addresses addresses_;
+  std::vector<Proxy::HandleType> available_;
   std::size_t reports_ = 0;
 };
 

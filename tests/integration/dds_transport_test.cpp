@@ -41,17 +41,19 @@ class DdsTransportTest : public testing::Test {
     EXPECT_TRUE(writer) << writer.Error().Message();
     return writer ? std::move(writer).Value() : nullptr;
   }
-  std::unique_ptr<EventReader> Reader(const EventInfo& event, com::RecvHandler handler,
-                                      const com::ReaderOptions& options = {}) {
-    auto reader = subscribing_.CreateReader(event, options, std::move(handler));
+  std::unique_ptr<EventReader> Reader(const EventInfo& event, com::RecvHandler handler) {
+    auto reader = subscribing_.CreateReader(event, {}, std::move(handler));
     EXPECT_TRUE(reader) << reader.Error().Message();
     return reader ? std::move(reader).Value() : nullptr;
   }
-  std::unique_ptr<EventReader> Reader(const EventInfo& event, ReceivedSamples& samples) {
-    return Reader(event, samples.Handler());
+  /// `writer_` and `reader_` match each other; what is sent gets into `received_`.
+  void Connect(const EventInfo& written, const EventInfo& read) {
+    writer_ = Writer(written);
+    ConnectReader(read);
   }
-  static void Match(const EventWriter& writer, std::size_t readers, const EventReader& reader) {
-    ASSERT_TRUE(Eventually([&] { return writer.MatchedReaders() == readers && reader.MatchedWriters() == 1; }));
+  void ConnectReader(const EventInfo& event) {
+    reader_ = Reader(event, received_.Handler());
+    ASSERT_TRUE(Eventually([&] { return writer_->MatchedReaders() == 1 && reader_->MatchedWriters() == 1; }));
   }
   template <class Endpoint>
   static void ExpectRefusal(const Endpoint& endpoint, TransportError code, const std::string& reason) {
@@ -68,31 +70,31 @@ class DdsTransportTest : public testing::Test {
   ParticipantPool subscribingPool_{"subscriber"};
   DdsTransport publishing_{publishingPool_};
   DdsTransport subscribing_{subscribingPool_};
+  ReceivedSamples received_;
+  std::unique_ptr<EventWriter> writer_;
+  std::unique_ptr<EventReader> reader_;
 };
 
 class DdsTransportKinds : public DdsTransportTest, public testing::WithParamInterface<std::vector<TransportQos>> {};
 
 TEST_P(DdsTransportKinds, CarryPayloadsOfAnySizeUnchanged) {
   const EventInfo event = DdsEvent(GetParam());
-  const auto writer = Writer(event);
-  ReceivedSamples received;
-  const auto reader = Reader(event, received);
-  Match(*writer, 1, *reader);
+  Connect(event, event);
   const auto before = std::chrono::system_clock::now().time_since_epoch();
   std::vector<Bytes> sent;
   for (const std::size_t size : {0U, 1U, 2U, 3U, 4U, 1000U, 65'495U, 65'536U, 2'097'152U, 2'097'149U, 5U}) {
     sent.push_back(Pattern(size, static_cast<std::uint32_t>(sent.size())));
-    Send(*writer, sent.back());
+    Send(*writer_, sent.back());
   }
-  ASSERT_TRUE(received.WaitForCount(sent.size()));
-  EXPECT_TRUE(received.Payloads() == sent);
+  ASSERT_TRUE(received_.WaitForCount(sent.size()));
+  EXPECT_TRUE(received_.Payloads() == sent);
   std::uint64_t sequence = 0;
-  for (const auto& sample : received.Samples()) {
+  for (const auto& sample : received_.Samples()) {
     EXPECT_EQ(sample.sequenceNumber, ++sequence);
     EXPECT_EQ(sample.encapsulation, 0x0001);
     EXPECT_GE(sample.sourceTimestampNs + 1000, before / std::chrono::nanoseconds(1));
   }
-  EXPECT_EQ(reader->LostSamples(), 0U);
+  EXPECT_EQ(reader_->LostSamples(), 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Dds, DdsTransportKinds,
@@ -106,22 +108,19 @@ TEST_F(DdsTransportTest, KeyedTopicsMatchKeyedReadersAndLoseNothing) {
   event.dds.qos.history = {.kind = maintaind::HistoryKind::kKeepAll, .depth = 1};
   EventInfo unkeyed = event;
   unkeyed.dds.isKeyed = false;
-  const auto writer = Writer(event);
-  ReceivedSamples received;
-  const auto reader = Reader(event, received);
-  Match(*writer, 1, *reader);
+  Connect(event, event);
   std::vector<Bytes> sent;
   for (std::uint32_t i = 0; i < 300; ++i) {
     sent.push_back(Pattern(i, i));
-    ASSERT_TRUE(writer->Write(sent.back()));
+    ASSERT_TRUE(writer_->Write(sent.back()));
   }
-  ASSERT_TRUE(received.WaitForCount(sent.size()));
-  EXPECT_TRUE(received.Payloads() == sent);
+  ASSERT_TRUE(received_.WaitForCount(sent.size()));
+  EXPECT_TRUE(received_.Payloads() == sent);
 
-  ExpectRefusal(subscribing_.CreateReader(unkeyed, {}, received.Handler()), TransportError::kBadConfig,
+  ExpectRefusal(subscribing_.CreateReader(unkeyed, {}, received_.Handler()), TransportError::kBadConfig,
                 event.dds.topicName);
   unkeyed.dds.topicName = test::UniqueName("topic");
-  ExpectRefusal(subscribing_.CreateReader(unkeyed, {}, received.Handler()), TransportError::kBadConfig,
+  ExpectRefusal(subscribing_.CreateReader(unkeyed, {}, received_.Handler()), TransportError::kBadConfig,
                 event.dds.typeName);
 }
 
@@ -138,26 +137,24 @@ TEST_F(DdsTransportTest, ATypeCanChangeWhenNobodyUsesItAnyMore) {
 }
 
 TEST_F(DdsTransportTest, LateReadersGetTheHistoryOfTransientLocalWritersOnly) {
+  std::vector<Bytes> expected;
   for (const auto durability : {maintaind::DurabilityQos::kTransientLocal, maintaind::DurabilityQos::kVolatile}) {
     EventInfo event = DdsEvent();
     event.dds.qos.durability = durability;
     event.dds.qos.history.depth = 3;
-    const auto writer = Writer(event);
+    writer_ = Writer(event);
     for (std::uint8_t i = 1; i <= 5; ++i) {
-      ASSERT_TRUE(writer->Write(Bytes{i}));
+      ASSERT_TRUE(writer_->Write(Bytes{i}));
     }
-    ReceivedSamples received;
-    const auto reader = Reader(event, received);
-    Match(*writer, 1, *reader);
-    std::vector<Bytes> expected;
+    ConnectReader(event);
     if (durability == maintaind::DurabilityQos::kTransientLocal) {
       expected = {{3}, {4}, {5}};
-      ASSERT_TRUE(received.WaitForCount(3));
+      ASSERT_TRUE(received_.WaitForCount(3));
     }
-    Send(*writer, Bytes{6});
+    Send(*writer_, Bytes{6});
     expected.push_back({6});
-    ASSERT_TRUE(received.WaitForCount(expected.size()));
-    EXPECT_EQ(received.Payloads(), expected);
+    ASSERT_TRUE(received_.WaitForCount(expected.size()));
+    EXPECT_EQ(received_.Payloads(), expected);
   }
 }
 
@@ -165,14 +162,11 @@ TEST_F(DdsTransportTest, MatchesByReliabilityAndPartition) {
   EventInfo reliable = DdsEvent();
   EventInfo bestEffort = reliable;
   bestEffort.dds.qos.reliability = maintaind::ReliabilityKind::kBestEffort;
-  ReceivedSamples received;
-  const auto bestEffortWriter = Writer(bestEffort);
-  const auto reliableReader = Reader(reliable, received);  // asks for more than that writer offers
-  const auto bestEffortReader = Reader(bestEffort, received);
-  Match(*bestEffortWriter, 1, *bestEffortReader);
+  const auto reliableReader = Reader(reliable, received_.Handler());  // asks for more than the writer offers
+  Connect(bestEffort, bestEffort);
   EXPECT_EQ(reliableReader->MatchedWriters(), 0U);
-  Send(*bestEffortWriter, Bytes{1});
-  ASSERT_TRUE(received.WaitForCount(1));
+  Send(*writer_, Bytes{1});
+  ASSERT_TRUE(received_.WaitForCount(1));
 
   EventInfo left = DdsEvent();
   left.dds.partition = "left, both";
@@ -180,11 +174,8 @@ TEST_F(DdsTransportTest, MatchesByReliabilityAndPartition) {
   right.dds.partition = "right";
   EventInfo both = left;
   both.dds.partition = "both";
-  ReceivedSamples inPartition;
-  const auto leftWriter = Writer(left);
-  const auto rightReader = Reader(right, inPartition);
-  const auto bothReader = Reader(both, inPartition);
-  Match(*leftWriter, 1, *bothReader);
+  const auto rightReader = Reader(right, received_.Handler());
+  Connect(left, both);
   EXPECT_EQ(rightReader->MatchedWriters(), 0U);
 }
 
@@ -193,14 +184,11 @@ TEST_F(DdsTransportTest, AReaderTakesEveryRepresentationAndSaysWhichItIs) {
   event.dds.dataRepresentation = maintaind::DataRepresentation::kXcdr2;
   EventInfo asked = event;
   asked.dds.dataRepresentation = maintaind::DataRepresentation::kXcdr1;
-  const auto writer = Writer(event);
-  ReceivedSamples received;
-  const auto reader = Reader(asked, received);
-  Match(*writer, 1, *reader);
-  Send(*writer, Pattern(7));
-  ASSERT_TRUE(received.WaitForCount(1));
-  EXPECT_EQ(received.Samples()[0].payload, Pattern(7));
-  EXPECT_EQ(received.Samples()[0].encapsulation, 0x0007);
+  Connect(event, asked);
+  Send(*writer_, Pattern(7));
+  ASSERT_TRUE(received_.WaitForCount(1));
+  EXPECT_EQ(received_.Samples()[0].payload, Pattern(7));
+  EXPECT_EQ(received_.Samples()[0].encapsulation, 0x0007);
 }
 
 TEST_F(DdsTransportTest, TheHandlerIsNotCalledAfterTheReaderIsGone) {
@@ -238,20 +226,18 @@ TEST_F(DdsTransportTest, WhatIsNoMbufSampleIsNeitherSentNorReceived) {
   EventInfo event = DdsEvent({TransportQos::kDshmMbuf});
   EventInfo plain = event;
   plain.dds.transports = {TransportQos::kDshm};
-  const auto writer = Writer(event);
-  ReceivedSamples received;
-  const auto reader = Reader(event, received);
+  Connect(event, event);
   log::LogCapture capture;
-  EXPECT_FALSE(writer->Write(Pattern(3)));
+  EXPECT_FALSE(writer_->Write(Pattern(3)));
   EXPECT_EQ(capture.CountContaining("it is no mbuf sample"), 1U);
   const auto foreign = Writer(plain);
-  EXPECT_TRUE(writer->IsMbuf() && !foreign->IsMbuf());
-  ASSERT_TRUE(Eventually([&] { return reader->MatchedWriters() == 2 && foreign->MatchedReaders() == 1; }));
+  EXPECT_TRUE(writer_->IsMbuf() && !foreign->IsMbuf());
+  ASSERT_TRUE(Eventually([&] { return reader_->MatchedWriters() == 2 && foreign->MatchedReaders() == 1; }));
   Send(*foreign, Pattern(3));
   Send(*foreign, dp::EncodeMbufSample({}));
-  ASSERT_TRUE(received.WaitForCount(1));
-  EXPECT_THAT(received.Samples()[0].mbufs, IsEmpty());
-  EXPECT_EQ(reader->LostSamples(), 1U);
+  ASSERT_TRUE(received_.WaitForCount(1));
+  EXPECT_THAT(received_.Samples()[0].mbufs, IsEmpty());
+  EXPECT_EQ(reader_->LostSamples(), 1U);
 }
 
 TEST_F(DdsTransportTest, RefusesWhatItCannotDoWithTheReason) {
@@ -297,7 +283,7 @@ TEST_F(DdsTransportTest, AWriterOfAKeepAllEventFailsWhenItsReadersStandStill) {
     Eventually([&] { return mayGoOn.load(); });
     ++received;
   });
-  Match(*writer, 1, *reader);
+  ASSERT_TRUE(Eventually([&] { return writer->MatchedReaders() == 1 && reader->MatchedWriters() == 1; }));
   log::LogCapture capture;
   std::size_t sent = 0;
   while (sent < 20'000 && writer->Write(Bytes{1})) {

@@ -137,27 +137,19 @@ TEST_F(SomeipEventTest, ProtectedSamplesCarryTheirCheck) {
   Someip(event).e2e = {.isProtected = true, .profile = 4, .dataId = 7, .offset = 0, .minDataLength = 0};
   Someip(event).e2e.maxDeltaCounter = 1;
   Configure(event);
-  std::mutex mutex;
-  std::vector<std::pair<e2e::CheckStatus, Bytes>> checked;
+  ReceivedSamples received;
   Publisher publisher = publishing_.Advertise(event.eventName);
-  Subscriber subscriber = subscribing_.Subscribe(event.eventName, [&](const RecvBuffer& sample) {
-    const std::lock_guard lock(mutex);
-    checked.emplace_back(sample.e2eStatus, Bytes(sample.payload.begin(), sample.payload.end()));
-  });
+  Subscriber subscriber = subscribing_.Subscribe(event.eventName, received.Handler());
   ASSERT_TRUE(publisher && subscriber);
   ASSERT_TRUE(Eventually([&] { return publisher.GetSubscriberCount() == 1; }));
   for (int i = 0; i < 2; ++i) {
     ASSERT_TRUE(publisher.Publish(Bytes{9, 8, 7}));
   }
-  ASSERT_TRUE(Eventually([&] {
-    const std::lock_guard lock(mutex);
-    return checked.size() == 2;
-  }));
-  for (const auto& [status, payload] : checked) {
-    EXPECT_EQ(status, e2e::CheckStatus::kOk);
-    EXPECT_EQ(payload, (Bytes{9, 8, 7})) << "without the E2E header";
+  ASSERT_TRUE(received.WaitForCount(2));
+  for (const auto& sample : received.Samples()) {
+    EXPECT_EQ(sample.e2eStatus, e2e::CheckStatus::kOk);
+    EXPECT_EQ(sample.payload, (Bytes{9, 8, 7})) << "without the E2E header";
   }
-  subscriber = Subscriber();
 }
 
 TEST_F(SomeipEventTest, WhatCannotBeSetUpSaysWhy) {

@@ -37,6 +37,7 @@ class ReceivedSamples {
     std::uint64_t sequenceNumber = 0;
     std::int64_t sourceTimestampNs = 0;
     std::uint16_t encapsulation = 0;
+    com::e2e::CheckStatus e2eStatus{};
   };
 
   com::RecvHandler Handler() {
@@ -69,7 +70,8 @@ class ReceivedSamples {
                   {},
                   buffer.sequenceNumber,
                   buffer.sourceTimestampNs,
-                  buffer.encapsulation};
+                  buffer.encapsulation,
+                  buffer.e2eStatus};
     for (const OutMbufData& part : buffer.mbufs) {
       sample.mbufs.emplace_back(part.data, part.data + part.size);
     }

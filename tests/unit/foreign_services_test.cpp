@@ -139,11 +139,7 @@ TEST_F(ForeignServicesTest, ListsADescribedOfferUnderItsNames) {
       ElementsAre(2, 7, 30501, 30502));
   EXPECT_THAT(event.eventGroupIds, ElementsAre(5));
   EXPECT_THAT(event.ttls, ElementsAre(3));
-  ASSERT_EQ(event.peers.unicast.size(), 2U);
-  EXPECT_EQ(event.peers.unicast[0].address, "10.0.0.2");
-  EXPECT_FALSE(event.peers.unicast[0].isReliable);
-  EXPECT_EQ(event.peers.unicast[1].port, 30502);
-  EXPECT_TRUE(event.peers.unicast[1].isReliable);
+  EXPECT_EQ(event.peers.unicast, (std::vector<PeerUnicast>{{"10.0.0.2", 30501, false}, {"10.0.0.9", 30502, true}}));
   EXPECT_EQ(Event("/gear").networkIp, "10.0.0.9") << "it comes over TCP";
 
   EXPECT_THAT(Services(), ElementsAre("Chassis someip:10.0.0.2 offered"));

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,6 @@
 #include "src/common/foreign_reports.h"
 #include "src/common/qor_common.h"
 #include "tests/support/plain_merge.h"
-#include "tests/support/random_records.h"
 
 namespace qor {
 namespace {
@@ -19,18 +19,81 @@ using maintaind::DriverType;
 using maintaind::EventInfoWithPubSub;
 using maintaind::TransportQos;
 using test::PlainMerge;
-using test::RandomRecords;
 using testing::ElementsAre;
 using EventList = std::vector<EventInfoWithPubSub>;
 
-constexpr unsigned kRounds = 10000;
+/// Events of a world so small that most of them collide.
+class RandomEvents {
+ public:
+  explicit RandomEvents(unsigned seed) : random_(seed) {}
 
-/// Runs both on the same random lists; the step is told a number below the length for the steps that need one.
-template <class Record, class Fast, class Plain>
+  EventList List(std::size_t longest) {
+    EventList list(Below(longest + 1));
+    for (EventInfoWithPubSub& event : list) {
+      Fill(event);
+    }
+    return list;
+  }
+
+ private:
+  std::size_t Below(std::size_t end) { return random_() % end; }
+  bool Chance(std::size_t of) { return Below(of) == 0; }
+  template <class T>
+  T OneOf(std::initializer_list<T> choices) {
+    return choices.begin()[Below(choices.size())];
+  }
+
+  void Fill(EventInfoWithPubSub& event) {
+    const std::string number = std::to_string(++count_);
+    event.nodeName = number;  // tells the records apart, whatever else they agree in
+    event.publisher = OneOf({"", "p"});
+    event.isPublisherOnline = Chance(2);
+    for (std::size_t i = Below(3); i > 0; --i) {
+      event.subscribers.push_back("c" + number + "." + std::to_string(i));
+    }
+    const std::size_t which = Below(8);
+    if (which < 5) {
+      FillBinding(event.bindings[DriverType::kDds]);
+    }
+    if (which > 2 && which < 7) {
+      FillBinding(event.bindings[DriverType::kSomeip]);
+    }
+    if (Chance(16)) {
+      FillBinding(event.bindings[static_cast<DriverType>(7)]);
+    }
+  }
+  void FillBinding(maintaind::EventInfo& binding) {
+    if (Chance(10)) {
+      return;  // all default, as if there were no binding
+    }
+    FillPart(binding.dds);
+    binding.dds.domainId = Chance(4) ? 1 : 0;
+    binding.dds.topicName = OneOf({"", "t", "t"});
+    for (std::size_t i = Below(3); i > 0; --i) {
+      binding.dds.transports.push_back(OneOf({TransportQos::kUdp, TransportQos::kShm}));
+    }
+    FillPart(binding.someip);
+    binding.someip.eventId = Chance(4) ? 0 : 5;
+  }
+  template <class Part>
+  void FillPart(Part& part) {
+    part.serviceId = Chance(4) ? 0 : 1;
+    part.instanceId = Chance(4) ? 0 : 1;
+    part.networkIp = OneOf({"10.0.0.1", "10.0.0.2", "10.0.1.1", "", "no address"});
+    part.subnetMask = OneOf({"255.255.255.0", "255.255.255.0", "255.255.0.0", ""});
+  }
+
+  std::mt19937 random_;
+  std::size_t count_ = 0;
+};
+
+/// Runs both on the same random lists.
+template <class Fast, class Plain>
 void ExpectSame(Fast fast, Plain plain) {
+  constexpr unsigned kRounds = 10000;
   std::size_t mergedCount = 0;
   for (unsigned seed = 0; seed < kRounds; ++seed) {
-    const auto original = RandomRecords(seed).List<Record>(12);
+    const EventList original = RandomEvents(seed).List(12);
     auto expected = original;
     plain(expected);
     auto actual = original;
@@ -41,34 +104,78 @@ void ExpectSame(Fast fast, Plain plain) {
   EXPECT_GT(mergedCount, kRounds / 10) << "the lists have too few collisions to tell anything";
 }
 
-template <class Record>
-class MergeFamily : public testing::Test {};
-using Families = testing::Types<maintaind::EventInfoWithPubSub, maintaind::MethodInfoWithPubSub,
-                                maintaind::FieldInfoWithPubSub, maintaind::ServiceInfoWithPubSub>;
-TYPED_TEST_SUITE(MergeFamily, Families);
-
-TYPED_TEST(MergeFamily, GivesWhatThePlainRulesGive) {
-  ExpectSame<TypeParam>(common::MergeEntities<TypeParam>, PlainMerge<TypeParam>::All);
-}
-
-TEST(Merge, EveryStepOfEventsAndMethodsAloneGivesWhatThePlainRuleGives) {
+TEST(Merge, GivesWhatThePlainRulesGiveAltogetherAndStepByStep) {
   const QorCommon& common = QorCommon::GetInstance();
-  using Plain = PlainMerge<EventInfoWithPubSub>;
-  for (const auto& [fast, plain] : {std::pair(&QorCommon::MergePubEventInfoSubs, &Plain::Pub),
-                                    std::pair(&QorCommon::MergeOffPubEventInfoSubs, &Plain::OffPub),
-                                    std::pair(&QorCommon::MergeNoneNetworkEventInfoSubs, &Plain::NoneNetwork),
-                                    std::pair(&QorCommon::MergeNoPubEventInfo, &Plain::NoPub)}) {
-    ExpectSame<EventInfoWithPubSub>([&, step = fast](EventList& list) { (common.*step)(list); }, plain);
+  for (const auto& [fast, plain] : {std::pair(&QorCommon::MergeEventInfo, &PlainMerge::All),
+                                    std::pair(&QorCommon::MergePubEventInfoSubs, &PlainMerge::Pub),
+                                    std::pair(&QorCommon::MergeOffPubEventInfoSubs, &PlainMerge::OffPub),
+                                    std::pair(&QorCommon::MergeNoneNetworkEventInfoSubs, &PlainMerge::NoneNetwork),
+                                    std::pair(&QorCommon::MergeNoPubEventInfo, &PlainMerge::NoPub)}) {
+    ExpectSame([&, step = fast](EventList& list) { (common.*step)(list); }, plain);
   }
-  ExpectSame<maintaind::MethodInfoWithPubSub>([&](auto& list) { common.MergeNoPubMethodInfo(list); },
-                                              PlainMerge<maintaind::MethodInfoWithPubSub>::NoPub);
-  ExpectSame<EventInfoWithPubSub>(
+  ExpectSame(
       [&](EventList& list) {
         for (std::size_t i = 0; i < list.size() + 1; ++i) {
           common.MergeNoPubEventInfoSubs(i, list);
         }
       },
-      Plain::NoPub);
+      &PlainMerge::NoPub);
+}
+
+template <class Record>
+void ExpectMergedIntoTheOnlineServer(void (QorCommon::*merge)(std::vector<Record>&) const) {
+  std::vector<Record> list(3);
+  for (Record& record : list) {
+    record.bindings[DriverType::kDds];
+  }
+  list[0].clients = {"a"};
+  list[1].server = "offline";
+  list[1].clients = {"b"};
+  list[2].server = "online";
+  list[2].isServerOnline = true;
+  (QorCommon::GetInstance().*merge)(list);
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list[0].server, "online");
+  EXPECT_THAT(list[0].clients, ElementsAre("a", "b"));
+}
+
+TEST(Merge, MethodsFieldsAndServicesAreMergedAlike) {
+  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeMethodInfo);
+  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeFieldInfo);
+  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeServiceInfo);
+}
+
+/// Each member, changed in the part of that binding, makes another entity of a record.
+template <class Record, class PartOf, class... Members>
+void ExpectOtherEntities(DriverType driver, PartOf partOf, Members... members) {
+  Record record;
+  record.bindings[driver];
+  const auto isSame = [&](auto member) {
+    Record other = record;
+    partOf(other.bindings[driver]).*member = {'9'};
+    return common::IsSameEntity(other, record.bindings);
+  };
+  EXPECT_THAT((std::vector<bool>{isSame(members)...}), testing::Each(false));
+}
+
+TEST(Merge, EveryPartOfAKeyTellsEntitiesApart) {
+  using namespace maintaind;
+  const auto dds = [](auto& binding) -> auto& { return binding.dds; };
+  const auto someip = [](auto& binding) -> auto& { return binding.someip; };
+  const auto all = [](auto& binding) -> auto& { return binding; };
+  ExpectOtherEntities<EventInfoWithPubSub>(DriverType::kDds, dds, &DDSEventInfo::serviceId, &DDSEventInfo::instanceId,
+                                           &DDSEventInfo::topicName, &DDSEventInfo::domainId, &DDSEventInfo::networkIp);
+  ExpectOtherEntities<EventInfoWithPubSub>(DriverType::kSomeip, someip, &SomeipEventInfo::serviceId,
+                                           &SomeipEventInfo::instanceId, &SomeipEventInfo::eventId,
+                                           &SomeipEventInfo::networkIp);
+  ExpectOtherEntities<MethodInfoWithPubSub>(
+      DriverType::kDds, dds, &DDSMethodInfo::serviceId, &DDSMethodInfo::instanceId, &DDSMethodInfo::requestTopicName,
+      &DDSMethodInfo::methodId, &DDSMethodInfo::domainId, &DDSMethodInfo::networkIp);
+  ExpectOtherEntities<MethodInfoWithPubSub>(DriverType::kSomeip, someip, &SomeipMethodInfo::serviceId,
+                                            &SomeipMethodInfo::instanceId, &SomeipMethodInfo::methodId,
+                                            &SomeipMethodInfo::networkIp);
+  ExpectOtherEntities<ServiceInfoWithPubSub>(DriverType::kDds, all, &ServiceInfo::serviceId, &ServiceInfo::instanceId,
+                                             &ServiceInfo::domainId, &ServiceInfo::networkIp);
 }
 
 EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vector<std::string> subscribers) {
@@ -96,11 +203,6 @@ TEST(Merge, PublisherTakesSubscribersThatOtherDaemonsReport) {
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].publisher, "pub");
   EXPECT_THAT(list[0].subscribers, ElementsAre("c", "a", "b", "b"));
-
-  const EventList offline = Merged({Event("", false, {"a"}), Event("old", false, {})});
-  ASSERT_EQ(offline.size(), 1U);
-  EXPECT_EQ(offline[0].publisher, "old");
-  EXPECT_THAT(offline[0].subscribers, ElementsAre("a"));
 }
 
 TEST(Merge, NetworkCountsUnlessTheSubscriberIsOnALocalTransport) {
@@ -147,6 +249,9 @@ TEST(Merge, LogsTheSizeAfterEveryPassThatRan) {
             "Begin to merge method info. Size is 3\nAfter merge pub method info. Size is 2\n"
             "After merge off pub method info. Size is 2\nAfter merge None network sub method info. Size is 2\n"
             "Begin to merge no pub event info. Size is 2\nAfter merge no pub event info. Size is 2\n");
+  std::vector<maintaind::MethodInfoWithPubSub> clients(2, methods[1]);
+  QorCommon::GetInstance().MergeNoPubMethodInfo(clients);
+  EXPECT_EQ(clients.size(), 1U);
   QorCommon::GetInstance().RemoveOfflineMethods(methods);
   ASSERT_EQ(methods.size(), 1U);
   EXPECT_EQ(methods[0].server, "s");
