@@ -23,8 +23,8 @@ class NetworkToolsService {
  public:
   static constexpr std::size_t kMaxRequest = 1U << 20U;   ///< bytes of payload
   static constexpr std::size_t kMaxAnswer = 256U << 20U;  ///< bytes of payload
-  static constexpr std::size_t kMaxConnections = 64;      ///< further ones are closed
-  static constexpr std::size_t kMaxConnectionsOfHost = 8;
+  static constexpr std::size_t kMaxConnections = 256;     ///< further ones are closed
+  static constexpr std::size_t kMaxConnectionsOfHost = 32;
 
   NetworkToolsService(asio::io_context& loop, ToolsServiceSkeleton& tools) : loop_(loop), tools_(tools) {}
   NetworkToolsService(const NetworkToolsService&) = delete;
