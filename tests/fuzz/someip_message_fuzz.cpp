@@ -87,6 +87,7 @@ std::pair<Bytes, bool> Frame(std::span<const std::uint8_t> stream, std::size_t p
 /// A byte that says how large the pieces are, and then bytes that are read as a stream and as datagrams of that size.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::someip;
+  using qor::Require;
   if (size == 0) {
     return 0;
   }

@@ -126,6 +126,7 @@ std::optional<Bytes> Take(TpReassembler& reassembler, const Step& step) {
 /// With room for everything the result is the model's. With little room nothing else is delivered, and the bound holds.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::someip;
+  using qor::Require;
   TpReassembler roomy({.maxMessageSize = kMaxMessage, .maxMessages = 32, .timeout = kTimeout});
   TpReassembler tight({.maxMessageSize = kMaxMessage, .maxTotal = kTightTotal, .maxMessages = 3, .timeout = kTimeout});
   Model model;
