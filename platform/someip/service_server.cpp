@@ -168,11 +168,11 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
             self->OnTcpMessage(header, payload, from);
           }
         },
-        [weak = weak_from_this(), weakConnection](const std::string& reason) {
+        [weak = weak_from_this(), weakConnection](TcpEnd end, const std::string& reason) {
           const auto self = weak.lock();
           const auto from = weakConnection.lock();
           if (self != nullptr && from != nullptr) {
-            self->OnClosed(*from, reason);
+            self->OnClosed(*from, end, reason);
           }
         });
   }
@@ -184,13 +184,19 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     }
   }
 
-  void OnClosed(const TcpConnection& connection, const std::string& reason) {
+  void OnClosed(const TcpConnection& connection, TcpEnd end, const std::string& reason) {
     const auto pass = gate_.Enter();
     if (!pass) {
       return;
     }
-    kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
-                 << ".[peer=" << connection.Remote().Text() << "]";
+    if (end == TcpEnd::kLimit) {
+      kLog.Warn("ServiceServer_CutOff_" + tcp_->Local().Text(), kLogIntervalMs)
+          << "A connection to service " << options_.serviceId << " was closed: " << reason
+          << ".[peer=" << connection.Remote().Text() << "]";
+    } else {
+      kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
+                   << ".[peer=" << connection.Remote().Text() << "]";
+    }
     notifier_.RemoveConnection(connection);
     if (onDisconnect_ != nullptr) {
       onDisconnect_(connection.Remote());
