@@ -37,14 +37,27 @@ ara::core::Result<void> CheckOptions(const ServiceServerOptions& options) {
   return {};
 }
 
+/// With this port; else with any, when it may be another. The error is that of this one.
+template <class Open>
+auto OpenPort(std::uint16_t port, bool mayBeAnother, const Open& open) {
+  auto opened = open(port);
+  if (!opened && mayBeAnother) {
+    if (auto another = open(std::uint16_t{0})) {
+      return another;
+    }
+  }
+  return opened;
+}
+
 }  // namespace
 
 /// Lives as long as the loop may call it. After Close nothing happens any more.
 class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_this<Core> {
  public:
-  Core(const ServiceServerOptions& options, std::shared_ptr<UdpSocket> udp, std::shared_ptr<TcpListener> tcp,
-       RequestHandler onRequest, DisconnectHandler onDisconnect)
-      : options_(options),
+  Core(asio::io_context& loop, const ServiceServerOptions& options, std::shared_ptr<UdpSocket> udp,
+       std::shared_ptr<TcpListener> tcp, RequestHandler onRequest, DisconnectHandler onDisconnect)
+      : loop_(loop),
+        options_(options),
         udp_(std::move(udp)),
         tcp_(std::move(tcp)),
         onRequest_(std::move(onRequest)),
@@ -250,6 +263,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     }
   }
 
+  asio::io_context& loop_;
   const ServiceServerOptions options_;
   const std::shared_ptr<UdpSocket> udp_;    // null: no UDP; shared with the notifier and the loop
   const std::shared_ptr<TcpListener> tcp_;  // null: no TCP; shared with the loop
@@ -265,27 +279,45 @@ ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::Open(asio::io_c
                                                                       const ServiceServerOptions& options,
                                                                       RequestHandler onRequest,
                                                                       DisconnectHandler onDisconnect) {
+  return OpenAt(Ports::kExact, loop, options, std::move(onRequest), std::move(onDisconnect));
+}
+
+ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::OpenNear(asio::io_context& loop,
+                                                                          const ServiceServerOptions& options,
+                                                                          RequestHandler onRequest,
+                                                                          DisconnectHandler onDisconnect) {
+  return OpenAt(Ports::kNear, loop, options, std::move(onRequest), std::move(onDisconnect));
+}
+
+ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::OpenAt(Ports ports, asio::io_context& loop,
+                                                                        const ServiceServerOptions& options,
+                                                                        RequestHandler onRequest,
+                                                                        DisconnectHandler onDisconnect) {
   if (const auto checked = CheckOptions(options); !checked) {
     return checked.Error();
   }
   std::shared_ptr<UdpSocket> udp;
   std::shared_ptr<TcpListener> tcp;
   if (options.udpPort) {
-    auto opened = UdpSocket::Open(loop, {options.address, *options.udpPort}, options.receiveBuffer);
+    auto opened = OpenPort(*options.udpPort, ports == Ports::kNear, [&](std::uint16_t port) {
+      return UdpSocket::Open(loop, {options.address, port}, options.receiveBuffer, options.mayBindEarly);
+    });
     if (!opened) {
       return opened.Error();
     }
     udp = std::move(opened).Value();
   }
   if (options.tcpPort) {
-    auto opened = TcpListener::Open(loop, {options.address, *options.tcpPort});
+    auto opened = OpenPort(*options.tcpPort, ports == Ports::kNear, [&](std::uint16_t port) {
+      return TcpListener::Open(loop, {options.address, port}, options.mayBindEarly);
+    });
     if (!opened) {
       return opened.Error();
     }
     tcp = std::move(opened).Value();
   }
-  auto core =
-      std::make_shared<Core>(options, std::move(udp), std::move(tcp), std::move(onRequest), std::move(onDisconnect));
+  auto core = std::make_shared<Core>(loop, options, std::move(udp), std::move(tcp), std::move(onRequest),
+                                     std::move(onDisconnect));
   core->Start();
   return std::unique_ptr<ServiceServer>(new ServiceServer(std::move(core)));
 }

@@ -25,13 +25,14 @@ struct ServiceServerOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  Ipv4Address address = kLoopbackAddress;     ///< the local address that is listened on
-  std::optional<std::uint16_t> udpPort;       ///< nothing: no UDP; 0: any port
-  std::optional<std::uint16_t> tcpPort;       ///< nothing: no TCP; 0: any port
-  std::size_t maxMessageSize = 16U << 20U;    ///< bytes; larger payloads are refused in both directions
-  std::optional<std::size_t> maxRequestSize;  ///< bytes; nothing: maxMessageSize is the limit of requests too
-  std::size_t maxQueued = 64U << 20U;  ///< bytes waiting for one TCP peer beside one message; above it is dropped
-  std::chrono::milliseconds halfMessage{5000};  ///< in which a TCP peer has to bring a message that it began
+  Ipv4Address address = kLoopbackAddress;       ///< the local address that is listened on
+  bool mayBindEarly = false;                    ///< the ports can be opened while no interface has the address
+  std::optional<std::uint16_t> udpPort;         ///< nothing: no UDP; 0: any port
+  std::optional<std::uint16_t> tcpPort;         ///< nothing: no TCP; 0: any port
+  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are refused in both directions
+  std::optional<std::size_t> maxRequestSize;    ///< bytes; nothing: maxMessageSize is the limit of requests too
+  std::size_t maxQueued = 64U << 20U;           ///< of a TCP connection, as TcpLimits says
+  std::chrono::milliseconds halfMessage{5000};  ///< of a TCP connection, as TcpLimits says; 0: no limit
   std::size_t maxConnections = 64;              ///< further TCP connections are closed at once
   std::size_t receiveBuffer = 4U << 20U;        ///< bytes asked for the UDP socket
   TpSettings answerTp;                          ///< for answers by UDP that need more than one datagram
@@ -64,6 +65,11 @@ class ServiceServer {
                                                                 const ServiceServerOptions& options,
                                                                 RequestHandler onRequest = nullptr,
                                                                 DisconnectHandler onDisconnect = nullptr);
+  /// The same, but in place of a port that cannot be had it takes any. What it took is told by the endpoints.
+  static ara::core::Result<std::unique_ptr<ServiceServer>> OpenNear(asio::io_context& loop,
+                                                                    const ServiceServerOptions& options,
+                                                                    RequestHandler onRequest = nullptr,
+                                                                    DisconnectHandler onDisconnect = nullptr);
   ~ServiceServer();
   ServiceServer(const ServiceServer&) = delete;
   ServiceServer& operator=(const ServiceServer&) = delete;
@@ -96,6 +102,11 @@ class ServiceServer {
 
  private:
   class Core;
+  enum class Ports : std::uint8_t { kExact, kNear };
+  static ara::core::Result<std::unique_ptr<ServiceServer>> OpenAt(Ports ports, asio::io_context& loop,
+                                                                  const ServiceServerOptions& options,
+                                                                  RequestHandler onRequest,
+                                                                  DisconnectHandler onDisconnect);
   explicit ServiceServer(std::shared_ptr<Core> core);
 
   std::shared_ptr<Core> core_;  // shared with handlers that the loop still holds and with responders

@@ -431,7 +431,7 @@ TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
 
   peer.send_to(asio::buffer(bytes, 7), from);
   EXPECT_TRUE(Eventually([this] { return client_->Counts().malformed == 1; }));
-  EXPECT_EQ(client_->Counts().Lost(), 1U);
+  EXPECT_EQ(client_->Counts().Lost(), 0U);
 }
 
 /// Sends by hand, also to a group on the loopback interface. While it is there nobody else has the number of its port,
@@ -485,7 +485,7 @@ TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly
   Inbox atSecond;
   second.SetEventHandler(kEvent, [&](const MessageHeader& header, auto payload) { atSecond.Put(header, payload); });
   ASSERT_TRUE(client_->JoinMulticast(group));
-  ASSERT_TRUE(client_->JoinMulticast(group));  // for another eventgroup
+  ASSERT_TRUE(client_->JoinMulticast(group));  // again, which changes nothing
   ASSERT_TRUE(second.JoinMulticast(group));
 
   stranger.SendEvent(group, Counting(1));
@@ -504,12 +504,9 @@ TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly
   EXPECT_EQ(client_->Counts().foreign, 2U);
 
   client_->LeaveMulticast(group);
-  server.SendEvent(group, Counting(5));
-  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
-  client_->LeaveMulticast(group);
   server.SendEvent(group, Counting(6));
   server.SendEvent(own, Counting(7));
-  ASSERT_TRUE(Eventually([&] { return events_.Size() == 5 && atSecond.Size() == 4; }));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
   EXPECT_EQ(events_.Payloads().back(), Counting(7));
   EXPECT_EQ(client_->Counts().malformed, 1U) << "counts outlive the membership";
 
