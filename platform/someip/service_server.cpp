@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include <asio/post.hpp>
+
 #include "platform/log/qor_log.h"
 #include "platform/someip/answer_sink.h"
 #include "platform/someip/callback_gate.h"
@@ -96,6 +98,22 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
   }
 
   Notifier& Events() { return notifier_; }
+
+  ara::core::Result<void> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {
+    const auto added = notifier_.AddSubscriber(eventgroupId, subscriber, isReliable);
+    if (!added) {
+      return added.Error();
+    }
+    if (added.Value()) {
+      asio::post(loop_, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+          self->notifier_.SendFields();
+        }
+      });
+    }
+    return {};
+  }
+
   std::optional<Endpoint> UdpEndpoint() const { return udp_ ? std::optional(udp_->Local()) : std::nullopt; }
   std::optional<Endpoint> TcpEndpoint() const { return tcp_ ? std::optional(tcp_->Local()) : std::nullopt; }
 
@@ -340,7 +358,7 @@ ara::core::Result<void> ServiceServer::Notify(std::uint16_t eventId, std::span<c
 
 ara::core::Result<void> ServiceServer::AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber,
                                                      bool isReliable) {
-  return core_->Events().AddSubscriber(eventgroupId, subscriber, isReliable);
+  return core_->AddSubscriber(eventgroupId, subscriber, isReliable);
 }
 
 bool ServiceServer::RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {

@@ -87,9 +87,9 @@ class ServiceServer {
   /// once warm. Errors: kUnknownEvent, kTooLarge, kNotSent (somebody may have got it all the same).
   ara::core::Result<void> Notify(std::uint16_t eventId, std::span<const std::uint8_t> payload);
 
-  /// The last payloads of the eventgroup's fields follow at once when the subscription is new. A reliable subscriber
-  /// is the remote endpoint of a TCP connection; one whose connection is not here yet gets everything once it is.
-  /// Error: kNotOpen.
+  /// Returns at once. When the subscription is new, the last payloads of the eventgroup's fields follow from the loop's
+  /// thread, unless a newer one has been sent to the subscriber until then. A reliable subscriber is the remote
+  /// endpoint of a TCP connection; one whose connection is not here yet gets everything once it is. Error: kNotOpen.
   ara::core::Result<void> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
   /// False when there is no such subscriber.
   bool RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
