@@ -49,6 +49,7 @@ void StreamConnector::ConnectTcp(const someip::Endpoint& endpoint) {
   socket_.async_connect(peer, [self = shared_from_this()](const asio::error_code& error) {
     if (!error) {
       someip::SetUpTcp(self->socket_.native_handle());
+      someip::LimitUntaken(self->socket_.native_handle());
     }
     self->Finish(error);
   });

@@ -15,7 +15,7 @@ namespace qor::ipc {
 
 /// Makes one stream connection, by TCP or to a Unix-domain socket as the address says (stream_address.h). A Unix-domain
 /// peer that is behind with accepting is tried until it takes the connection; one by TCP has 3 s. Its connection ends
-/// when the peer's host has not answered for 5 s, even if nothing is sent. On the io thread.
+/// when the peer's host has vanished for 5 s, or has not taken for as long what was sent. On the io thread.
 class StreamConnector : public std::enable_shared_from_this<StreamConnector> {  // shared with what the loop holds
  public:
   using Socket = asio::generic::stream_protocol::socket;

@@ -45,7 +45,7 @@ void ClientConnection::Connect(const std::optional<Endpoint>& server, ConnectHan
   if (server) {
     BeginLocked(*server, std::move(onConnected), std::move(onClosed));
   } else {
-    Fail(std::move(onConnected), MakeError(WireError::kNotOpen, "the server's TCP endpoint is not known"));
+    FailLocked(std::move(onConnected), MakeError(WireError::kNotOpen, "the server's TCP endpoint is not known"));
   }
 }
 
@@ -68,7 +68,7 @@ void ClientConnection::BeginLocked(const Endpoint& server, ConnectHandler onConn
     connecting_.bind(ToAsio<tcp>({settings_.localAddress, 0}), error);
   }
   if (error) {
-    Fail(std::move(onConnected), ConnectError(server, error));
+    FailLocked(std::move(onConnected), ConnectError(server, error));
     return;
   }
   connecting_.async_connect(ToAsio<tcp>(server),
@@ -85,18 +85,26 @@ ClientConnection::ClosedHandler ClientConnection::EndLocked() {
   if (connection_ != nullptr) {
     connection_->Close();
     connection_ = nullptr;
+    onLost_();
   }
-  onLost_();
   return std::exchange(onClosed_, nullptr);
 }
 
-void ClientConnection::Fail(ConnectHandler onConnected, const ara::core::ErrorCode& error) {
-  asio::post(loop_, [self = shared_from_this(), connected = std::move(onConnected), error] {
+/// The attempt could not even begin. It is the present one until another call or its handler ends it.
+void ClientConnection::FailLocked(ConnectHandler onConnected, const ara::core::ErrorCode& error) {
+  asio::error_code ignored;
+  connecting_.close(ignored);
+  asio::post(loop_, [self = shared_from_this(), attempt = attempt_, connected = std::move(onConnected), error] {
     const auto pass = self->gate_->Enter();
-    if (pass && connected) {
+    if (pass && connected && self->IsPresent(attempt)) {
       connected(error);
     }
   });
+}
+
+bool ClientConnection::IsPresent(std::uint64_t attempt) const {
+  const std::lock_guard lock(mutex_);
+  return attempt == attempt_;
 }
 
 void ClientConnection::OnConnect(std::uint64_t attempt, const Endpoint& server, const asio::error_code& error,
@@ -138,7 +146,7 @@ void ClientConnection::StartLocked() {
           sink->OnMessage(header, payload, true);
         }
       },
-      [weak = weak_from_this(), weakConnection](const std::string& reason) {
+      [weak = weak_from_this(), weakConnection](TcpEnd /*end*/, const std::string& reason) {
         const auto self = weak.lock();
         const auto from = weakConnection.lock();
         if (self != nullptr && from != nullptr) {

@@ -34,7 +34,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   using ConnectHandler = std::function<void(const ara::core::Result<Endpoint>& local)>;
   using ClosedHandler = std::function<void(const std::string& reason)>;
 
-  /// `onLost` is called when a connection or an attempt ends, whoever ends it, before there can be another one. The
+  /// `onLost` is called when a connection that was made ends, whoever ends it, before there can be another one. The
   /// lock is held meanwhile.
   ClientConnection(asio::io_context& loop, std::shared_ptr<CallbackGate> gate, const ClientConnectionSettings& settings,
                    std::weak_ptr<MessageSink> sink, std::function<void()> onLost);
@@ -51,7 +51,8 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
 
   void BeginLocked(const Endpoint& server, ConnectHandler onConnected, ClosedHandler onClosed);
   ClosedHandler EndLocked();
-  void Fail(ConnectHandler onConnected, const ara::core::ErrorCode& error);
+  void FailLocked(ConnectHandler onConnected, const ara::core::ErrorCode& error);
+  bool IsPresent(std::uint64_t attempt) const;
   void OnConnect(std::uint64_t attempt, const Endpoint& server, const asio::error_code& error,
                  const ConnectHandler& onConnected, ClosedHandler onClosed);
   void StartLocked();

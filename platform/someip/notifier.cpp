@@ -2,6 +2,7 @@
 #include "platform/someip/notifier.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -76,6 +77,7 @@ ara::core::Result<void> Notifier::Notify(std::uint16_t eventId, std::span<const 
   {
     const std::lock_guard lock(mutex_);
     destinations = event->destinations;
+    event->newcomers.clear();
   }
   if (!Send(settings, payload, *destinations)) {
     return MakeError(WireError::kNotSent, EventText(eventId) + ": the system did not take all datagrams");
@@ -110,40 +112,66 @@ std::uint16_t Notifier::NextSession() {
   return session;
 }
 
-ara::core::Result<void> Notifier::AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber,
+ara::core::Result<bool> Notifier::AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber,
                                                 bool isReliable) {
   if (isReliable ? !settings_.hasTcp : settings_.udp == nullptr) {
     return MakeError(WireError::kNotOpen, "eventgroup " + std::to_string(eventgroupId) + " cannot be subscribed by " +
                                               (isReliable ? "TCP" : "UDP") + ", which is not open");
   }
-  std::vector<EventPtr> fields;
-  Destinations to;
-  {
-    const std::lock_guard lock(mutex_);
-    if (!book_.Add(eventgroupId, subscriber, isReliable)) {
-      return {};
-    }
-    UpdateLocked();
-    fields = FieldsOfLocked(eventgroupId, isReliable);
-    const auto connection = connections_.find(subscriber);
-    if (!isReliable) {
-      to.udp.push_back(subscriber);
-    } else if (connection != connections_.end()) {
-      to.tcp.push_back(connection->second);
-    }
+  const std::lock_guard lock(mutex_);
+  if (!book_.Add(eventgroupId, subscriber, isReliable)) {
+    return false;
   }
-  SendLast(fields, to);
-  return {};
+  UpdateLocked();
+  return AddNewcomerLocked(eventgroupId, subscriber, isReliable);
 }
 
-/// A notification that is being sent meanwhile comes first or is the one that is sent here; never an older one last.
-void Notifier::SendLast(const std::vector<EventPtr>& fields, const Destinations& to) {
-  for (const EventPtr& field : fields) {
+/// To the fields of one eventgroup. False when it has none.
+bool Notifier::AddNewcomerLocked(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {
+  bool isAdded = false;
+  for (const auto& [eventId, event] : events_) {
+    const EventSettings& settings = event->settings;
+    if (settings.isField && settings.isReliable == isReliable &&
+        std::ranges::find(settings.eventgroups, eventgroupId) != settings.eventgroups.end()) {
+      event->newcomers.insert(subscriber);
+      isAdded = true;
+    }
+  }
+  return isAdded;
+}
+
+/// A notification that is being sent meanwhile comes first, or is the one that is sent here, or makes this one
+/// needless; never an older one last.
+void Notifier::SendFields() {
+  for (const EventPtr& field : FieldsWithNewcomers()) {
     const std::lock_guard sending(field->sending);
-    if (field->hasLast) {
+    if (const Destinations to = TakeNewcomers(*field); field->hasLast) {
       (void)Send(field->settings, field->last, to);  // what is unsent is counted by the socket
     }
   }
+}
+
+std::vector<Notifier::EventPtr> Notifier::FieldsWithNewcomers() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<EventPtr> fields;
+  for (const auto& [eventId, event] : events_) {
+    if (!event->newcomers.empty()) {
+      fields.push_back(event);
+    }
+  }
+  return fields;
+}
+
+/// Those of them who are subscribers still, and connected.
+Notifier::Destinations Notifier::TakeNewcomers(Event& field) {
+  const std::lock_guard lock(mutex_);
+  const auto newcomers = std::exchange(field.newcomers, {});
+  Destinations to;
+  std::ranges::copy_if(field.destinations->udp, std::back_inserter(to.udp),
+                       [&](const Endpoint& subscriber) { return newcomers.contains(subscriber); });
+  std::ranges::copy_if(field.destinations->tcp, std::back_inserter(to.tcp),
+                       [&](const Connection& connection) { return newcomers.contains(connection->Remote()); });
+  return to;
 }
 
 bool Notifier::RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {
@@ -165,22 +193,20 @@ std::size_t Notifier::SubscriberCount(std::uint16_t eventgroupId) const {
   return book_.Count(eventgroupId);
 }
 
-bool Notifier::AddConnection(std::shared_ptr<TcpConnection> connection, std::size_t maxConnections) {
-  std::vector<EventPtr> fields;
+bool Notifier::AddConnection(const std::shared_ptr<TcpConnection>& connection, std::size_t maxConnections) {
+  const Endpoint& peer = connection->Remote();
   {
     const std::lock_guard lock(mutex_);
     if (connections_.size() >= maxConnections) {
       return false;
     }
-    connections_[connection->Remote()] = connection;
+    connections_[peer] = connection;
     UpdateLocked();
-    // Its subscription may have overtaken it.
-    for (const std::uint16_t eventgroupId : book_.EventgroupsOf(connection->Remote(), true)) {
-      const auto some = FieldsOfLocked(eventgroupId, true);
-      fields.insert(fields.end(), some.begin(), some.end());
+    for (const std::uint16_t eventgroupId : book_.EventgroupsOf(peer, true)) {  // they may have overtaken it
+      AddNewcomerLocked(eventgroupId, peer, true);
     }
   }
-  SendLast(fields, {{}, {std::move(connection)}});
+  SendFields();
   return true;
 }
 
@@ -229,18 +255,6 @@ std::shared_ptr<const Notifier::Destinations> Notifier::FindDestinationsLocked(c
     }
   }
   return destinations;
-}
-
-std::vector<Notifier::EventPtr> Notifier::FieldsOfLocked(std::uint16_t eventgroupId, bool isReliable) const {
-  std::vector<EventPtr> fields;
-  for (const auto& [eventId, event] : events_) {
-    const EventSettings& settings = event->settings;
-    if (settings.isField && settings.isReliable == isReliable &&
-        std::ranges::find(settings.eventgroups, eventgroupId) != settings.eventgroups.end()) {
-      fields.push_back(event);
-    }
-  }
-  return fields;
 }
 
 }  // namespace qor::someip

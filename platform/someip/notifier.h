@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -39,7 +40,7 @@ struct NotifierSettings {
 };
 
 /// The events of one server, their subscribers, and the TCP connections that reliable subscribers made. Any thread. The
-/// methods are those of ServiceServer, which says what they do.
+/// methods are those of ServiceServer, which says what they do, unless they say it here.
 ///
 /// Order of locks: an event's sending, then mutex_. Sending keeps the order of one event's messages on the wire and is
 /// held meanwhile; mutex_ never is.
@@ -51,13 +52,17 @@ class Notifier {
   void RemoveEvent(std::uint16_t eventId);
   ara::core::Result<void> Notify(std::uint16_t eventId, std::span<const std::uint8_t> payload);
 
-  ara::core::Result<void> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
+  /// Sends nothing. True when fields are to be sent: by SendFields.
+  ara::core::Result<bool> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
+  /// Sends the last payloads of fields to those who have subscribed since the last one was sent. Keeps the caller for
+  /// messages that are being sent, and for the pauses between the bursts of segmented ones.
+  void SendFields();
   bool RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
   void RemoveAllSubscribers(const Endpoint& subscriber);
   std::size_t SubscriberCount(std::uint16_t eventgroupId) const;
 
-  /// False, and nothing done, when there are `maxConnections` already.
-  bool AddConnection(std::shared_ptr<TcpConnection> connection, std::size_t maxConnections);
+  /// Sends the fields that its peer has subscribed already. False, and nothing done, when there are `maxConnections`.
+  bool AddConnection(const std::shared_ptr<TcpConnection>& connection, std::size_t maxConnections);
   bool HasConnection(const Endpoint& peer) const;
   /// What its peer has subscribed goes with it.
   void RemoveConnection(const TcpConnection& connection);
@@ -73,6 +78,7 @@ class Notifier {
   struct Event {
     EventSettings settings;
     std::shared_ptr<const Destinations> destinations;  // guarded by mutex_; shared with messages that are being sent
+    std::set<Endpoint> newcomers;                      // guarded by mutex_; who has not got the last payload; of fields
 
     std::mutex sending;
     bool hasLast = false;            // guarded by sending
@@ -83,8 +89,9 @@ class Notifier {
   ara::core::Result<void> Check(const EventSettings& settings) const;
   std::shared_ptr<const Destinations> FindDestinationsLocked(const EventSettings& settings) const;
   void UpdateLocked();
-  std::vector<EventPtr> FieldsOfLocked(std::uint16_t eventgroupId, bool isReliable) const;
-  void SendLast(const std::vector<EventPtr>& fields, const Destinations& to);
+  bool AddNewcomerLocked(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
+  std::vector<EventPtr> FieldsWithNewcomers() const;
+  Destinations TakeNewcomers(Event& field);
   bool Send(const EventSettings& event, std::span<const std::uint8_t> payload, const Destinations& to);
   std::uint16_t NextSession();
 

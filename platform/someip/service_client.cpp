@@ -30,6 +30,7 @@ class ServiceClient::Core : public MessageSink, public std::enable_shared_from_t
         loop, gate_,
         UdpReceptionSettings{filter,
                              options_.localAddress,
+                             options_.mayBindEarly,
                              options_.receiveBuffer,
                              {.maxMessageSize = options_.maxMessageSize, .maxTotal = options_.maxUnfinished}},
         weak_from_this());
@@ -45,7 +46,8 @@ class ServiceClient::Core : public MessageSink, public std::enable_shared_from_t
   void SetServer(const Endpoints& server) {
     const std::lock_guard lock(mutex_);
     server_ = server;
-    reception_->SetSource(server.udp ? server.udp->address : Ipv4Address{});
+    const auto& known = server.udp ? server.udp : server.tcp;
+    reception_->SetSource(known ? known->address : Ipv4Address{});
   }
 
   ara::core::Result<Endpoint> OpenUdp() {

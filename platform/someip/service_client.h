@@ -27,11 +27,12 @@ struct ServiceClientOptions {
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
   Ipv4Address localAddress = kLoopbackAddress;
-  std::uint16_t clientId = 0;                   ///< must be unique among the clients of the server
-  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are dropped or refused
-  std::size_t maxUnfinished = 64U << 20U;       ///< bytes of segmented messages that are not whole yet, of each socket
-  std::size_t maxQueued = 64U << 20U;           ///< bytes waiting to go out by TCP before the connection is given up
-  std::chrono::milliseconds halfMessage{5000};  ///< in which the server has to bring a message that it began by TCP
+  bool mayBindEarly = false;                ///< the UDP socket can be opened while no interface has the local address
+  std::uint16_t clientId = 0;               ///< must be unique among the clients of the server
+  std::size_t maxMessageSize = 16U << 20U;  ///< bytes; larger payloads are dropped or refused
+  std::size_t maxUnfinished = 64U << 20U;   ///< bytes of segmented messages that are not whole yet, of each socket
+  std::size_t maxQueued = 64U << 20U;       ///< as TcpLimits says
+  std::chrono::milliseconds halfMessage{5000};  ///< as TcpLimits says; 0: no limit
   std::size_t receiveBuffer = 8U << 20U;        ///< bytes asked for each UDP socket
   TpSettings requestTp;                         ///< for requests by UDP that need more than one datagram
 };
@@ -56,20 +57,22 @@ class ServiceClient {
   ServiceClient& operator=(const ServiceClient&) = delete;
 
   /// Where the server is, as far as it is known. Messages by UDP are taken from the server's address only, once that is
-  /// known. A TCP connection to a former endpoint stays until ConnectTcp or CloseTcp.
+  /// known: its UDP endpoint's, else its TCP endpoint's. A TCP connection to a former endpoint stays until ConnectTcp
+  /// or CloseTcp.
   void SetServer(const Endpoints& server);
 
   /// Opens the UDP socket on any free port, or says which endpoint it has when it is open. Error: kSocket.
   ara::core::Result<Endpoint> OpenUdp();
   /// Receives also what the server sends to this group and port, on the interface that has the local address; from then
-  /// on events come both ways. As often as a group was joined it has to be left. The membership ends when the interface
-  /// loses the address. Errors: kBadArgument, kSocket.
+  /// on events come both ways. The membership stays while the interface is down or without address, and ends when the
+  /// interface is removed. Joining a group again renews the membership, which can lose what comes meanwhile; one call
+  /// leaves it, however often it was joined. A failed call leaves it not joined. Errors: kBadArgument, kSocket.
   ara::core::Result<void> JoinMulticast(const Endpoint& group);
   /// What has arrived before can still be handed out.
   void LeaveMulticast(const Endpoint& group);
   /// Connects anew to the server's TCP endpoint; an earlier connection or attempt ends without a call of its handlers.
   /// `onConnected` is called once; `onClosed` once, when a connection that was made ends by itself. An attempt to reach
-  /// a host that does not answer takes some seconds.
+  /// a host that does not answer takes some seconds; TcpConnection says when a connection to one that vanishes ends.
   void ConnectTcp(ConnectHandler onConnected, ClosedHandler onClosed);
   /// Without a call of the closed handler. Requests on their way end with kConnectionLost.
   void CloseTcp();

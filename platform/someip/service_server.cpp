@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include <asio/post.hpp>
+
 #include "platform/log/qor_log.h"
 #include "platform/someip/answer_sink.h"
 #include "platform/someip/callback_gate.h"
@@ -38,14 +40,27 @@ ara::core::Result<void> CheckOptions(const ServiceServerOptions& options) {
   return {};
 }
 
+/// With this port; else with any, when it may be another. The error is that of this one.
+template <class Open>
+auto OpenPort(std::uint16_t port, bool mayBeAnother, const Open& open) {
+  auto opened = open(port);
+  if (!opened && mayBeAnother) {
+    if (auto another = open(std::uint16_t{0})) {
+      return another;
+    }
+  }
+  return opened;
+}
+
 }  // namespace
 
 /// Lives as long as the loop may call it. After Close nothing happens any more.
 class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_this<Core> {
  public:
-  Core(const ServiceServerOptions& options, std::shared_ptr<UdpSocket> udp, std::shared_ptr<TcpListener> tcp,
-       RequestHandler onRequest, DisconnectHandler onDisconnect)
-      : options_(options),
+  Core(asio::io_context& loop, const ServiceServerOptions& options, std::shared_ptr<UdpSocket> udp,
+       std::shared_ptr<TcpListener> tcp, RequestHandler onRequest, DisconnectHandler onDisconnect)
+      : loop_(loop),
+        options_(options),
         udp_(std::move(udp)),
         tcp_(std::move(tcp)),
         onRequest_(std::move(onRequest)),
@@ -84,6 +99,22 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
   }
 
   Notifier& Events() { return notifier_; }
+
+  ara::core::Result<void> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {
+    const auto added = notifier_.AddSubscriber(eventgroupId, subscriber, isReliable);
+    if (!added) {
+      return added.Error();
+    }
+    if (added.Value()) {
+      asio::post(loop_, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+          self->notifier_.SendFields();
+        }
+      });
+    }
+    return {};
+  }
+
   std::optional<Endpoint> UdpEndpoint() const { return udp_ ? std::optional(udp_->Local()) : std::nullopt; }
   std::optional<Endpoint> TcpEndpoint() const { return tcp_ ? std::optional(tcp_->Local()) : std::nullopt; }
 
@@ -171,11 +202,11 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
             self->OnTcpMessage(header, payload, from);
           }
         },
-        [weak = weak_from_this(), weakConnection](const std::string& reason) {
+        [weak = weak_from_this(), weakConnection](TcpEnd end, const std::string& reason) {
           const auto self = weak.lock();
           const auto from = weakConnection.lock();
           if (self != nullptr && from != nullptr) {
-            self->OnClosed(*from, reason);
+            self->OnClosed(*from, end, reason);
           }
         });
   }
@@ -197,13 +228,19 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     }
   }
 
-  void OnClosed(const TcpConnection& connection, const std::string& reason) {
+  void OnClosed(const TcpConnection& connection, TcpEnd end, const std::string& reason) {
     const auto pass = gate_.Enter();
     if (!pass) {
       return;
     }
-    kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
-                 << ".[peer=" << connection.Remote().Text() << "]";
+    if (end == TcpEnd::kLimit) {
+      kLog.Warn("ServiceServer_CutOff_" + tcp_->Local().Text(), kLogIntervalMs)
+          << "A connection to service " << options_.serviceId << " was closed: " << reason
+          << ".[peer=" << connection.Remote().Text() << "]";
+    } else {
+      kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
+                   << ".[peer=" << connection.Remote().Text() << "]";
+    }
     notifier_.RemoveConnection(connection);
     if (onDisconnect_ != nullptr) {
       onDisconnect_(connection.Remote());
@@ -257,6 +294,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
     }
   }
 
+  asio::io_context& loop_;
   const ServiceServerOptions options_;
   const std::shared_ptr<UdpSocket> udp_;    // null: no UDP; shared with the notifier and the loop
   const std::shared_ptr<TcpListener> tcp_;  // null: no TCP; shared with the loop
@@ -272,27 +310,45 @@ ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::Open(asio::io_c
                                                                       const ServiceServerOptions& options,
                                                                       RequestHandler onRequest,
                                                                       DisconnectHandler onDisconnect) {
+  return OpenAt(Ports::kExact, loop, options, std::move(onRequest), std::move(onDisconnect));
+}
+
+ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::OpenNear(asio::io_context& loop,
+                                                                          const ServiceServerOptions& options,
+                                                                          RequestHandler onRequest,
+                                                                          DisconnectHandler onDisconnect) {
+  return OpenAt(Ports::kNear, loop, options, std::move(onRequest), std::move(onDisconnect));
+}
+
+ara::core::Result<std::unique_ptr<ServiceServer>> ServiceServer::OpenAt(Ports ports, asio::io_context& loop,
+                                                                        const ServiceServerOptions& options,
+                                                                        RequestHandler onRequest,
+                                                                        DisconnectHandler onDisconnect) {
   if (const auto checked = CheckOptions(options); !checked) {
     return checked.Error();
   }
   std::shared_ptr<UdpSocket> udp;
   std::shared_ptr<TcpListener> tcp;
   if (options.udpPort) {
-    auto opened = UdpSocket::Open(loop, {options.address, *options.udpPort}, options.receiveBuffer);
+    auto opened = OpenPort(*options.udpPort, ports == Ports::kNear, [&](std::uint16_t port) {
+      return UdpSocket::Open(loop, {options.address, port}, options.receiveBuffer, options.mayBindEarly);
+    });
     if (!opened) {
       return opened.Error();
     }
     udp = std::move(opened).Value();
   }
   if (options.tcpPort) {
-    auto opened = TcpListener::Open(loop, {options.address, *options.tcpPort});
+    auto opened = OpenPort(*options.tcpPort, ports == Ports::kNear, [&](std::uint16_t port) {
+      return TcpListener::Open(loop, {options.address, port}, options.mayBindEarly);
+    });
     if (!opened) {
       return opened.Error();
     }
     tcp = std::move(opened).Value();
   }
-  auto core =
-      std::make_shared<Core>(options, std::move(udp), std::move(tcp), std::move(onRequest), std::move(onDisconnect));
+  auto core = std::make_shared<Core>(loop, options, std::move(udp), std::move(tcp), std::move(onRequest),
+                                     std::move(onDisconnect));
   core->Start();
   return std::unique_ptr<ServiceServer>(new ServiceServer(std::move(core)));
 }
@@ -315,7 +371,7 @@ ara::core::Result<void> ServiceServer::Notify(std::uint16_t eventId, std::span<c
 
 ara::core::Result<void> ServiceServer::AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber,
                                                      bool isReliable) {
-  return core_->Events().AddSubscriber(eventgroupId, subscriber, isReliable);
+  return core_->AddSubscriber(eventgroupId, subscriber, isReliable);
 }
 
 bool ServiceServer::RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable) {

@@ -25,13 +25,14 @@ struct ServiceServerOptions {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;  ///< not on this wire; for log lines
   std::uint8_t majorVersion = 1;
-  Ipv4Address address = kLoopbackAddress;     ///< the local address that is listened on
-  std::optional<std::uint16_t> udpPort;       ///< nothing: no UDP; 0: any port
-  std::optional<std::uint16_t> tcpPort;       ///< nothing: no TCP; 0: any port
-  std::size_t maxMessageSize = 16U << 20U;    ///< bytes; larger payloads are refused in both directions
-  std::optional<std::size_t> maxRequestSize;  ///< bytes; nothing: maxMessageSize is the limit of requests too
-  std::size_t maxQueued = 64U << 20U;  ///< bytes waiting for one TCP peer beside one message; above it is dropped
-  std::chrono::milliseconds halfMessage{5000};  ///< in which a TCP peer has to bring a message that it began
+  Ipv4Address address = kLoopbackAddress;       ///< the local address that is listened on
+  bool mayBindEarly = false;                    ///< the ports can be opened while no interface has the address
+  std::optional<std::uint16_t> udpPort;         ///< nothing: no UDP; 0: any port
+  std::optional<std::uint16_t> tcpPort;         ///< nothing: no TCP; 0: any port
+  std::size_t maxMessageSize = 16U << 20U;      ///< bytes; larger payloads are refused in both directions
+  std::optional<std::size_t> maxRequestSize;    ///< bytes; nothing: maxMessageSize is the limit of requests too
+  std::size_t maxQueued = 64U << 20U;           ///< of a TCP connection, as TcpLimits says
+  std::chrono::milliseconds halfMessage{5000};  ///< of a TCP connection, as TcpLimits says; 0: no limit
   /// A TCP peer's next request is taken when the answers that were given up to then wait no more.
   bool answersInTurn = false;
   std::size_t maxConnections = 64;        ///< further TCP connections are closed at once
@@ -67,6 +68,11 @@ class ServiceServer {
                                                                 const ServiceServerOptions& options,
                                                                 RequestHandler onRequest = nullptr,
                                                                 DisconnectHandler onDisconnect = nullptr);
+  /// The same, but in place of a port that cannot be had it takes any. What it took is told by the endpoints.
+  static ara::core::Result<std::unique_ptr<ServiceServer>> OpenNear(asio::io_context& loop,
+                                                                    const ServiceServerOptions& options,
+                                                                    RequestHandler onRequest = nullptr,
+                                                                    DisconnectHandler onDisconnect = nullptr);
   ~ServiceServer();
   ServiceServer(const ServiceServer&) = delete;
   ServiceServer& operator=(const ServiceServer&) = delete;
@@ -84,9 +90,9 @@ class ServiceServer {
   /// once warm. Errors: kUnknownEvent, kTooLarge, kNotSent (somebody may have got it all the same).
   ara::core::Result<void> Notify(std::uint16_t eventId, std::span<const std::uint8_t> payload);
 
-  /// The last payloads of the eventgroup's fields follow at once when the subscription is new. A reliable subscriber
-  /// is the remote endpoint of a TCP connection; one whose connection is not here yet gets everything once it is.
-  /// Error: kNotOpen.
+  /// Returns at once. When the subscription is new, the last payloads of the eventgroup's fields follow from the loop's
+  /// thread, unless a newer one has been sent to the subscriber until then. A reliable subscriber is the remote
+  /// endpoint of a TCP connection; one whose connection is not here yet gets everything once it is. Error: kNotOpen.
   ara::core::Result<void> AddSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
   /// False when there is no such subscriber.
   bool RemoveSubscriber(std::uint16_t eventgroupId, const Endpoint& subscriber, bool isReliable);
@@ -101,6 +107,11 @@ class ServiceServer {
 
  private:
   class Core;
+  enum class Ports : std::uint8_t { kExact, kNear };
+  static ara::core::Result<std::unique_ptr<ServiceServer>> OpenAt(Ports ports, asio::io_context& loop,
+                                                                  const ServiceServerOptions& options,
+                                                                  RequestHandler onRequest,
+                                                                  DisconnectHandler onDisconnect);
   explicit ServiceServer(std::shared_ptr<Core> core);
 
   std::shared_ptr<Core> core_;  // shared with handlers that the loop still holds and with responders

@@ -34,6 +34,8 @@ class StreamFramer {
 
   /// True while a message has begun and is not whole, or is kept.
   bool IsInMessage() const { return !buffer_.empty(); }
+  /// Bytes of that message so far.
+  std::size_t Begun() const { return buffer_.size(); }
 
  private:
   bool Cut(std::span<const std::uint8_t>& rest, const Handler& onMessage) const;

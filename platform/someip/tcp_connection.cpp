@@ -3,6 +3,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -20,6 +21,8 @@ using asio::ip::tcp;
 
 /// A queue that was once long does not keep its memory.
 constexpr std::size_t kKeptCapacity = 256U << 10U;
+/// What TcpLimits::halfMessage takes for granted: 100 kB/s.
+constexpr std::chrono::microseconds kTimePerByte{10};
 
 Endpoint LocalOf(const tcp::socket& socket) {
   asio::error_code ignored;
@@ -41,6 +44,9 @@ TcpConnection::TcpConnection(tcp::socket socket, const TcpLimits& limits)
       halfMessage_(socket.get_executor()),
       socket_(std::move(socket)) {
   SetUpTcp(socket_.native_handle());
+  if (limits_.inTurn) {
+    LimitUntaken(socket_.native_handle());
+  }
 }
 
 void TcpConnection::Start(MessageHandler onMessage, ClosedHandler onClosed) {
@@ -70,7 +76,7 @@ void TcpConnection::Read() {
                               return;
                             }
                             const std::lock_guard failing(self->mutex_);
-                            self->FailLocked(error.message());
+                            self->FailLocked(TcpEnd::kPeer, error.message());
                           });
 }
 
@@ -80,26 +86,32 @@ void TcpConnection::Take(std::span<const std::uint8_t> bytes) {
   isMessageEnded_ = false;
   if (!framer_.Feed(bytes, onMessage_)) {
     const std::lock_guard lock(mutex_);
-    FailLocked("the peer sent what is no SOME/IP message or one that is too large");
+    FailLocked(TcpEnd::kLimit, "the peer sent what is no SOME/IP message or one that is too large");
     return;
   }
   if (framer_.IsPaused()) {
     return;
   }
-  if (framer_.IsInMessage() && (!wasInMessage || isMessageEnded_)) {
+  const bool isNewMessage = !wasInMessage || isMessageEnded_;
+  if (framer_.IsInMessage() && (isNewMessage || isOverdue_) && limits_.halfMessage.count() != 0) {
     messageBegun_ = std::chrono::steady_clock::now();
     if (!isWatching_) {
       WatchHalfMessage();
     }
   }
+  isOverdue_ = false;
   Read();
 }
 
+std::chrono::steady_clock::time_point TcpConnection::HalfMessageDue() const {
+  return messageBegun_ + limits_.halfMessage + kTimePerByte * static_cast<std::int64_t>(framer_.Begun());
+}
+
 /// The timer is not touched for each message: it looks when the present one would be overdue, and if that has become
-/// whole meanwhile, waits for the one that is there then.
+/// whole or longer meanwhile, waits on. A long one earns much time, which the next one must not have.
 void TcpConnection::WatchHalfMessage() {
   isWatching_ = true;
-  halfMessage_.expires_at(messageBegun_ + limits_.halfMessage);
+  halfMessage_.expires_at(std::min(HalfMessageDue(), std::chrono::steady_clock::now() + limits_.halfMessage));
   halfMessage_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
     const auto self = weak.lock();
     if (!error && self != nullptr) {
@@ -108,17 +120,24 @@ void TcpConnection::WatchHalfMessage() {
   });
 }
 
+/// When this process was busy or stopped, the rest may lie in the system's buffer, or in ours on its way to Take():
+/// nobody is cut off before that has been read.
 void TcpConnection::OnHalfMessageDue() {
   isWatching_ = false;
   if (!framer_.IsInMessage() || framer_.IsPaused()) {
     return;
   }
-  if (messageBegun_ + limits_.halfMessage > std::chrono::steady_clock::now()) {
+  if (HalfMessageDue() > std::chrono::steady_clock::now()) {
     WatchHalfMessage();
     return;
   }
   const std::lock_guard lock(mutex_);
-  FailLocked("the peer sent half a message and did not go on");
+  asio::error_code ignored;
+  if (!std::exchange(isOverdue_, true) || socket_.available(ignored) > 0) {
+    WatchHalfMessage();
+    return;
+  }
+  FailLocked(TcpEnd::kLimit, "the peer sent half a message and did not go on");
 }
 
 bool TcpConnection::Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
@@ -134,7 +153,7 @@ bool TcpConnection::Send(std::span<const std::uint8_t> head, std::span<const std
     return true;
   }
   if (!queue_.empty() && queue_.size() - queueBegin_ + head.size() + body.size() - written > limits_.maxQueued) {
-    FailLocked("the peer does not read");
+    FailLocked(TcpEnd::kLimit, "the peer does not read");
     return false;
   }
   const std::size_t headWritten = std::min(written, head.size());
@@ -158,7 +177,7 @@ bool TcpConnection::WriteLocked(std::span<const std::uint8_t> head, std::span<co
     count = ::sendmsg(socket_.native_handle(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
   } while (count < 0 && errno == EINTR);
   if (count < 0 && errno != EAGAIN) {
-    FailLocked(asio::error_code(errno, asio::system_category()).message());
+    FailLocked(TcpEnd::kPeer, asio::error_code(errno, asio::system_category()).message());
     return false;
   }
   written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
@@ -215,7 +234,7 @@ bool TcpConnection::WriteQueueLocked() {
 }
 
 /// The closed handler is called later, from the loop, because this runs on any thread.
-void TcpConnection::FailLocked(std::string reason) {
+void TcpConnection::FailLocked(TcpEnd end, std::string reason) {
   if (state_ != State::kOpen) {
     return;
   }
@@ -224,9 +243,9 @@ void TcpConnection::FailLocked(std::string reason) {
   if (!queue_.empty()) {  // the system would keep on trying
     socket_.set_option(asio::socket_base::linger(true, 0), ignored);
   }
-  asio::post(socket_.get_executor(), [self = shared_from_this(), text = std::move(reason)] {
+  asio::post(socket_.get_executor(), [self = shared_from_this(), end, text = std::move(reason)] {
     if (self->state_ == State::kFailed) {
-      self->onClosed_(text);
+      self->onClosed_(end, text);
     }
   });
   socket_.close(ignored);

@@ -22,7 +22,8 @@ constexpr std::chrono::milliseconds kAcceptRetry{100};
 
 }  // namespace
 
-ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_context& loop, const Endpoint& local) {
+ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_context& loop, const Endpoint& local,
+                                                                  bool mayBindEarly) {
   tcp::acceptor acceptor(loop);
   asio::error_code error;
   const auto failed = [&](const char* what) {
@@ -33,7 +34,9 @@ ara::core::Result<std::shared_ptr<TcpListener>> TcpListener::Open(asio::io_conte
     return failed("cannot open a socket for");
   }
   acceptor.set_option(asio::socket_base::reuse_address(true), error);  // also right after the last server ended
-  AllowFreeBind(acceptor.native_handle());
+  if (mayBindEarly) {
+    AllowFreeBind(acceptor.native_handle());
+  }
   acceptor.bind(ToAsio<tcp>(local), error);
   if (error) {
     return failed("cannot bind to");

@@ -20,8 +20,9 @@ class TcpListener : public std::enable_shared_from_this<TcpListener> {  // share
  public:
   using AcceptHandler = std::function<void(asio::ip::tcp::socket socket)>;
 
-  /// Port 0 takes any. Error: kSocket.
-  static ara::core::Result<std::shared_ptr<TcpListener>> Open(asio::io_context& loop, const Endpoint& local);
+  /// Port 0 takes any. The address must be one that the host has now, unless it may be bound early. Error: kSocket.
+  static ara::core::Result<std::shared_ptr<TcpListener>> Open(asio::io_context& loop, const Endpoint& local,
+                                                              bool mayBindEarly);
   TcpListener(asio::ip::tcp::acceptor acceptor, const Endpoint& local);
 
   /// Call it once.

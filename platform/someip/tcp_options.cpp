@@ -20,7 +20,8 @@ void SetUpTcp(int descriptor) {
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, 2);
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, 1);
   SetOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, 3);
-  SetOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, 5000);
 }
+
+void LimitUntaken(int descriptor) { SetOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, 5000); }
 
 }  // namespace qor::someip

@@ -4,9 +4,15 @@
 
 namespace qor::someip {
 
-/// Sets up a connected TCP socket: small messages leave at once, and a host that vanishes ends the connection after
-/// 5 s, whether anything is sent to it or not. A system that cannot do that is none worse off.
+// For a connected TCP socket. A system that cannot do one of these is none worse off.
+
+/// Small messages leave at once, and the connection ends when the peer's host has vanished for 5 s. That holds while
+/// nothing is on the way there: as long as something is, the system repeats it, for some 15 min.
 void SetUpTcp(int descriptor);
+
+/// Ends the connection also when the peer has not taken for 5 s what was sent to it: its host has vanished, or its
+/// program has not read for so long that nothing more fits in between. Only for peers that always read.
+void LimitUntaken(int descriptor);
 
 }  // namespace qor::someip
 

@@ -30,7 +30,7 @@ UdpReception::UdpReception(asio::io_context& loop, std::shared_ptr<CallbackGate>
 ara::core::Result<std::shared_ptr<UdpSocket>> UdpReception::Open() {
   const std::lock_guard lock(mutex_);
   if (!own_) {
-    auto opened = UdpSocket::Open(loop_, {settings_.localAddress, 0}, settings_.receiveBuffer);
+    auto opened = UdpSocket::Open(loop_, {settings_.localAddress, 0}, settings_.receiveBuffer, settings_.mayBindEarly);
     if (!opened) {
       return opened.Error();
     }
@@ -44,26 +44,33 @@ ara::core::Result<void> UdpReception::Join(const Endpoint& group) {
     return MakeError(WireError::kBadArgument, group.Text() + " is no multicast group with a port");
   }
   const std::lock_guard lock(mutex_);
-  auto found = groups_.find(group);
+  const auto found = groups_.find(group);
   if (found == groups_.end()) {
     auto opened = UdpSocket::OpenGroup(loop_, group, settings_.localAddress, settings_.receiveBuffer);
     if (!opened) {
       return opened.Error();
     }
-    found = groups_.emplace(group, Group{Receive(std::move(opened).Value())}).first;
+    groups_.emplace(group, Receive(std::move(opened).Value()));
+    return {};
   }
-  ++found->second.joins;
-  return {};
+  auto renewed = found->second.socket->RenewMembership(settings_.localAddress);
+  if (!renewed) {
+    LeaveLocked(found);
+  }
+  return renewed;
 }
 
 void UdpReception::Leave(const Endpoint& group) {
   const std::lock_guard lock(mutex_);
-  const auto found = groups_.find(group);
-  if (found != groups_.end() && --found->second.joins == 0) {
-    found->second.channel.socket->Close();
-    found->second.channel.AddTo(left_);
-    groups_.erase(found);
+  if (const auto found = groups_.find(group); found != groups_.end()) {
+    LeaveLocked(found);
   }
+}
+
+void UdpReception::LeaveLocked(Groups::iterator group) {
+  group->second.socket->Close();
+  group->second.AddTo(left_);
+  groups_.erase(group);
 }
 
 void UdpReception::Close() {
@@ -71,8 +78,8 @@ void UdpReception::Close() {
   if (own_) {
     own_->socket->Close();
   }
-  for (const auto& [endpoint, group] : groups_) {
-    group.channel.socket->Close();
+  for (const auto& [group, channel] : groups_) {
+    channel.socket->Close();
   }
 }
 
@@ -83,8 +90,8 @@ ServiceClientCounts UdpReception::Counts() const {
   if (own_) {
     own_->AddTo(counts);
   }
-  for (const auto& [endpoint, group] : groups_) {
-    group.channel.AddTo(counts);
+  for (const auto& [group, channel] : groups_) {
+    channel.AddTo(counts);
   }
   return counts;
 }

@@ -27,6 +27,7 @@ namespace qor::someip {
 struct UdpReceptionSettings {
   MessageFilter filter;
   Ipv4Address localAddress;
+  bool mayBindEarly = false;
   std::size_t receiveBuffer = 0;  ///< bytes asked for a socket
   TpReassemblerOptions segments;
 };
@@ -59,14 +60,12 @@ class UdpReception : public std::enable_shared_from_this<UdpReception> {  // sha
 
     void AddTo(ServiceClientCounts& counts) const;
   };
-  struct Group {
-    Channel channel;
-    std::size_t joins = 0;
-  };
+  using Groups = std::map<Endpoint, Channel>;
 
   Channel Receive(std::shared_ptr<UdpSocket> socket);
   void OnBatch(MessageReader& reader, std::span<const IncomingDatagram> batch);
   bool Accept(const MessageHeader& header, Ipv4Address source);
+  void LeaveLocked(Groups::iterator group);
 
   asio::io_context& loop_;
   const std::shared_ptr<CallbackGate> gate_;  // shared with the client
@@ -75,10 +74,10 @@ class UdpReception : public std::enable_shared_from_this<UdpReception> {  // sha
   std::atomic<Ipv4Address> source_{};
   std::atomic<std::uint64_t> foreign_{0};
 
-  mutable std::mutex mutex_;          // guards all that follows
-  std::optional<Channel> own_;        // nothing: not opened
-  std::map<Endpoint, Group> groups_;  // that are joined
-  ServiceClientCounts left_;          // of groups that were left
+  mutable std::mutex mutex_;    // guards all that follows
+  std::optional<Channel> own_;  // nothing: not opened
+  Groups groups_;               // that are joined
+  ServiceClientCounts left_;    // of groups that were left
 };
 
 }  // namespace qor::someip

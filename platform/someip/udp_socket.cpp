@@ -52,6 +52,17 @@ void PrepareReception(int descriptor, std::size_t size) {
   }
 }
 
+asio::error_code JoinGroup(asio::ip::udp::socket& socket, Ipv4Address group, Ipv4Address interface) {
+  asio::error_code error;
+  socket.set_option(asio::ip::multicast::join_group(ToAsio(group), ToAsio(interface)), error);
+  return error;
+}
+
+ara::core::ErrorCode JoinError(const Endpoint& group, Ipv4Address interface, const asio::error_code& error) {
+  return MakeError(WireError::kSocket,
+                   "cannot receive from " + group.Text() + " on " + interface.Text() + ": " + error.message());
+}
+
 }  // namespace
 
 /// What recvmmsg fills. Half of the 4 MB are never touched, because datagrams are small.
@@ -116,7 +127,7 @@ UdpSocket::ReceiveBatch& UdpSocket::ThreadBatch() {
 }
 
 ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& loop, const Endpoint& local,
-                                                              std::size_t receiveBuffer) {
+                                                              std::size_t receiveBuffer, bool mayBindEarly) {
   asio::ip::udp::socket socket(loop);
   asio::error_code error;
   const auto failed = [&](const char* what) {
@@ -127,7 +138,9 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::Open(asio::io_context& 
     return failed("cannot open a socket for");
   }
   PrepareReception(socket.native_handle(), receiveBuffer);
-  AllowFreeBind(socket.native_handle());
+  if (mayBindEarly) {
+    AllowFreeBind(socket.native_handle());
+  }
   socket.bind(ToAsio<asio::ip::udp>(local), error);
   if (error) {
     return failed("cannot bind to");
@@ -145,16 +158,25 @@ ara::core::Result<std::shared_ptr<UdpSocket>> UdpSocket::OpenGroup(asio::io_cont
   asio::error_code error = OpenGroupSocket(socket, group);
   if (!error) {
     PrepareReception(socket.native_handle(), receiveBuffer);
-    socket.set_option(asio::ip::multicast::join_group(ToAsio(group.address), ToAsio(interface)), error);
+    error = JoinGroup(socket, group.address, interface);
   }
   if (error) {
-    return MakeError(WireError::kSocket,
-                     "cannot receive from " + group.Text() + " on " + interface.Text() + ": " + error.message());
+    return JoinError(group, interface, error);
   }
   return std::make_shared<UdpSocket>(std::move(socket), group);
 }
 
 UdpSocket::UdpSocket(asio::ip::udp::socket socket, const Endpoint& local) : local_(local), socket_(std::move(socket)) {}
+
+ara::core::Result<void> UdpSocket::RenewMembership(Ipv4Address interface) {
+  const std::shared_lock lock(useMutex_);
+  asio::error_code ignored;  // of an interface that is not there
+  socket_.set_option(asio::ip::multicast::leave_group(ToAsio(local_.address), ToAsio(interface)), ignored);
+  if (const asio::error_code error = JoinGroup(socket_, local_.address, interface)) {
+    return JoinError(local_, interface, error);
+  }
+  return {};
+}
 
 void UdpSocket::Receive(BatchHandler handler) {
   handler_ = std::move(handler);

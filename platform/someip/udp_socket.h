@@ -41,15 +41,21 @@ class UdpSocket : public std::enable_shared_from_this<UdpSocket> {  // shared wi
   /// Datagrams of one call of the handler, and of one call of the system.
   static constexpr std::size_t kBatch = 64;
 
-  /// Binds to `local`; port 0 takes any. The receive buffer is as large as asked for when the process may do that, else
-  /// as large as the system lets it. Error: kSocket.
+  /// Binds to `local`; port 0 takes any. The address must be one that the host has now, unless it may be bound early.
+  /// The receive buffer is as large as asked for when the process may do that, else as large as the system lets it.
+  /// Error: kSocket.
   static ara::core::Result<std::shared_ptr<UdpSocket>> Open(asio::io_context& loop, const Endpoint& local,
-                                                            std::size_t receiveBuffer);
+                                                            std::size_t receiveBuffer, bool mayBindEarly);
   /// For what is sent to a multicast group and port on the interface that has this address. Any number of sockets of a
-  /// host can take the same. The membership ends when the interface loses the address. Error: kSocket.
+  /// host can take the same. The membership stays while the interface is down or without address, and ends when the
+  /// interface is removed. Error: kSocket.
   static ara::core::Result<std::shared_ptr<UdpSocket>> OpenGroup(asio::io_context& loop, const Endpoint& group,
                                                                  Ipv4Address interface, std::size_t receiveBuffer);
   UdpSocket(asio::ip::udp::socket socket, const Endpoint& local);
+
+  /// For the socket of a group: leaves it and joins it again, on the interface that has this address now. What comes in
+  /// between is lost. Error: kSocket.
+  ara::core::Result<void> RenewMembership(Ipv4Address interface);
 
   /// Call it once. The handler may close the socket.
   void Receive(BatchHandler handler);

@@ -467,7 +467,7 @@ TEST_F(SomeipWireTest, AnErrorInAResponseIsAnErrorAndStrangersAreNotHeard) {
 
   server.Send(from, Counting(7));
   EXPECT_TRUE(Eventually([this] { return client_->Counts().malformed == 1; }));
-  EXPECT_EQ(client_->Counts().Lost(), 1U);
+  EXPECT_EQ(client_->Counts().Lost(), 0U);
 }
 
 TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly) {
@@ -481,7 +481,7 @@ TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly
   Inbox atSecond;
   second.SetEventHandler(kEvent, [&](const MessageHeader& header, auto payload) { atSecond.Put(header, payload); });
   ASSERT_TRUE(client_->JoinMulticast(group));
-  ASSERT_TRUE(client_->JoinMulticast(group));  // for another eventgroup
+  ASSERT_TRUE(client_->JoinMulticast(group));  // again, which changes nothing
   ASSERT_TRUE(second.JoinMulticast(group));
 
   RawUdp("127.0.0.2").Send(group, Message(event, Counting(1)));
@@ -500,14 +500,10 @@ TEST_F(SomeipWireTest, MulticastComesToAllThatJoinedTheGroupAndFromTheServerOnly
   EXPECT_EQ(client_->Counts().foreign, 2U);
 
   client_->LeaveMulticast(group);
-  server.Send(group, Message(event, Counting(5)));
-  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
-  client_->LeaveMulticast(group);
   server.Send(group, Message(event, Counting(6)));
   server.Send(own, Message(event, Counting(7)));
-  ASSERT_TRUE(Eventually([&] { return events_.Size() == 5 && atSecond.Size() == 4; }));
-  EXPECT_EQ(events_.Payloads(),
-            (std::vector<Bytes>{Counting(4), Counting(1600), Counting(1500), Counting(5), Counting(7)}));
+  ASSERT_TRUE(Eventually([&] { return events_.Size() == 4 && atSecond.Size() == 3; }));
+  EXPECT_EQ(events_.Payloads(), (std::vector<Bytes>{Counting(4), Counting(1600), Counting(1500), Counting(7)}));
   EXPECT_EQ(client_->Counts().malformed, 1U) << "counts outlive the membership";
 
   const auto join = [](ServiceClient& client, const Endpoint& to) { return client.JoinMulticast(to).Error().Value(); };

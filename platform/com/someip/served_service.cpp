@@ -38,12 +38,9 @@ Result<std::unique_ptr<someip::ServiceServer>> OpenServer(const maintaind::Somei
   if (event.tcpPort != 0 || event.isReliable) {
     options.tcpPort = event.tcpPort;
   }
-  auto server = someip::ServiceServer::Open(SomeipLoop(), options);
-  if (!server && (event.udpPort != 0 || event.tcpPort != 0)) {
-    kLog.Info() << Text(ServiceOf(event)) << ": " << server.Error().Message() << "; it takes other ports.";
-    options.udpPort = 0;
-    options.tcpPort = options.tcpPort ? std::optional<std::uint16_t>(0) : std::nullopt;
-    server = someip::ServiceServer::Open(SomeipLoop(), options);
+  auto server = someip::ServiceServer::OpenNear(SomeipLoop(), options);
+  if (const std::string replaced = server ? ReplacedPorts(options, *server.Value()) : ""; !replaced.empty()) {
+    kLog.Info() << Text(ServiceOf(event)) << ": " << replaced << ".";
   }
   return server;
 }

@@ -21,7 +21,8 @@ namespace qor::com {
 /// offer at the daemon. Exists as long as somebody publishes one of its events. Any thread.
 class ServedService : public std::enable_shared_from_this<ServedService> {
  public:
-  /// Opens the ports, those of the record when they are free. Errors: TransportError::kLibrary with the reason.
+  /// Opens the ports: those of the record, and any in place of one that cannot be had. Errors: TransportError::kLibrary
+  /// with the reason.
   static ara::core::Result<std::shared_ptr<ServedService>> Open(const maintaind::SomeipEventInfo& event);
   ~ServedService();
   ServedService(const ServedService&) = delete;

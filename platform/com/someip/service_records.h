@@ -16,6 +16,9 @@ maintaind::OfferedEvent OfferedEventOf(const maintaind::SomeipEventInfo& event);
 someip::EventSettings SettingsOf(const maintaind::OfferedEvent& event);
 /// "service 0x1234, instance 1, version 1".
 std::string Text(const maintaind::ServiceIndex& service);
+/// What ServiceServer::OpenNear took in place of the ports that were asked for: "UDP port 40001 cannot be had, 51234 is
+/// in its place". Empty when it took those.
+std::string ReplacedPorts(const someip::ServiceServerOptions& asked, const someip::ServiceServer& opened);
 
 }  // namespace qor::com
 

@@ -23,15 +23,13 @@ constexpr QorLog kLog("SomeipGateway");
 constexpr std::chrono::milliseconds kConnectRetry{500};
 constexpr std::uint32_t kLogIntervalMs = 5000;
 
-Result<std::unique_ptr<someip::ServiceServer>> OpenServer(asio::io_context& loop, someip::ServiceServerOptions options,
+Result<std::unique_ptr<someip::ServiceServer>> OpenServer(asio::io_context& loop,
+                                                          const someip::ServiceServerOptions& options,
                                                           const ServiceIndex& service,
                                                           const someip::ServiceServer::DisconnectHandler& onGone) {
-  auto server = someip::ServiceServer::Open(loop, options, nullptr, onGone);
-  if (!server && (options.udpPort.value_or(0) != 0 || options.tcpPort.value_or(0) != 0)) {
-    kLog.Warn() << com::Text(service) << ": " << server.Error().Message() << "; it takes other ports.";
-    options.udpPort = options.udpPort ? std::optional<std::uint16_t>(0) : std::nullopt;
-    options.tcpPort = options.tcpPort ? std::optional<std::uint16_t>(0) : std::nullopt;
-    server = someip::ServiceServer::Open(loop, options, nullptr, onGone);
+  auto server = someip::ServiceServer::OpenNear(loop, options, nullptr, onGone);
+  if (const std::string replaced = server ? com::ReplacedPorts(options, *server.Value()) : ""; !replaced.empty()) {
+    kLog.Warn() << com::Text(service) << ": " << replaced << ".";
   }
   return server;
 }
