@@ -40,6 +40,7 @@ someip::ServiceClientOptions ClientOptions(const EventRelay::Options& options) {
   client.instanceId = options.service.instanceId;
   client.majorVersion = options.service.majorVersion;
   client.localAddress = options.sourceAddress;
+  client.mayBindEarly = true;
   return client;
 }
 
@@ -77,6 +78,7 @@ Result<std::shared_ptr<EventRelay>> EventRelay::Open(const GatewayLoops& loops, 
   options.server.serviceId = options.service.serviceId;
   options.server.instanceId = options.service.instanceId;
   options.server.majorVersion = options.service.majorVersion;
+  options.server.mayBindEarly = true;  // networks come and go, ports stay
   // The server's news come on the paced loop; the place is read and written on the control loop only.
   const auto place = std::make_shared<std::weak_ptr<EventRelay>>();
   auto server = OpenServer(loops.paced, options.server, options.service,
