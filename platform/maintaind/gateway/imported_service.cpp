@@ -206,34 +206,40 @@ void ImportedService::OnSubscriptionState(const someip::sd::Subscription& subscr
 void ImportedService::SetMulticast(Eventgroup& group, const std::optional<someip::Endpoint>& multicast) {
   if (group.multicast != multicast) {
     const auto before = std::exchange(group.multicast, multicast);
-    group.isJoined = false;
-    const bool isShared = std::ranges::any_of(
-        eventgroups_, [&](const auto& entry) { return before && entry.second.multicast == before; });
-    if (before && !isShared) {
+    if (before && !IsMulticastUsed(*before)) {
       relay_->Client().LeaveMulticast(*before);
+      joined_.erase(*before);
     }
   }
-  if (!group.isJoined) {
-    Join(group);
+  if (multicast && !joined_.contains(*multicast)) {
+    Join(*multicast);
   }
 }
 
-void ImportedService::Join(Eventgroup& group) {
-  if (!group.multicast) {
+bool ImportedService::IsMulticastUsed(const someip::Endpoint& multicast) const {
+  return std::ranges::any_of(eventgroups_, [&](const auto& entry) { return entry.second.multicast == multicast; });
+}
+
+void ImportedService::Join(const someip::Endpoint& multicast) {
+  if (const auto joined = relay_->Client().JoinMulticast(multicast); !joined) {
+    joined_.erase(multicast);
+    kLog.Warn("ImportedService_Join", kLogIntervalMs)
+        << "The messages of " << com::Text(offer_.service) << " to " << multicast.Text()
+        << " cannot be received: " << joined.Error().Message();
     return;
   }
-  const auto joined = relay_->Client().JoinMulticast(*group.multicast);
-  group.isJoined = joined.HasValue();
-  if (!joined) {
-    kLog.Warn("ImportedService_Join", kLogIntervalMs)
-        << "The messages of " << com::Text(offer_.service) << " to " << group.multicast->Text()
-        << " cannot be received: " << joined.Error().Message();
-  }
+  joined_.insert(multicast);
 }
 
 void ImportedService::OnNetworkUp() {
-  for (auto& [id, group] : eventgroups_) {
-    Join(group);
+  std::set<someip::Endpoint> used;
+  for (const auto& [id, group] : eventgroups_) {
+    if (group.multicast) {
+      used.insert(*group.multicast);
+    }
+  }
+  for (const someip::Endpoint& multicast : used) {
+    Join(multicast);
   }
 }
 

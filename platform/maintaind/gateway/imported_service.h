@@ -64,7 +64,6 @@ class ImportedService {
     std::set<Taker> takers;
     someip::Endpoints asked;                    ///< the own endpoints in the subscription; none: not subscribed
     std::optional<someip::Endpoint> multicast;  ///< where its messages come besides
-    bool isJoined = false;                      ///< to that
   };
 
   ara::core::Result<void> Offer();
@@ -73,7 +72,8 @@ class ImportedService {
   void UpdateSubscriptions();
   void Ask(std::uint16_t id, Eventgroup& group);
   void SetMulticast(Eventgroup& group, const std::optional<someip::Endpoint>& multicast);
-  void Join(Eventgroup& group);
+  bool IsMulticastUsed(const someip::Endpoint& multicast) const;
+  void Join(const someip::Endpoint& multicast);
   bool Takes(bool isReliable) const;
 
   ServiceBroker& broker_;
@@ -85,6 +85,7 @@ class ImportedService {
   ServiceOffer offer_;  ///< on this host
   std::map<std::uint16_t, OfferedEvent> events_;
   std::map<std::uint16_t, Eventgroup> eventgroups_;
+  std::set<someip::Endpoint> joined_;  ///< multicast groups
 };
 
 }  // namespace qor::maintaind
