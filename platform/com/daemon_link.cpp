@@ -68,6 +68,7 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   void OnConnected(std::function<void()> handler) { connectedHandlers_.push_back(std::move(handler)); }
 
   void Remove(const std::string& key) {
+    refusedKeys_.erase(key);
     const auto removed = book_.Remove(key);
     if (removed && isGreeted_) {
       Request(removed->unregisterMethod, removed->unregisterPayload, [](const auto& /*nobody waits for it*/) {});
@@ -189,6 +190,8 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
   void Disconnect() {
     ++connection_;
     isGreeted_ = false;
+    refusedKeys_.clear();
+    refusedTimer_.cancel();
     client_.reset();
   }
 
@@ -197,7 +200,9 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
         registration.registerMethod, registration.registerPayload,
         [weak = weak_from_this(), key = registration.key](const ara::core::Result<ipc::StreamClient::Payload>& answer) {
           const auto self = weak.lock();
-          if (self != nullptr && !answer && IsFromDaemon(answer.Error())) {
+          if (self != nullptr && answer) {
+            self->refusedKeys_.erase(key);
+          } else if (self != nullptr && IsFromDaemon(answer.Error())) {
             self->OnRefused(key, answer.Error().Message());
           }
         });
@@ -222,9 +227,10 @@ class DaemonLink::Impl : public std::enable_shared_from_this<Impl> {
 
   /// What another application stood in the way of may be possible now.
   void RegisterRefused() {
-    for (const std::string& key : std::exchange(refusedKeys_, {})) {
-      if (const Registration* registration = book_.Find(key); registration != nullptr && isGreeted_) {
-        Register(*registration);
+    const std::set<std::string> refused = std::exchange(refusedKeys_, {});
+    for (const Registration& registration : book_.Entries()) {
+      if (refused.contains(registration.key)) {
+        Register(registration);
       }
     }
   }
@@ -319,7 +325,8 @@ void DaemonLink::Remove(const std::string& key) {
 }
 
 void DaemonLink::Listen(std::uint16_t eventId, NotificationHandler handler) {
-  asio::post(ipc::IoThread(), [impl = impl_, eventId, handler = std::move(handler)] { impl->Listen(eventId, handler); });
+  asio::post(ipc::IoThread(),
+             [impl = impl_, eventId, handler = std::move(handler)] { impl->Listen(eventId, handler); });
 }
 
 void DaemonLink::OnConnected(std::function<void()> handler) {

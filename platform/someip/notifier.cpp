@@ -215,15 +215,16 @@ bool Notifier::HasConnection(const Endpoint& peer) const {
   return connections_.contains(peer);
 }
 
-void Notifier::RemoveConnection(const TcpConnection& connection) {
+bool Notifier::RemoveConnection(const TcpConnection& connection) {
   const std::lock_guard lock(mutex_);
   const auto found = connections_.find(connection.Remote());
   if (found == connections_.end() || found->second.get() != &connection) {
-    return;
+    return false;
   }
   book_.RemoveAll(connection.Remote(), true);
   connections_.erase(found);
   UpdateLocked();
+  return true;
 }
 
 std::vector<std::shared_ptr<TcpConnection>> Notifier::Connections() const {

@@ -65,7 +65,8 @@ class Notifier {
   bool AddConnection(const std::shared_ptr<TcpConnection>& connection, std::size_t maxConnections);
   bool HasConnection(const Endpoint& peer) const;
   /// What its peer has subscribed goes with it.
-  void RemoveConnection(const TcpConnection& connection);
+  /// False when its peer is connected anew already: then nothing is done.
+  bool RemoveConnection(const TcpConnection& connection);
   std::vector<std::shared_ptr<TcpConnection>> Connections() const;
 
  private:

@@ -44,8 +44,9 @@ ara::core::Result<void> CheckOptions(const ServiceServerOptions& options) {
 template <class Open>
 auto OpenPort(std::uint16_t port, bool mayBeAnother, const Open& open) {
   auto opened = open(port);
-  if (!opened && mayBeAnother) {
+  if (!opened && mayBeAnother && port != 0) {
     if (auto another = open(std::uint16_t{0})) {
+      kLog.Info() << opened.Error().Message();
       return another;
     }
   }
@@ -241,8 +242,7 @@ class ServiceServer::Core : public AnswerSink, public std::enable_shared_from_th
       kLog.Debug() << "A connection to service " << options_.serviceId << " ended: " << reason
                    << ".[peer=" << connection.Remote().Text() << "]";
     }
-    notifier_.RemoveConnection(connection);
-    if (onDisconnect_ != nullptr) {
+    if (notifier_.RemoveConnection(connection) && onDisconnect_ != nullptr) {
       onDisconnect_(connection.Remote());
     }
   }

@@ -58,7 +58,7 @@ class ImportedServiceTest : public testing::Test, public BrokerPeers, public Bro
     remote.key = kKey;
     remote.host = someip::kLoopbackAddress;
     remote.endpoints = provider;
-    auto opened = ImportedService::Open({control_, events_.Loop(), paced_.Loop()}, broker_, *this,
+    auto opened = ImportedService::Open({control_, events_.Loop(), ports_.Loop(), ports_.Loop()}, broker_, *this,
                                         {someip::kLoopbackAddress, 3}, remote);
     ASSERT_TRUE(opened) << opened.Error().Message();
     imported_ = std::move(opened).Value();
@@ -86,7 +86,7 @@ class ImportedServiceTest : public testing::Test, public BrokerPeers, public Bro
   asio::io_context control_{1};
   const asio::executor_work_guard<asio::io_context::executor_type> guard_ = asio::make_work_guard(control_);
   LoopThread events_{"events"};
-  LoopThread paced_{"paced"};
+  LoopThread ports_{"ports"};
   ServiceBroker broker_{*this};
   ServiceState state_;
   std::vector<std::string> noted_;
@@ -117,7 +117,7 @@ TEST_F(ImportedServiceTest, AnEventReachesEverybodyWhateverEventgroupHeTakesItIn
   someip::ServiceServerOptions options;
   options.serviceId = kIndex.serviceId;
   options.udpPort = std::uint16_t{0};
-  auto provider = std::move(ServiceServer::Open(paced_.Loop(), options)).Value();
+  auto provider = std::move(ServiceServer::Open(ports_.Loop(), options)).Value();
   ASSERT_TRUE(provider->AddEvent({.eventId = 0x8001, .eventgroups = {1, 2}, .isField = true, .tp = {{}}}));
   Import({.udp = provider->UdpEndpoint(), .tcp = {}});
   std::atomic<int> received[2] = {0, 0};

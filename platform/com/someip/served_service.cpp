@@ -32,9 +32,7 @@ Result<std::unique_ptr<someip::ServiceServer>> OpenServer(const maintaind::Somei
   options.serviceId = event.serviceId;
   options.instanceId = event.instanceId;
   options.majorVersion = static_cast<std::uint8_t>(event.majorVersion);
-  if (event.udpPort != 0 || !event.isReliable) {
-    options.udpPort = event.udpPort;
-  }
+  options.udpPort = event.udpPort;
   if (event.tcpPort != 0 || event.isReliable) {
     options.tcpPort = event.tcpPort;
   }
@@ -60,7 +58,6 @@ ServedService::ServedService(const maintaind::SomeipEventInfo& event, std::uniqu
   offer_.service = ServiceOf(event);
   offer_.minorVersion = event.minorVersion;
   offer_.address = someip::kLoopbackAddress.Text();
-  offer_.udpPort = server_->UdpEndpoint() ? server_->UdpEndpoint()->port : 0;
   offer_.tcpPort = server_->TcpEndpoint() ? server_->TcpEndpoint()->port : 0;
   offer_.publicUdpPort = event.udpPort;
   offer_.publicTcpPort = event.tcpPort;
@@ -99,8 +96,13 @@ void ServedService::RemoveEvent(std::uint16_t eventId) {
 
 void ServedService::SendOfferLocked() {
   offer_.events.clear();
+  // The UDP port is always there, but a service by TCP alone does not offer it.
+  offer_.udpPort = offer_.publicUdpPort != 0 ? UdpPort() : std::uint16_t{0};
   for (const auto& [id, event] : events_) {
     offer_.events.push_back(event.description);
+    if (!event.description.isReliable) {
+      offer_.udpPort = UdpPort();
+    }
   }
   DaemonLink::Instance().Put({.key = key_,
                               .description = Text(offer_.service),

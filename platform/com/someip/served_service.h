@@ -35,7 +35,7 @@ class ServedService : public std::enable_shared_from_this<ServedService> {
     return server_->Notify(eventId, payload);
   }
   std::size_t SubscriberCount(const maintaind::OfferedEvent& event) const;
-  std::uint16_t UdpPort() const { return offer_.udpPort; }
+  std::uint16_t UdpPort() const { return server_->UdpEndpoint() ? server_->UdpEndpoint()->port : std::uint16_t{0}; }
   std::uint16_t TcpPort() const { return offer_.tcpPort; }
 
   // --- From the daemon ---
@@ -58,7 +58,7 @@ class ServedService : public std::enable_shared_from_this<ServedService> {
   const std::unique_ptr<someip::ServiceServer> server_;
   const std::string key_;  ///< of the offer
   std::mutex mutex_;
-  maintaind::ServiceOffer offer_;          // guarded by mutex_, but for the ports, which never change
+  maintaind::ServiceOffer offer_;          // guarded by mutex_, but for the TCP port, which never changes
   std::map<std::uint16_t, Event> events_;  // guarded by mutex_
   std::set<SubscriberKey> subscribers_;    // guarded by mutex_
   std::set<SubscriberKey> unconfirmed_;    // guarded by mutex_; of subscribers_, since the daemon is another one

@@ -13,6 +13,7 @@
 
 #include "platform/com/someip/service_records.h"
 #include "platform/log/qor_log.h"
+#include "platform/someip/wire_error.h"
 
 namespace qor::maintaind {
 namespace {
@@ -79,9 +80,9 @@ Result<std::shared_ptr<EventRelay>> EventRelay::Open(const GatewayLoops& loops, 
   options.server.instanceId = options.service.instanceId;
   options.server.majorVersion = options.service.majorVersion;
   options.server.mayBindEarly = true;  // networks come and go, ports stay
-  // The server's news come on the paced loop; the place is read and written on the control loop only.
+  // The server's news come on the loop of the ports; the place is read and written on the control loop only.
   const auto place = std::make_shared<std::weak_ptr<EventRelay>>();
-  auto server = OpenServer(loops.paced, options.server, options.service,
+  auto server = OpenServer(loops.ports, options.server, options.service,
                            [&control = loops.control, place](const someip::Endpoint& peer) {
                              asio::post(control, [place, peer] {
                                if (const auto self = place->lock(); self != nullptr && self->onPeerGone_ != nullptr) {
@@ -201,9 +202,12 @@ void EventRelay::SetEvent(const OfferedEvent& event) {
         << " is not passed on: " << added.Error().Message();
     return;
   }
-  const auto passOn = [server = server_, service = service_,
+  // Weak: what waits in a backlog must not keep the ports of a service that has ended.
+  const auto passOn = [weak = std::weak_ptr(server_), service = service_,
                        id = event.eventId](std::span<const std::uint8_t> payload) {
-    if (const auto sent = server->Notify(id, payload); !sent) {
+    const auto server = weak.lock();
+    const auto sent = server != nullptr ? server->Notify(id, payload) : Result<void>();
+    if (!sent && sent.Error().Value() != static_cast<std::int32_t>(someip::WireError::kUnknownEvent)) {
       kLog.Error("EventRelay_Notify_" + com::Text(service), kLogIntervalMs)
           << "A message of event " << id << " of " << com::Text(service)
           << " did not reach everybody: " << sent.Error().Message();
@@ -215,11 +219,13 @@ void EventRelay::SetEvent(const OfferedEvent& event) {
     return;
   }
   client_.SetEventHandler(
-      event.eventId, [passOn, backlog = std::make_shared<PacedBacklog>(loops_.paced)](
-                         const someip::MessageHeader& /*header*/, std::span<const std::uint8_t> payload) {
+      event.eventId,
+      [passOn, service = service_, id = event.eventId, backlog = std::make_shared<PacedBacklog>(loops_.paced)](
+          const someip::MessageHeader& /*header*/, std::span<const std::uint8_t> payload) {
         if (!backlog->Post(payload, passOn)) {
-          kLog.Error("EventRelay_Backlog", kLogIntervalMs)
-              << "Segmented messages come faster than their pauses let them go on; some are left out.";
+          kLog.Error("EventRelay_Backlog_" + com::Text(service), kLogIntervalMs)
+              << "Messages of event " << id << " of " << com::Text(service)
+              << " come faster than the pauses between their segments let them go on; some are left out.";
         }
       });
 }

@@ -20,7 +20,8 @@ namespace qor::maintaind {
 
 /// Takes the events of a service instance on one network, as its client, and gives them out on another, as a server:
 /// payloads pass unchanged, whole. Who subscribes on either side is its owner's business. All on the thread of the
-/// control loop; events pass on that of the event loop, those that pause between segments on that of the paced one.
+/// control loop; events pass on that of the event loop, those that pause between segments on that of the paced one. The
+/// ports on the other side have a loop too, so that nobody's pauses hold up TCP peers.
 class EventRelay : public std::enable_shared_from_this<EventRelay> {
  public:
   struct Options {
@@ -77,7 +78,7 @@ class EventRelay : public std::enable_shared_from_this<EventRelay> {
   bool hasTcpFailed_ = false;  ///< since the provider is there
   std::uint64_t attempt_ = 0;  ///< of ConnectTcp; the news of earlier ones are not looked at
   asio::steady_timer retry_;
-  const std::shared_ptr<someip::ServiceServer> server_;  // shared with the handlers of client_
+  const std::shared_ptr<someip::ServiceServer> server_;  // only its handlers share it, weakly
   someip::ServiceClient client_;                         // ends first: no handler runs any more
 };
 

@@ -10,7 +10,8 @@ namespace qor::maintaind {
 struct GatewayLoops {
   asio::io_context& control;  ///< the daemon's: service discovery, the broker, who takes what
   asio::io_context& events;   ///< passes events on
-  asio::io_context& paced;    ///< the same where a message pauses between its segments; takes TCP peers, too
+  asio::io_context& ports;    ///< TCP peers of the ports on either side, last values of fields
+  asio::io_context& paced;    ///< the same where a message pauses between its segments
 };
 
 }  // namespace qor::maintaind

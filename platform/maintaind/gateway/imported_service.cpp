@@ -243,6 +243,15 @@ void ImportedService::OnNetworkUp() {
   }
 }
 
+void ImportedService::Retry() {
+  for (auto& [id, group] : eventgroups_) {
+    SetMulticast(group, group.multicast);
+  }
+  if (Takes(false) && !relay_->Local().udp) {
+    UpdateSubscriptions();
+  }
+}
+
 void ImportedService::ReportLost() {
   const std::uint64_t lost = relay_->Client().Counts().Lost();
   if (lost == offer_.lost) {

@@ -54,6 +54,8 @@ class ImportedService {
   void OnSubscriptionState(const someip::sd::Subscription& subscription);
   /// The own interface may be a new one: memberships of multicast groups have gone with the old one.
   void OnNetworkUp();
+  /// Opens and joins what could not be before.
+  void Retry();
   /// Tells those who use the service how many messages did not arrive here.
   void ReportLost();
 

@@ -56,6 +56,7 @@ class SomeipGateway::Impl : public BrokerGateway,
         checkTimer_(loop),
         refreshTimer_(loop),
         events_("qor_gateway"),
+        ports_("qor_gateway_io"),
         paced_("qor_gateway_tp"),
         discovery_(std::in_place, loop, options.discovery, sd::SdSocketOptions{options.address, options.group}, *this,
                    [this](bool isUp) { OnNetwork(isUp); }) {}
@@ -94,6 +95,7 @@ class SomeipGateway::Impl : public BrokerGateway,
     parts_.neighbours.Close();
     discovery_.reset();
     events_.Stop();
+    ports_.Stop();
     paced_.Stop();
   }
 
@@ -167,13 +169,14 @@ class SomeipGateway::Impl : public BrokerGateway,
   }
   void OnConflict(const sd::ServiceKey& key, std::optional<someip::Ipv4Address> owner,
                   someip::Ipv4Address claimant) override {
-    kLog.Warn("SomeipGateway_Conflict", kLogIntervalMs)
-        << "Host " << claimant.Text() << " offers " << com::Text(IndexOf(key)) << " too, which is offered by "
-        << (owner ? "host " + owner->Text() : std::string("this host")) << "; that is ignored.";
     if (const auto instead = owner ? std::nullopt : parts_.neighbours.GiveWay(key, claimant)) {
       discovery_->Agent().StopOffer(key);
       discovery_->Agent().Offer(*instead);
+      return;
     }
+    kLog.Warn("SomeipGateway_Conflict", kLogIntervalMs)
+        << "Host " << claimant.Text() << " offers " << com::Text(IndexOf(key)) << ", which "
+        << (owner ? "host " + owner->Text() : std::string("this host")) << " offers already.";
   }
   void OnFault(someip::Ipv4Address sender, sd::SdFault fault) override {
     kLog.Warn(std::string("SomeipGateway_") + sd::Text(fault), kLogIntervalMs)
@@ -234,13 +237,13 @@ class SomeipGateway::Impl : public BrokerGateway,
 
   /// Brings what other hosts see of a service up to date with what an application offers.
   void UpdateOffer(const ServiceIndex& index) {
+    imported_.erase(index);  // the application's offer has taken the place of this one, if only for a moment
     const auto offer = offers_.find(index);
     if (offer == offers_.end()) {
       EndExport(index);
       Import(index);
       return;
     }
-    imported_.erase(index);
     if (offer->second.isLocalOnly) {
       EndExport(index);
       return;
@@ -350,12 +353,13 @@ class SomeipGateway::Impl : public BrokerGateway,
     imported_.emplace(index, std::move(opened).Value());
   }
 
-  GatewayLoops Loops() { return {loop_, events_.Loop(), paced_.Loop()}; }
+  GatewayLoops Loops() { return {loop_, events_.Loop(), ports_.Loop(), paced_.Loop()}; }
 
   /// What could not be opened, for want of descriptors for example, is tried again.
   void Check() {
     for (const auto& [index, service] : imported_) {
       service->ReportLost();
+      service->Retry();
     }
     for (const auto& [index, offer] : offers_) {
       if (!offer.isLocalOnly && !exported_.contains(index)) {
@@ -368,7 +372,7 @@ class SomeipGateway::Impl : public BrokerGateway,
     OfferTools();
     checkTimer_.expires_after(kCheckPeriod);
     checkTimer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
-      if (const auto self = weak.lock(); self != nullptr && !error) {
+      if (const auto self = weak.lock(); self != nullptr && !error && !self->isStopped_) {
         self->Check();
       }
     });
@@ -382,6 +386,7 @@ class SomeipGateway::Impl : public BrokerGateway,
   std::chrono::steady_clock::time_point nextRefresh_;  ///< not before
   bool isRefreshDue_ = false;
   LoopThread events_;
+  LoopThread ports_;
   LoopThread paced_;
   std::optional<sd::SdRunner> discovery_;
   std::map<ServiceIndex, ServiceOffer> offers_;  ///< of applications of this host
