@@ -94,7 +94,8 @@ bool PublisherCore::Write(const ProtectedWriter& writer, std::span<const std::ui
 
 bool PublisherCore::Publish(const dp::MbufSample& sample) {
   const auto writers = GetWriters();
-  if (writers != nullptr && !std::ranges::all_of(*writers, [](const ProtectedWriter& writer) { return writer.writer->IsMbuf(); })) {
+  if (writers != nullptr &&
+      !std::ranges::all_of(*writers, [](const ProtectedWriter& writer) { return writer.writer->IsMbuf(); })) {
     Refusal(eventName_) << "Event '" << eventName_ << "' is no mbuf event.";
     return false;
   }

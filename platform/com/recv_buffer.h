@@ -13,8 +13,9 @@ namespace qor::com {
 
 /// One received sample. All views end with the handler call: copy what must stay.
 struct RecvBuffer {
-  /// The payload alone: no encapsulation header, no message header, no E2E header. For mbuf events the encoded sample as it travelled,
-  /// of which `privateData` and `mbufs` are the parts; publishing these bytes again publishes the same sample.
+  /// The payload alone: no encapsulation header, no message header, no E2E header. For mbuf events the encoded sample
+  /// as it travelled, of which `privateData` and `mbufs` are the parts; publishing these bytes again publishes the same
+  /// sample.
   std::span<const std::uint8_t> payload;
   std::span<const std::uint8_t> privateData;  ///< mbuf events: what precedes the chain
   std::span<const OutMbufData> mbufs;         ///< mbuf events: the chain; empty otherwise
