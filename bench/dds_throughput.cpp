@@ -29,6 +29,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/cpu_time.h"
 #include "platform/com/helper.h"
 #include "platform/com/node_handle.h"
 #include "platform/dds/endpoint_qos.h"
@@ -60,21 +61,12 @@ qor::maintaind::EventRegisterInfo Event(const std::string& topic) {
   return event;
 }
 
-double CpuSeconds() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 /// Counts samples from the first to the last one.
 class Meter {
  public:
   void Count() {
     if (count_.load(std::memory_order_relaxed) == 0) {
-      firstCpu_ = CpuSeconds();
+      firstCpu_ = qor::bench::CpuSeconds(RUSAGE_SELF);
       first_ = Clock::now();
     }
     count_.fetch_add(1, std::memory_order_release);
@@ -94,7 +86,8 @@ class Meter {
       }
     }
     const double seconds = std::chrono::duration<double>(last - first_).count();
-    return {static_cast<double>(seen) / seconds, (CpuSeconds() - firstCpu_) * 1e6 / static_cast<double>(seen)};
+    return {static_cast<double>(seen) / seconds,
+            (qor::bench::CpuSeconds(RUSAGE_SELF) - firstCpu_) * 1e6 / static_cast<double>(seen)};
   }
 
  private:

@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/cpu_time.h"
 #include "platform/someip/service_client.h"
 #include "platform/someip/service_server.h"
 
@@ -56,28 +57,20 @@ struct Load {
   std::uint64_t Events() const { return perSecond * static_cast<std::uint64_t>(duration.count()); }
 };
 
-double ThreadCpuSeconds() {
-  rusage usage{};
-  ::getrusage(RUSAGE_THREAD, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 /// Counts events and the CPU time of the receiving thread from the first to the last one.
 class Meter {
  public:
   void Count() {
     if (count_.load(std::memory_order_relaxed) == 0) {
-      firstCpu_ = ThreadCpuSeconds();
+      firstCpu_ = qor::bench::CpuSeconds(RUSAGE_THREAD);
     }
     count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
   }
   std::uint64_t Seen() const { return count_.load(std::memory_order_acquire); }
   /// On the receiving thread, after the last.
   Result Finish(std::uint64_t kernelDrops) const {
-    return {Seen(), kernelDrops, (ThreadCpuSeconds() - firstCpu_) * 1e6 / static_cast<double>(Seen())};
+    return {Seen(), kernelDrops,
+            (qor::bench::CpuSeconds(RUSAGE_THREAD) - firstCpu_) * 1e6 / static_cast<double>(Seen())};
   }
 
  private:

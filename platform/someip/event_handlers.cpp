@@ -21,36 +21,25 @@ void EventHandlers::Set(std::uint16_t eventId, EventHandler handler) {
 }
 
 void EventHandlers::Remove(std::uint16_t eventId) {
-  {
-    const std::lock_guard lock(mutex_);
-    auto table = std::make_shared<Table>(*table_);
-    std::erase_if(*table, [eventId](const Entry& entry) { return entry.eventId == eventId; });
-    table_ = std::move(table);
-    version_.fetch_add(1);
-  }
-  while (running_.load() == eventId && runner_.load() != std::this_thread::get_id()) {
-    running_.wait(eventId);
-  }
+  const std::lock_guard lock(mutex_);
+  auto table = std::make_shared<Table>(*table_);
+  std::erase_if(*table, [eventId](const Entry& entry) { return entry.eventId == eventId; });
+  table_ = std::move(table);
+  version_.fetch_add(1);
 }
 
 bool EventHandlers::Deliver(const MessageHeader& header, std::span<const std::uint8_t> payload) {
-  if (runner_.load(std::memory_order_relaxed) != std::this_thread::get_id()) {
-    runner_.store(std::this_thread::get_id());
-  }
-  running_.store(header.methodId);
   if (version_.load() != seenVersion_) {
     const std::lock_guard lock(mutex_);
     seen_ = table_;
     seenVersion_ = version_.load();
   }
   const auto at = std::ranges::lower_bound(*seen_, header.methodId, {}, &Entry::eventId);
-  const bool isHandled = at != seen_->end() && at->eventId == header.methodId;
-  if (isHandled) {
-    (*at->handler)(header, payload);
+  if (at == seen_->end() || at->eventId != header.methodId) {
+    return false;
   }
-  running_.store(kNone);
-  running_.notify_all();
-  return isHandled;
+  (*at->handler)(header, payload);
+  return true;
 }
 
 }  // namespace qor::someip

@@ -8,7 +8,6 @@
 #include <memory>
 #include <mutex>
 #include <span>
-#include <thread>
 #include <vector>
 
 #include "platform/someip/message.h"
@@ -24,7 +23,7 @@ class EventHandlers {
   EventHandlers() : table_(std::make_shared<const Table>()), seen_(table_) {}
 
   void Set(std::uint16_t eventId, EventHandler handler);
-  /// Returns when the handler does not run and will not run again; does not wait when called from a handler.
+  /// For the next message there is none; one that runs is not waited for.
   void Remove(std::uint16_t eventId);
 
   /// The delivering thread only. False when nobody handles this event.
@@ -36,15 +35,10 @@ class EventHandlers {
     std::shared_ptr<const EventHandler> handler;  // shared by successive tables
   };
   using Table = std::vector<Entry>;  // sorted by event id
-  static constexpr std::uint32_t kNone = 0x10000;
 
   std::mutex mutex_;
   std::shared_ptr<const Table> table_;  // guarded by mutex_
   std::atomic<std::uint64_t> version_{0};
-  // What the delivering thread is calling: set before it looks at version_, and version_ is changed before this is
-  // looked at, so that either the change is seen or the call is.
-  std::atomic<std::uint32_t> running_{kNone};
-  std::atomic<std::thread::id> runner_{};
 
   // The delivering thread's.
   std::shared_ptr<const Table> seen_;

@@ -61,11 +61,10 @@ class Notifier {
   void RemoveAllSubscribers(const Endpoint& subscriber);
   std::size_t SubscriberCount(std::uint16_t eventgroupId) const;
 
-  /// Sends the fields that its peer has subscribed already. False, and nothing done, when there are `maxConnections`.
+  /// Its peer gets the fields that it has subscribed already. False, and nothing done, when there are `maxConnections`.
   bool AddConnection(const std::shared_ptr<TcpConnection>& connection, std::size_t maxConnections);
   bool HasConnection(const Endpoint& peer) const;
-  /// What its peer has subscribed goes with it.
-  /// False when its peer is connected anew already: then nothing is done.
+  /// What its peer has subscribed goes with it. False, and nothing done, when the peer is connected anew already.
   bool RemoveConnection(const TcpConnection& connection);
   std::vector<std::shared_ptr<TcpConnection>> Connections() const;
 

@@ -79,7 +79,7 @@ class ServiceClient {
 
   /// Replaces the handler of this event. The header is the whole message's; the payload is valid during the call.
   void SetEventHandler(std::uint16_t eventId, EventHandler handler);
-  /// After the return the handler does not run any more, unless this is called from it: then it is not called again.
+  /// For the next message there is none; one that runs is not waited for.
   void RemoveEventHandler(std::uint16_t eventId);
 
   /// Sends a request. The handler is called exactly once, on the loop's thread, whatever happens, unless the client

@@ -230,10 +230,9 @@ void EventRelay::SetEvent(const OfferedEvent& event) {
       });
 }
 
-/// The handler is replaced and not removed: that would wait for one that runs.
 void EventRelay::RemoveEvent(std::uint16_t eventId) {
   server_->RemoveEvent(eventId);
-  client_.SetEventHandler(eventId, [](const someip::MessageHeader&, std::span<const std::uint8_t>) {});
+  client_.RemoveEventHandler(eventId);
 }
 
 }  // namespace qor::maintaind
