@@ -43,7 +43,7 @@ bool EventSubscriber::IsUsingRawData(const std::vector<TransportQos>& transports
 
 std::vector<com::Subscriber> EventSubscriber::DoSubscribe(const std::string& name,
                                                           const std::vector<maintaind::EventInfoWithPubSub>& records,
-                                                          const com::RecvHandler& handler) {
+                                                          const Handler& handler) {
   std::vector<com::Subscriber> subscribers;
   const auto dds = WithBinding(records, DriverType::kDds);
   const auto someip = WithBinding(records, DriverType::kSomeip);
@@ -65,7 +65,7 @@ std::vector<com::Subscriber> EventSubscriber::DoSubscribe(const std::string& nam
 }
 
 com::Subscriber EventSubscriber::SubscribeDds(const std::string& name, const EventRegisterInfo& event,
-                                              const com::RecvHandler& handler) {
+                                              const Handler& handler) {
   const maintaind::DDSEventInfo& dds = event.bindings.begin()->second.dds;
   if (QorCommon::GetInstance().IsUsingDSHM(dds.transports)) {
     log_.Info() << "[SubscribeEvent][RecvMemory event=" << name << "]";
@@ -82,8 +82,9 @@ com::Subscriber EventSubscriber::SubscribeDds(const std::string& name, const Eve
 }
 
 com::Subscriber EventSubscriber::SubscribeSomeip(const std::string& name, const EventRegisterInfo& event,
-                                                 const com::RecvHandler& handler) {
-  if (options_.someipNetwork.empty() && event.bindings.begin()->second.someip.networkName.empty()) {
+                                                 const Handler& handler) {
+  const maintaind::SomeipEventInfo& someip = event.bindings.begin()->second.someip;
+  if (options_.someipNetwork.empty() && someip.networkName.empty() && someip.networkIp.empty()) {
     log_.Error() << "No SOME/IP network. DoSubscribe SOMEIP event " << name << " ignored!";
     return {};
   }
@@ -92,14 +93,16 @@ com::Subscriber EventSubscriber::SubscribeSomeip(const std::string& name, const 
 }
 
 com::Subscriber EventSubscriber::RegisterAndSubscribe(const std::string& name, const EventRegisterInfo& event,
-                                                      const com::RecvHandler& handler) {
+                                                      const Handler& handler) {
   const std::lock_guard lock(QorCommon::GetInstance().modifyConfigMutex_);
   if (!RegistConfig(event)) {
     log_.Error() << "Create sub failed! " << name;
     return {};
   }
-  auto subscriber = node_.Subscribe(options_.nodePath + event.eventName, handler);
-  CheckSub(name, event.bindings.begin()->first, subscriber);
+  const DriverType driver = event.bindings.begin()->first;
+  auto subscriber = node_.Subscribe(options_.nodePath + event.eventName,
+                                    [driver, handler](const com::RecvBuffer& sample) { handler(driver, sample); });
+  CheckSub(name, driver, subscriber);
   return subscriber;
 }
 

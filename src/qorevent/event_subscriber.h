@@ -2,6 +2,7 @@
 #ifndef QOR_QOREVENT_EVENT_SUBSCRIBER_H
 #define QOR_QOREVENT_EVENT_SUBSCRIBER_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,26 +17,29 @@ namespace qor::qorevent {
 /// thread at a time; the node must outlive it.
 class EventSubscriber {
  public:
+  /// As com::RecvHandler, with the binding that the sample came over.
+  using Handler = std::function<void(maintaind::DriverType, const com::RecvBuffer&)>;
+
   /// `options.nodePath` is the prefix of the entity names that the tool registers.
   EventSubscriber(com::NodeHandle& node, Helper::RegisterOptions options) : node_(node), options_(std::move(options)) {}
 
   /// Subscribes to every binding of the records, at most one DDS and one SOME/IP binding in all; `handler` gets the
-  /// samples of both. Empty, with a line in the log for each cause, when none could be subscribed.
+  /// samples of both, from two threads. Empty, with a line in the log for each cause, when none could be subscribed.
   std::vector<com::Subscriber> DoSubscribe(const std::string& name,
                                            const std::vector<maintaind::EventInfoWithPubSub>& records,
-                                           const com::RecvHandler& handler);
+                                           const Handler& handler);
 
   /// True when the list holds a transport whose samples arrive as plain buffers: ICC, FSHM or PCIE.
   static bool IsUsingRawData(const std::vector<maintaind::TransportQos>& transports);
 
  private:
   com::Subscriber SubscribeDds(const std::string& name, const maintaind::EventRegisterInfo& event,
-                               const com::RecvHandler& handler);
+                               const Handler& handler);
   com::Subscriber SubscribeSomeip(const std::string& name, const maintaind::EventRegisterInfo& event,
-                                  const com::RecvHandler& handler);
+                                  const Handler& handler);
   /// Registers and subscribes in one step: both bindings of an event use one entity name.
   com::Subscriber RegisterAndSubscribe(const std::string& name, const maintaind::EventRegisterInfo& event,
-                                       const com::RecvHandler& handler);
+                                       const Handler& handler);
   /// Tells the middleware how the event is reached.
   bool RegistConfig(const maintaind::EventRegisterInfo& event) const;
   void CheckSub(const std::string& name, maintaind::DriverType driver, const com::Subscriber& subscriber) const;

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "src/common/checks.h"
 #include "src/common/qor_common.h"
 #include "src/common/tools_common_client_manager.h"
 
@@ -56,6 +57,24 @@ bool IsOneEvent(const std::vector<EventInfoWithPubSub>& records) {
   return dds <= 1 && someip <= 1 && dds + someip > 0;
 }
 
+/// Every option that is wrong has its line.
+bool CheckTheHzOptions(const HzOptions& options) {
+  const QorLog log("QorEventHz");
+  bool isOk = true;
+  const auto check = [&](bool isRight, const char* option) {
+    if (!isRight) {
+      log.Error() << "QorEventHz " << option << " is error!";
+      isOk = false;
+    }
+  };
+  check(common::CheckDomainID(options.filter.domainId), "domainId");
+  check(common::CheckUuid(options.filter.uuid), "uuid");
+  check(options.filter.networkIp.empty() || common::CheckIP(options.filter.networkIp), "networkIp");
+  check(options.ddsNetwork.empty() || common::CheckIP(options.ddsNetwork), "ddsNetwork");
+  check(options.someipNetwork.empty() || common::CheckSOMEIPNet(options.someipNetwork), "someipNetwork");
+  return isOk;
+}
+
 }  // namespace
 
 QorEventHz::~QorEventHz() { QorEventHzStop(); }
@@ -96,7 +115,7 @@ bool QorEventHz::InitCommon(const std::vector<std::string>& names, const HzOptio
     log_.Error() << "[The number of the input events should not be 0 or more than 5000]";
     return false;
   }
-  if (!MakeSlots(names)) {
+  if (!CheckTheHzOptions(options) || !MakeSlots(names)) {
     return false;
   }
   auto node = QorCommon::GetInstance().InitializeNode(kNodePath, "");
@@ -121,7 +140,7 @@ bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
   slots_.clear();
   slotsByName_.clear();
   for (const std::string& name : names) {
-    auto slot = std::make_unique<EventSlot>(EventSlot{name, {}, {}, EventRateCounter(0), {}, {}});
+    auto slot = std::make_unique<EventSlot>(EventSlot{name, {}, {}, EventRateCounter(0), {}, {}, {}});
     if (!QorCommon::GetInstance().GetNameAndUuid(name, slot->pureName, slot->uuid)) {
       return false;
     }
@@ -133,7 +152,7 @@ bool QorEventHz::MakeSlots(const std::vector<std::string>& names) {
 }
 
 bool QorEventHz::QorEventHzStart() {
-  if (!hasQueried_) {
+  if (!hasQueried_ || !IsAllEventsQueried()) {
     QueryEvent();
   }
   for (const auto& slot : slots_) {
@@ -235,8 +254,8 @@ bool QorEventHz::SubscribeEvent(const std::string& name) {
     log_.Warn() << "Unknown event or mergerd size is incorrect.";
     return false;
   }
-  const com::RecvHandler handler = [this, slot](const com::RecvBuffer& sample) {
-    OnSample(*slot, SizeOf(sample), std::chrono::nanoseconds(sample.sourceTimestampNs));
+  const EventSubscriber::Handler handler = [this, slot](DriverType driver, const com::RecvBuffer& sample) {
+    OnReceived(*slot, driver, sample);
   };
   return DealWithSubscribedEvent(name, subscriber_->DoSubscribe(name, slot->records, handler));
 }
@@ -253,22 +272,39 @@ bool QorEventHz::DealWithSubscribedEvent(const std::string& name, std::vector<co
 void QorEventHz::UnSubscribe(const std::string& name) { subscriptions_.Remove(name); }
 
 void QorEventHz::ReceivedMessageCallback(const std::string& name) {
-  if (EventSlot* slot = FindSlot(name); slot != nullptr) {
-    OnSample(*slot, 0, std::chrono::nanoseconds(0));
+  EventSlot* slot = FindSlot(name);
+  if (slot == nullptr) {
+    return;
   }
-}
-
-void QorEventHz::OnSample(EventSlot& slot, std::size_t bytes, std::chrono::nanoseconds sentAt) {
   if (mode_ == Mode::kMessage) {
-    messageCallback_(slot.name);
-    log_.Debug() << "[ReceivedMessageCallback][eventName=" << slot.name << ", pureName=" << slot.pureName
-                 << ", uuid=" << slot.uuid << "]";
+    PassOn(*slot);
     return;
   }
   const std::lock_guard lock(mutex_);
-  if (!slot.gate.IsBacklog(sentAt, std::chrono::system_clock::now().time_since_epoch())) {
-    slot.counter.Add(Clock::now(), bytes);
+  slot->counter.Add(Clock::now(), 0);
+}
+
+void QorEventHz::OnReceived(EventSlot& slot, DriverType driver, const com::RecvBuffer& sample) {
+  std::unique_lock lock(mutex_);
+  const auto now = Clock::now();
+  if (!slot.binding.IsCounted(driver, now)) {
+    return;
   }
+  if (mode_ == Mode::kMessage) {
+    lock.unlock();
+    PassOn(slot);
+    return;
+  }
+  const std::chrono::nanoseconds sentAt(sample.sourceTimestampNs);
+  if (!slot.backlog.IsBacklog(sentAt, std::chrono::system_clock::now().time_since_epoch())) {
+    slot.counter.Add(now, SizeOf(sample));
+  }
+}
+
+void QorEventHz::PassOn(const EventSlot& slot) const {
+  messageCallback_(slot.name);
+  log_.Debug() << "[ReceivedMessageCallback][eventName=" << slot.name << ", pureName=" << slot.pureName
+               << ", uuid=" << slot.uuid << "]";
 }
 
 EventHzList QorEventHz::QorEventGetHz() {

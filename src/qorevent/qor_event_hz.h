@@ -18,6 +18,7 @@
 #include "src/common/query.h"
 #include "src/common/records/event_info.h"
 #include "src/qorevent/backlog_gate.h"
+#include "src/qorevent/binding_gate.h"
 #include "src/qorevent/event_hz_info.h"
 #include "src/qorevent/event_rate_counter.h"
 #include "src/qorevent/event_subscriber.h"
@@ -100,13 +101,15 @@ class QorEventHz {
     std::string pureName;
     std::string uuid;
     EventRateCounter counter;                             // guarded by mutex_
-    BacklogGate gate;                                     // guarded by mutex_
+    BacklogGate backlog;                                  // guarded by mutex_
+    BindingGate binding;                                  // guarded by mutex_
     std::vector<maintaind::EventInfoWithPubSub> records;  ///< what the daemons report, without repetitions
   };
 
   bool InitCommon(const std::vector<std::string>& names, const HzOptions& options);
   bool MakeSlots(const std::vector<std::string>& names);
-  void OnSample(EventSlot& slot, std::size_t bytes, std::chrono::nanoseconds sentAt);
+  void OnReceived(EventSlot& slot, maintaind::DriverType driver, const com::RecvBuffer& sample);
+  void PassOn(const EventSlot& slot) const;
   void QuerySlot(EventSlot& slot, const std::vector<maintaind::EventInfoWithPubSub>& merged);
   bool IsRepeatedEvent(const maintaind::EventInfoWithPubSub& record, const EventSlot& slot) const;
   bool ShouldSubscribe(const std::string& name) const;
@@ -124,7 +127,7 @@ class QorEventHz {
   bool anyAnswered_ = false;
   common::DaemonSet missing_;
   std::atomic<bool> isRunning_{false};
-  std::mutex mutex_;  ///< guards the counters of the slots
+  std::mutex mutex_;  ///< guards the counters and gates of the slots
   // The subscriptions use everything above, so they go first.
   std::unique_ptr<com::NodeHandle> node_;
   std::unique_ptr<EventSubscriber> subscriber_;

@@ -123,6 +123,18 @@ TEST(BacklogGateTest, WhatWasSentBeforeTheFirstArrivalIsLeftOut) {
       << "the clock of another host";
 }
 
+TEST(BindingGateTest, ASampleSentOverBothBindingsCountsOnce) {
+  using maintaind::DriverType;
+  const BindingGate::Time begin;
+  BindingGate gate;
+  EXPECT_TRUE(gate.IsCounted(DriverType::kSomeip, begin));
+  EXPECT_FALSE(gate.IsCounted(DriverType::kDds, begin + milliseconds(1)));
+  EXPECT_TRUE(gate.IsCounted(DriverType::kSomeip, begin + milliseconds(900)));
+  EXPECT_FALSE(gate.IsCounted(DriverType::kDds, begin + milliseconds(1500)));
+  EXPECT_TRUE(gate.IsCounted(DriverType::kDds, begin + milliseconds(1900))) << "the other one has ended";
+  EXPECT_FALSE(gate.IsCounted(DriverType::kSomeip, begin + milliseconds(1901)));
+}
+
 /// A daemon that is online and answers every question with an error.
 class QorEventHzTest : public ::testing::Test {
  protected:
@@ -149,6 +161,15 @@ TEST_F(QorEventHzTest, RefusesNoNamesAndTooManyNames) {
   EXPECT_EQ(log_.Count(LogLevel::kError, "[The number of the input events should not be 0 or more than 5000]"), 2U);
   EXPECT_TRUE(InitRate(std::vector<std::string>(5000, "/a"))) << "a refused start does not use the object up";
   EXPECT_FALSE(InitRate({"/a"}));
+}
+
+TEST_F(QorEventHzTest, EveryWrongOptionHasItsLine) {
+  HzOptions options;
+  options.filter.domainId = 64;
+  options.someipNetwork = "no network";
+  EXPECT_FALSE(hz_.Init({"/a"}, 100, options, nullptr));
+  EXPECT_EQ(log_.Count(LogLevel::kError, "QorEventHz domainId is error!"), 1U);
+  EXPECT_EQ(log_.Count(LogLevel::kError, "QorEventHz someipNetwork is error!"), 1U);
 }
 
 TEST_F(QorEventHzTest, ReportsEveryNameOnceInTheirOrder) {
@@ -217,7 +238,7 @@ TEST(EventSubscriberTest, EveryFailureHasItsLine) {
   record.eventName = "/a";
   const auto expectFailure = [&](const std::vector<std::string>& lines) {
     EventSubscriber subscriber(node, {"/qorevent/test/", "", ""});
-    EXPECT_TRUE(subscriber.DoSubscribe("/a", {record}, [](const com::RecvBuffer&) {}).empty());
+    EXPECT_TRUE(subscriber.DoSubscribe("/a", {record}, [](maintaind::DriverType, const com::RecvBuffer&) {}).empty());
     for (const std::string& line : lines) {
       EXPECT_EQ(log.Count(LogLevel::kError, line), 1U) << line;
     }
