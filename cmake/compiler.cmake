@@ -18,6 +18,8 @@ add_library(qor_options INTERFACE)
 target_include_directories(qor_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 target_compile_options(qor_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
                                              -Wconversion -Wno-sign-conversion)
+# A function of one of our libraries is never replaced from outside, so that it can be inlined within it.
+add_compile_options(-fno-semantic-interposition)
 option(QOR_WERROR "Warnings are errors" ON)
 if(QOR_WERROR)
   target_compile_options(qor_options INTERFACE -Werror)
