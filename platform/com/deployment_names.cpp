@@ -17,6 +17,7 @@ constexpr auto kRunTimeFields = std::to_array<std::string_view>({
     "peers",
     "ttls",
     "serializedConfig",
+    "hasInitialValue",
 });
 
 constexpr auto kShorterNames = std::to_array<std::pair<std::string_view, std::string_view>>({

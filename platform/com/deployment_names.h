@@ -10,6 +10,7 @@
 #include "src/common/records/binding.h"
 #include "src/common/records/event_info.h"
 #include "src/common/records/qos.h"
+#include "src/common/records/serialization_node.h"
 #include "src/common/records/serialize_config.h"
 
 /// The words of the deployment files.
@@ -81,6 +82,13 @@ inline constexpr auto kDeploymentTexts<maintaind::SerializationType> =
         {"ROS", maintaind::SerializationType::kRos},
         {"SOMEIP", maintaind::SerializationType::kSomeip},
         {"PDU", maintaind::SerializationType::kPdu},
+    });
+template <>
+inline constexpr auto kDeploymentTexts<maintaind::StringEncoding> =
+    std::to_array<std::pair<std::string_view, maintaind::StringEncoding>>({
+        {"UTF-8", maintaind::StringEncoding::kUtf8},
+        {"UTF-16LE", maintaind::StringEncoding::kUtf16Le},
+        {"UTF-16BE", maintaind::StringEncoding::kUtf16Be},
     });
 template <>
 inline constexpr auto kDeploymentTexts<maintaind::StructSerializationPolicy> =

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "platform/com/deployment_bindings.h"
+#include "platform/com/deployment_serialization.h"
 
 namespace qor::com {
 namespace {
@@ -62,7 +63,7 @@ class ServiceFile {
     info.applicationName = owner.applicationName;
     ReadIdentity(reader, info.eventName, info.uuid);
     ReadType(reader, info.dataTypeName);
-    reader.Read("serialization", info.serializeConfig);
+    ReadSerialization(reader, info.serializeConfig);
     reader.Read("resource", info.resource);
     info.bindings = ReadEventBindings(reader, service, info.dataTypeName);
     reader.Finish();
@@ -80,7 +81,7 @@ class ServiceFile {
     ReadIdentity(reader, info.methodName, info.uuid);
     reader.Read("inputs", info.inputTypeNames);
     reader.Read("output", info.outputTypeName);
-    reader.Read("serialization", info.serializeConfig);
+    ReadSerialization(reader, info.serializeConfig);
     reader.Read("resource", info.resource);
     for (std::size_t i = 0; i < info.inputTypeNames.size(); ++i) {
       mentions_.push_back({PointerTo(reader.PointerOf("inputs"), i), info.inputTypeNames[i]});
@@ -103,7 +104,7 @@ class ServiceFile {
     info.applicationName = owner.applicationName;
     ReadIdentity(reader, info.fieldName, info.uuid);
     ReadType(reader, info.dataTypeName);
-    reader.Read("serialization", info.serializeConfig);
+    ReadSerialization(reader, info.serializeConfig);
     reader.Read("resource", info.resource);
     info.bindings = ReadFieldBindings(reader, service, info.dataTypeName);
     reader.Finish();

@@ -87,7 +87,9 @@ class TypeCheck {
   void TypeReference() {
     std::string definition;
     Mention(reader_, "Typedef");
-    reader_.Read("Definition", definition);
+    if (reader_.Require("Definition") != nullptr) {
+      reader_.Read("Definition", definition);
+    }
   }
   void ErrorDomain() {
     std::uint64_t id = 0;

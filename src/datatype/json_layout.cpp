@@ -35,6 +35,7 @@ void JsonLayout::Real(float value) { AppendReal(text_, value); }
 void JsonLayout::Real(double value) { AppendReal(text_, value); }
 
 void JsonLayout::Text(std::string_view text) {
+  text = text.ends_with('\0') ? text.substr(0, text.size() - 1) : text;  // a terminator that was counted
   if (std::ranges::all_of(text, IsPlain)) {
     text_.Append('"');
     text_.Append(text);

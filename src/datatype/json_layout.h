@@ -22,6 +22,8 @@ class JsonLayout {
 
   static std::string Label(std::string_view name);
 
+  void BeginPayload(std::string_view /*name*/) {}
+  void EndPayload() {}
   template <class T>
   void Number(T value) {
     if constexpr (std::same_as<T, bool>) {

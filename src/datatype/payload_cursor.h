@@ -21,6 +21,7 @@ enum class DeserializationRetCode : std::uint8_t {
   kOutOfBounds = 2,      ///< the payload ends before the value does
   kInvalidData = 3,      ///< the bytes are no value of the type
   kProtocolUnknown = 4,  ///< neither DDS nor SOME/IP
+  kAbsent = 5,           ///< the value has no part of the kind that was asked for
 };
 
 /// Where reading one payload stands, and why it failed. The payload must outlive it.

@@ -3,31 +3,13 @@
 
 #include <utility>
 
-#include "src/datatype/json_layout.h"
 #include "src/datatype/plain_wire.h"
-#include "src/datatype/text_layout.h"
 
 namespace qor::datatype {
-namespace {
-
-std::string Label(LayoutKind layout, const std::string& name) {
-  switch (layout) {
-    case LayoutKind::kMultiLine:
-      return MultiLineLayout::Label(name);
-    case LayoutKind::kJson:
-      return JsonLayout::Label(name);
-    case LayoutKind::kOneLine:
-      break;
-  }
-  return OneLineLayout::Label(name);
-}
-
-}  // namespace
-
 PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, LayoutKind layout)
     : plan_(std::move(plan)), layout_(layout) {
   for (const std::string& name : plan_->childNames) {
-    labels_.Add(Label(layout, name));
+    AddLabel(layout, name, labels_);
   }
 }
 
@@ -47,20 +29,8 @@ bool PayloadRenderer::RenderFrom(Wire& wire, PayloadCursor& cursor, const WalkOp
                                  bool isAfterName, TextBuffer& text) {
   PayloadWalker<Wire> walker(*plan_, labels_, cursor, wire, scratch_, options);
   const PlanNode& root = plan_->nodes[plan_->root];
-  switch (layout_) {
-    case LayoutKind::kMultiLine: {
-      MultiLineLayout layout(text, depth, isAfterName);
-      return walker.Value(layout, root);
-    }
-    case LayoutKind::kJson: {
-      JsonLayout layout(text);
-      return walker.Value(layout, root);
-    }
-    case LayoutKind::kOneLine:
-      break;
-  }
-  OneLineLayout layout(text);
-  return walker.Value(layout, root);
+  return WithLayout(layout_, text, depth, isAfterName,
+                    [&](auto& layout) { return walker.Part(layout, root, options.path); });
 }
 
 }  // namespace qor::datatype

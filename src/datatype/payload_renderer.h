@@ -11,14 +11,13 @@
 
 #include "src/datatype/configured_wire.h"
 #include "src/datatype/labels.h"
+#include "src/datatype/layout_kind.h"
 #include "src/datatype/payload_cursor.h"
 #include "src/datatype/payload_walker.h"
 #include "src/datatype/plan.h"
 #include "src/datatype/text_buffer.h"
 
 namespace qor::datatype {
-
-enum class LayoutKind : std::uint8_t { kOneLine, kMultiLine, kJson };
 
 /// How the bytes of payloads are to be read.
 struct WireOptions {

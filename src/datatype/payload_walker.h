@@ -23,8 +23,9 @@ namespace qor::datatype {
 /// What a sample brings besides its payload, and how much of it is wanted.
 struct WalkOptions {
   std::span<const OutMbufData> mbufs;
-  std::int32_t errorCode = 0;  ///< of a value that is an error
-  bool isSummary = false;      ///< lists by type and length only
+  std::int32_t errorCode = 0;           ///< of a value that is an error
+  bool isSummary = false;               ///< lists by type and length only
+  std::span<const std::uint32_t> path;  ///< print only the part that it leads to; empty: all
 };
 
 /// Walks a plan over a payload: a wire says how the bytes are read, a layout what is printed. One use by one thread.
@@ -67,7 +68,98 @@ class PayloadWalker {
     return false;
   }
 
+  /// Only the part of the value that the path leads to; the payload is not read further. False also when this value has
+  /// no such part.
+  template <class Layout>
+  bool Part(Layout& out, const PlanNode& node, std::span<const std::uint32_t> path) {
+    if (path.empty()) {
+      return Value(out, node);
+    }
+    switch (node.kind) {
+      case PlanKind::kStructure:
+        return PartOfStructure(out, node, path);
+      case PlanKind::kArray:
+      case PlanKind::kVector:
+      case PlanKind::kMap:
+        return PartOfList(out, node, path);
+      case PlanKind::kVariant:
+        return PartOfVariant(out, node, path);
+      default:
+        return Absent();
+    }
+  }
+
  private:
+  bool Absent() { return cursor_.Fail(DeserializationRetCode::kAbsent, "this sample has no such part"); }
+
+  template <class Layout>
+  bool PartOfStructure(Layout& out, const PlanNode& node, std::span<const std::uint32_t> path) {
+    typename Wire::Scope scope;
+    NoLayout none;
+    bool isPresent = true;
+    const auto members = plan_.ChildrenOf(node);
+    if (!wire_.BeginStructure(node, scope)) {
+      return false;
+    }
+    for (std::uint32_t i = 0; i < path.front(); ++i) {
+      if (!wire_.BeginMember(members[i], i, scope, isPresent) ||
+          (isPresent && !Value(none, plan_.NodeOf(members[i]))) || !wire_.EndMember(members[i], scope)) {
+        return false;
+      }
+    }
+    const PlanChild& member = members[path.front()];
+    return wire_.BeginMember(member, path.front(), scope, isPresent) &&
+           (isPresent ? Part(out, plan_.NodeOf(member), path.subspan(1)) : Absent());
+  }
+
+  template <class Layout>
+  bool PartOfList(Layout& out, const PlanNode& node, std::span<const std::uint32_t> path) {
+    ListExtent extent;
+    NoLayout none;
+    if (!BeginAnyList(node, extent)) {
+      return false;
+    }
+    const auto parts = plan_.ChildrenOf(node);
+    for (std::uint32_t i = 0; wire_.HasMore(extent, i); ++i) {
+      const std::size_t begin = cursor_.Offset();
+      const bool isWanted = i == path.front();
+      for (std::uint32_t p = 0; p < parts.size(); ++p) {
+        if (isWanted && (node.kind != PlanKind::kMap || p == path[1])) {
+          return Part(out, plan_.NodeOf(parts[p]), path.subspan(node.kind == PlanKind::kMap ? 2 : 1));
+        }
+        if (!Value(none, plan_.NodeOf(parts[p]))) {
+          return false;
+        }
+      }
+      if (!wire_.EndElement(node, extent, begin)) {
+        return false;
+      }
+    }
+    return Absent();
+  }
+
+  template <class Layout>
+  bool PartOfVariant(Layout& out, const PlanNode& node, std::span<const std::uint32_t> path) {
+    typename Wire::Scope scope;
+    std::uint32_t index = 0;
+    if (!wire_.BeginVariant(node, index, scope)) {
+      return false;
+    }
+    return index == path.front() + 1 ? Part(out, plan_.NodeOf(plan_.ChildrenOf(node)[path.front()]), path.subspan(1))
+                                     : Absent();
+  }
+
+  bool BeginAnyList(const PlanNode& node, ListExtent& extent) {
+    switch (node.kind) {
+      case PlanKind::kArray:
+        return wire_.BeginArray(node, extent);
+      case PlanKind::kVector:
+        return wire_.BeginVector(node, extent);
+      default:
+        return wire_.BeginMap(node, extent);
+    }
+  }
+
   template <class T, class Use>
   bool Number(const PlanNode& node, Use& use) {
     T value{};
@@ -120,7 +212,7 @@ class PayloadWalker {
   template <class Layout>
   bool List(Layout& out, const PlanNode& node, std::string_view kind) {
     ListExtent extent;
-    if (!(node.kind == PlanKind::kArray ? wire_.BeginArray(node, extent) : wire_.BeginVector(node, extent))) {
+    if (!BeginAnyList(node, extent)) {
       return false;
     }
     const PlanChild& part = plan_.ChildrenOf(node).front();

@@ -60,23 +60,20 @@ bool QorDeserializer::Deserialize(const std::string& dataType, std::string_view 
     return false;
   }
   text_.Clear();
-  if (layout_ == LayoutKind::kOneLine) {
-    text_.Append("{ \"");
-    text_.Append(name);
-    text_.Append("\" : ");
+  const auto frame = [this](auto use) { datatype::WithLayout(layout_, text_, 0, true, use); };
+  if (field_.empty()) {
+    frame([name](auto& layout) { return layout.BeginPayload(name), true; });
   }
   const std::size_t valueBegin = text_.Text().size();
   PayloadCursor cursor(payload);
   const bool isOk = RenderValue(*renderer, cursor, mbufs, 0, /*isTop=*/true);
-  if (!isOk) {
+  if (!isOk && retCode_ != DeserializationRetCode::kAbsent) {
     log_.Error("QorDeserializer_Deserialize2" + dataType, kLogIntervalMs)
         << "Failed to deserialize[name=" << name << ", dataType=" << dataType
         << ", stream=" << text_.Text().substr(0, valueBegin)
         << ", currentStream=" << Beginning(text_.Text().substr(valueBegin)) << "]";
-  } else if (layout_ == LayoutKind::kMultiLine) {
-    text_.Append("\n---");
-  } else if (layout_ == LayoutKind::kOneLine) {
-    text_.Append(" }");
+  } else if (isOk && field_.empty()) {
+    frame([](auto& layout) { return layout.EndPayload(), true; });
   }
   text += text_.Text();
   return isOk;
@@ -106,8 +103,24 @@ bool QorDeserializer::RenderValue(PayloadRenderer& renderer, PayloadCursor& curs
     wire.isOuterUnpadded = isTop && renderer.GetPlan().isRootStructure &&
                            policy_ == maintaind::StructSerializationPolicy::kDisableOuterLayerAlignment;
   }
-  const datatype::WalkOptions options{mbufs, errorCode_, IsSummary()};
+  const datatype::WalkOptions options{mbufs, errorCode_, IsSummary(), field_};
   return renderer.Render(cursor, wire, options, depth, isTop, text_) || SetResult(cursor.Code(), cursor.Reason());
+}
+
+bool QorDeserializer::Prepare(const std::string& dataType) { return RendererOf(dataType) != nullptr; }
+
+bool QorDeserializer::SetField(const std::string& dataType, std::string_view path) {
+  const PayloadRenderer* renderer = RendererOf(dataType);
+  if (renderer == nullptr) {
+    return false;
+  }
+  auto field = datatype::ResolveFieldPath(renderer->GetPlan(), path, retInfo_);
+  if (!field.has_value()) {
+    retCode_ = DeserializationRetCode::kTypeUnknown;
+    return false;
+  }
+  field_ = std::move(*field);
+  return true;
 }
 
 PayloadRenderer* QorDeserializer::RendererOf(const std::string& dataType) {

@@ -19,6 +19,7 @@
 #include "src/common/records/serialization_node.h"
 #include "src/common/records/serialize_config.h"
 #include "src/datatype/definition_tables.h"
+#include "src/datatype/field_path.h"
 #include "src/datatype/payload_renderer.h"
 #include "src/datatype/type_definition.h"
 
@@ -69,7 +70,13 @@ class QorDeserializer {
   /// The value at the message's offset, without a name. False, with the message's code set, when there is none.
   bool Deserialize(Message& message, std::ostream& stream);
 
-  /// Of the last Deserialize.
+  /// Resolves a type before the first payload comes. False when it cannot be: see GetDeserializationRetInfo.
+  bool Prepare(const std::string& dataType);
+  /// Prints only a part of the values of a type from now on, without their names; see ResolveFieldPath. False, with the
+  /// reason in GetDeserializationRetInfo, when the type has no such part.
+  bool SetField(const std::string& dataType, std::string_view path);
+
+  /// Of the last Deserialize, Prepare or SetField.
   DeserializationRetCode GetDeserializationRetCode() const { return retCode_; }
   /// What was wrong; empty when nothing was.
   const std::string& GetDeserializationRetInfo() const { return retInfo_; }
@@ -131,6 +138,7 @@ class QorDeserializer {
   datatype::LayoutKind layout_;
   bool isDdsBigEndian_ = false;
   std::int32_t errorCode_ = 0;
+  datatype::FieldPath field_;  ///< empty: the whole value
   std::map<std::string, datatype::PayloadRenderer, std::less<>> renderers_;
   datatype::TextBuffer text_;  ///< of the payload being printed
   DeserializationRetCode retCode_ = DeserializationRetCode::kSuccess;

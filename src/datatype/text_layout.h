@@ -63,6 +63,8 @@ class OneLineLayout : public TextLayout {
 
   static std::string Label(std::string_view name) { return ", \"" + std::string(name) + "\" : "; }
 
+  void BeginPayload(std::string_view name) { Append("{ \"", name, "\" : "); }
+  void EndPayload() { text_.Append(" }"); }
   void BeginStructure() { text_.Append("{ "); }
   void BeginMember(const Labels& labels, std::size_t index, bool isFirst) {
     labels.Append(index, isFirst ? 2 : 0, text_);
@@ -101,6 +103,8 @@ class MultiLineLayout : public TextLayout {
 
   static std::string Label(std::string_view name) { return std::string(name) + ": "; }
 
+  void BeginPayload(std::string_view /*name*/) {}
+  void EndPayload() { text_.Append("\n---"); }
   void BeginStructure() { BeginBlock(); }
   void BeginMember(const Labels& labels, std::size_t index, bool isFirst) {
     if (!isFirst) {

@@ -75,6 +75,9 @@ class RecordWriter {
 /// false; what is allocated never exceeds a constant times the size of the input.
 class RecordReader {
  public:
+  /// Records within records; more of them are a fault.
+  static constexpr std::uint32_t kMaxDepth = 64;
+
   explicit RecordReader(std::span<const std::uint8_t> bytes) : rest_(bytes), start_(bytes.data()) {}
 
   bool Ok() const { return isOk_; }
@@ -91,7 +94,12 @@ class RecordReader {
   template <class T>
   void Read(T& value) {
     if constexpr (Record<T>) {
-      T::Visit(*this, value);
+      isOk_ = isOk_ && depth_ < kMaxDepth;
+      if (isOk_) {
+        ++depth_;
+        T::Visit(*this, value);
+        --depth_;
+      }
     } else if constexpr (std::is_enum_v<T>) {
       value = static_cast<T>(ReadUnsigned(sizeof(T)));
     } else {
@@ -132,6 +140,7 @@ class RecordReader {
 
   std::span<const std::uint8_t> rest_;
   const std::uint8_t* start_;
+  std::uint32_t depth_ = 0;  ///< records that are open
   bool isOk_ = true;
 };
 
