@@ -25,7 +25,6 @@ using test::RawApplication;
 using test::RawPeer;
 using Proxy = QORMaintaindToolsServiceProxy;
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -61,21 +60,14 @@ class NetworkTools {
 class DaemonProxyTest : public testing::Test {
  protected:
   template <class T>
-  ara::core::Result<T> ResultOf(ara::core::Future<T> answer) {
-    if (answer.wait_for(seconds(10)) != ara::core::FutureStatus::kReady) {
-      return ara::core::ErrorCode(0, "no answer");
-    }
-    return answer.GetResult();
-  }
-  template <class T>
   T Get(ara::core::Future<T> answer) {
-    auto result = ResultOf(std::move(answer));
+    auto result = answer.GetResult();
     EXPECT_TRUE(result.HasValue()) << result.Error().Message();
     return result ? std::move(result).Value() : T{};
   }
   template <class T>
   std::string ErrorOf(ara::core::Future<T> answer) {
-    const auto result = ResultOf(std::move(answer));
+    const auto result = answer.GetResult();
     return result ? "a value" : std::to_string(result.Error().Value()) + ": " + result.Error().Message();
   }
 

@@ -122,10 +122,9 @@ TEST(Merge, GivesWhatThePlainRulesGiveAltogetherAndStepByStep) {
       &PlainMerge::NoPub);
 }
 
-template <class Record>
-void ExpectMergedIntoTheOnlineServer(void (QorCommon::*merge)(std::vector<Record>&) const) {
-  std::vector<Record> list(3);
-  for (Record& record : list) {
+TEST(Merge, WhatHasAServerIsMergedLikeEvents) {
+  std::vector<maintaind::ServiceInfoWithPubSub> list(3);
+  for (auto& record : list) {
     record.bindings[DriverType::kDds];
   }
   list[0].clients = {"a"};
@@ -133,16 +132,10 @@ void ExpectMergedIntoTheOnlineServer(void (QorCommon::*merge)(std::vector<Record
   list[1].clients = {"b"};
   list[2].server = "online";
   list[2].isServerOnline = true;
-  (QorCommon::GetInstance().*merge)(list);
+  QorCommon::GetInstance().MergeServiceInfo(list);
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].server, "online");
   EXPECT_THAT(list[0].clients, ElementsAre("a", "b"));
-}
-
-TEST(Merge, MethodsFieldsAndServicesAreMergedAlike) {
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeMethodInfo);
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeFieldInfo);
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeServiceInfo);
 }
 
 /// Each member, changed in the part of that binding, makes another entity of a record.
