@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <asio/io_context.hpp>
@@ -31,6 +32,7 @@
 namespace qor::someip {
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using asio::ip::tcp;
 using asio::ip::udp;
 using test::Bytes;
@@ -127,10 +129,10 @@ class SomeipStepsTest : public testing::Test {
 /// A connection whose peer is the test.
 class SomeipTcpStepsTest : public SomeipStepsTest {
  protected:
-  void Open(std::chrono::milliseconds halfMessage) {
+  void SetUp() override {
     tcp::acceptor acceptor(loop_, {asio::ip::address_v4::loopback(), 0});
     peer_ = ConnectTo(FromAsio(acceptor.local_endpoint()));
-    connection_ = std::make_shared<TcpConnection>(acceptor.accept(), TcpLimits{16U << 20U, 1U << 20U, halfMessage});
+    connection_ = std::make_shared<TcpConnection>(acceptor.accept(), TcpLimits{16U << 20U, 1U << 20U, kLimit});
     connection_->Start([this](const MessageHeader&, auto) { ++messages_; },
                        [this](TcpEnd end, const std::string&) { end_ = end; });
   }
@@ -141,7 +143,7 @@ class SomeipTcpStepsTest : public SomeipStepsTest {
     const std::size_t before = messages_;
     const Bytes next = Message(size);
     asio::write(peer_, asio::buffer(test::Joined(Message(0), std::span(next).first(begun))));
-    EXPECT_TRUE(StepUntil([&] { return messages_ == before + 1; }));
+    EXPECT_TRUE(StepUntil([&] { return messages_ > before || end_; }));
     return {next.begin() + static_cast<std::ptrdiff_t>(begun), next.end()};
   }
 
@@ -152,7 +154,6 @@ class SomeipTcpStepsTest : public SomeipStepsTest {
 };
 
 TEST_F(SomeipTcpStepsTest, APeerIsNotBlamedForAPauseOfOurs) {
-  Open(kLimit);
   const Bytes rest = SendOneAndAHalf(100'000, 20);
   asio::write(peer_, asio::buffer(rest));
   std::this_thread::sleep_for(2 * kLimit);
@@ -164,9 +165,23 @@ TEST_F(SomeipTcpStepsTest, APeerIsNotBlamedForAPauseOfOurs) {
   EXPECT_EQ(end_, TcpEnd::kLimit);
 }
 
+TEST_F(SomeipTcpStepsTest, APeerMayAlwaysBeInAMessageThatIsNew) {
+  Bytes rest;
+  auto begun = Clock::now();
+  for (const auto end = begun + 3 * kLimit; begun < end && !end_;) {
+    asio::write(peer_, asio::buffer(rest));
+    rest = SendOneAndAHalf(100, 20);
+    for (int i = 0; i < 4; ++i) {
+      std::this_thread::sleep_for(kLimit / 20);
+      Step();
+    }
+    const auto before = std::exchange(begun, Clock::now());
+    EXPECT_TRUE(!end_ || begun - before >= kLimit) << "not even this test was slow";
+  }
+}
+
 TEST_F(SomeipTcpStepsTest, WhatHasComeOfAMessageGivesTimeForTheRest) {
   constexpr std::size_t kChunk = 10'000;
-  Open(kLimit);
   const Bytes rest = SendOneAndAHalf(200 * kChunk, 20);
   for (std::size_t at = 0; at < 100 * kChunk; at += kChunk) {  // 10 s more
     asio::write(peer_, asio::buffer(rest.data() + at, kChunk));
@@ -179,19 +194,6 @@ TEST_F(SomeipTcpStepsTest, WhatHasComeOfAMessageGivesTimeForTheRest) {
     asio::write(peer_, asio::buffer(rest.data() + at, std::min(kChunk, rest.size() - at)));
   }
   EXPECT_TRUE(StepUntil([this] { return messages_ == 2; }));
-}
-
-TEST_F(SomeipTcpStepsTest, WithoutALimitAMessageMayTakeAnyTime) {
-  Open(std::chrono::milliseconds(0));
-  const Bytes rest = SendOneAndAHalf(100, 20);
-  Step();
-  std::this_thread::sleep_for(kLimit);
-  Step();
-  Step();
-  EXPECT_EQ(end_, std::nullopt);
-  peer_.close();
-  EXPECT_TRUE(StepUntil([this] { return end_.has_value(); }));
-  EXPECT_EQ(end_, TcpEnd::kPeer);
 }
 
 TEST_F(SomeipStepsTest, AServerWarnsOfAPeerThatItCutsOffAndNotOfOneThatLeaves) {
@@ -229,10 +231,15 @@ TEST_F(SomeipStepsTest, FieldsGoToNewSubscribersFromTheLoopAndOnlyIfNothingNewer
     EXPECT_TRUE(server->AddSubscriber(group, subscriber.Local(), false));
   };
   ASSERT_TRUE(server->AddEvent({.eventId = kEvent, .eventgroups = {kGroup, kGroup + 1}, .isField = true}));
+  subscribe(kGroup);  // nothing was ever sent
+  Step();
+  server->RemoveAllSubscribers(subscriber.Local());
   notify(1);
   subscribe(kGroup);
   EXPECT_EQ(subscriber.Received(), Bytes{});
   EXPECT_TRUE(sees({1}));
+  subscribe(kGroup);  // a renewal
+  Step();
   subscribe(kGroup + 1);
   EXPECT_TRUE(sees({1, 1}));
 
@@ -260,7 +267,6 @@ TEST_F(SomeipStepsTest, AReplacedPortLeavesTheOtherAsItWas) {
   ServiceServerOptions options = ServerOptions();
   options.tcpPort = OpenServer()->TcpEndpoint()->port;  // free again
   options.udpPort = former->UdpEndpoint()->port;
-  EXPECT_FALSE(ServiceServer::Open(loop_, options));
   auto near = ServiceServer::OpenNear(loop_, options);
   ASSERT_TRUE(near);
   EXPECT_NE(near.Value()->UdpEndpoint()->port, options.udpPort);

@@ -20,8 +20,8 @@ using common::ResourceConfig;
 using maintaind::DriverType;
 using maintaind::EventInfoWithPubSub;
 using maintaind::TransportQos;
-using qorevent::CommunicableType;
-using qorevent::RoleType;
+using Type = qorevent::CommunicableType;
+using Role = qorevent::RoleType;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -46,7 +46,6 @@ EventInfoWithPubSub DdsEvent(const std::string& name, std::vector<TransportQos> 
 EventInfoWithPubSub SomeipEvent(const std::string& name) {
   EventInfoWithPubSub record;
   record.eventName = name;
-  record.applicationName = "/app";
   auto& someip = record.bindings[DriverType::kSomeip].someip;
   someip.serviceId = 4;
   someip.networkIp = "10.0.1.1";
@@ -145,14 +144,10 @@ TEST(Communicable, BySharedMemoryInOneDomainByUdpOverTheNetworkAndByIccAcross) {
   EXPECT_TRUE(OnGea(R"({"fields": {"drive": ["/app"]}, "currentField": "drive"})").FiltByLocal(record));
 }
 
-TEST(Communicable, TheFieldIsAskedBeforeTheTransports) {
-  const log::LogCapture capture;
+TEST(Communicable, TheFieldIsAskedBeforeTheTransportsAndNamesOfOddLengthHaveNone) {
+  log::LogCapture capture;
   EXPECT_FALSE(OnGea().FiltByLocal(DdsEvent("/e", {TransportQos::kUdp})));
   EXPECT_EQ(capture.Count(LogLevel::kDebug, "[QorCommon][Server fieldName=, Current fieldName=]"), 1U);
-}
-
-TEST(Communicable, ApplicationNamesOfOddLengthHaveNoField) {
-  log::LogCapture capture;
   for (const std::size_t length : {0U, 5001U}) {
     EXPECT_FALSE(OnGea().IsTheSameField(std::string(length, 'a')));
     EXPECT_EQ(
@@ -161,7 +156,6 @@ TEST(Communicable, ApplicationNamesOfOddLengthHaveNoField) {
         1U);
   }
   EXPECT_TRUE(OnGea().IsTheSameField(std::string(5000, 'a')));
-  EXPECT_FALSE(OnGea(R"({"fields": {"drive": ["/app"]}, "currentField": "cockpit"})").IsTheSameField("/app"));
 }
 
 /// What is listed of one event of each kind, in order: "<name> <binding>".
@@ -183,22 +177,19 @@ std::vector<std::string> Listed(qorevent::EventFilter filter) {
 }
 
 TEST(EventListing, ShowsWhatTheTypeAndTheRoleSelectOnceForEachBinding) {
-  using Role = RoleType;
-  using Type = CommunicableType;
   EXPECT_THAT(Listed({Role::kAll, Type::kAll}),
               ElementsAre("/both DDS", "/both SOMEIP", "/cross DDS", "/someip[left] SOMEIP"));
   EXPECT_THAT(Listed({Role::kPublisher, Type::kLocal}), ElementsAre("/both DDS", "/both SOMEIP"));
   EXPECT_THAT(Listed({Role::kSubscriber, Type::kNetwork}),
               ElementsAre("/both DDS", "/both SOMEIP", "/someip[left] SOMEIP"));
   EXPECT_THAT(Listed({static_cast<Role>(9), Type::kCross}), ElementsAre("/cross DDS"));
-  EXPECT_THAT(Listed({Role::kAll, Type::kUndefined}), IsEmpty());
   EXPECT_THAT(Listed({Role::kAll, static_cast<Type>(5)}), IsEmpty());
 }
 
 TEST(EventListing, LogsWhatDecided) {
   log::LogCapture capture;
-  Listed({RoleType::kAll, CommunicableType::kAll});
-  Listed({RoleType::kPublisher, CommunicableType::kUndefined});
+  Listed({Role::kAll, Type::kAll});
+  EXPECT_THAT(Listed({Role::kPublisher, Type::kUndefined}), IsEmpty());
   EXPECT_EQ(capture.Count(LogLevel::kWarn, "[QorCommon][UNDEFINED]"), 1U);
   for (const char* text :
        {"[QorCommon][FiltByAll][The event is local communicable event][event=/both]",

@@ -122,10 +122,9 @@ TEST(Merge, GivesWhatThePlainRulesGiveAltogetherAndStepByStep) {
       &PlainMerge::NoPub);
 }
 
-template <class Record>
-void ExpectMergedIntoTheOnlineServer(void (QorCommon::*merge)(std::vector<Record>&) const) {
-  std::vector<Record> list(3);
-  for (Record& record : list) {
+TEST(Merge, WhatHasAServerIsMergedLikeEvents) {
+  std::vector<maintaind::ServiceInfoWithPubSub> list(3);
+  for (auto& record : list) {
     record.bindings[DriverType::kDds];
   }
   list[0].clients = {"a"};
@@ -133,16 +132,10 @@ void ExpectMergedIntoTheOnlineServer(void (QorCommon::*merge)(std::vector<Record
   list[1].clients = {"b"};
   list[2].server = "online";
   list[2].isServerOnline = true;
-  (QorCommon::GetInstance().*merge)(list);
+  QorCommon::GetInstance().MergeServiceInfo(list);
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].server, "online");
   EXPECT_THAT(list[0].clients, ElementsAre("a", "b"));
-}
-
-TEST(Merge, MethodsFieldsAndServicesAreMergedAlike) {
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeMethodInfo);
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeFieldInfo);
-  ExpectMergedIntoTheOnlineServer(&QorCommon::MergeServiceInfo);
 }
 
 /// Each member, changed in the part of that binding, makes another entity of a record.
@@ -178,7 +171,7 @@ TEST(Merge, EveryPartOfAKeyTellsEntitiesApart) {
                                              &ServiceInfo::domainId, &ServiceInfo::networkIp);
 }
 
-EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vector<std::string> subscribers) {
+EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vector<std::string> subscribers = {}) {
   EventInfoWithPubSub record;
   record.eventName = "/speed";
   record.publisher = publisher;
@@ -193,31 +186,25 @@ EventInfoWithPubSub Event(const std::string& publisher, bool isOnline, std::vect
   return record;
 }
 
-EventList Merged(EventList list) {
-  QorCommon::GetInstance().MergeEventInfo(list);
-  return list;
-}
-
-TEST(Merge, PublisherTakesSubscribersThatOtherDaemonsReport) {
-  const EventList list = Merged({Event("", false, {"a", "b"}), Event("pub", true, {"c"}), Event("old", false, {"b"})});
-  ASSERT_EQ(list.size(), 1U);
-  EXPECT_EQ(list[0].publisher, "pub");
-  EXPECT_THAT(list[0].subscribers, ElementsAre("c", "a", "b", "b"));
-}
-
 TEST(Merge, NetworkCountsUnlessTheSubscriberIsOnALocalTransport) {
-  EventInfoWithPubSub elsewhere = Event("", false, {"a"});
-  elsewhere.bindings[DriverType::kDds].dds.networkIp = "10.0.9.9";
-  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 2U);
-  elsewhere.bindings[DriverType::kDds].dds.transports = {TransportQos::kShm, TransportQos::kUdp};
-  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 1U);
-  elsewhere.bindings[DriverType::kDds].dds.domainId = 1;
-  EXPECT_EQ(Merged({Event("pub", true, {}), elsewhere}).size(), 2U);
+  EventInfoWithPubSub elsewhere = Event("", false);
+  auto& dds = elsewhere.bindings[DriverType::kDds].dds;
+  const auto isMerged = [&elsewhere] {
+    EventList list{Event("pub", true), elsewhere};
+    QorCommon::GetInstance().MergeEventInfo(list);
+    return list.size() == 1;
+  };
+  dds.networkIp = "10.0.9.9";
+  EXPECT_FALSE(isMerged());
+  dds.transports = {TransportQos::kShm, TransportQos::kUdp};
+  EXPECT_TRUE(isMerged());
+  dds.domainId = 1;
+  EXPECT_FALSE(isMerged());
 }
 
 TEST(Merge, CompareGoesByTheFirstBindingAndNeverClearsItsResult) {
   const QorCommon& common = QorCommon::GetInstance();
-  EventInfoWithPubSub both = Event("", false, {});
+  EventInfoWithPubSub both = Event("", false);
   both.bindings[DriverType::kSomeip].someip.eventId = 3;
   EventInfoWithPubSub someipOnly = both;
   someipOnly.bindings.erase(DriverType::kDds);
@@ -259,43 +246,28 @@ TEST(Merge, LogsTheSizeAfterEveryPassThatRan) {
 
 TEST(Merge, FieldsWithoutNotifierAreKnownByTheirGetterOrSetter) {
   maintaind::FieldInfoWithPubSub server;
-  server.server = "s";
-  server.isServerOnline = true;
   auto& binding = server.bindings[DriverType::kSomeip];
   binding.hasGetter = true;
   binding.hasSetter = true;
   binding.someip.setGet.getter.methodId = 1;
   binding.someip.setGet.setter.methodId = 2;
-  maintaind::FieldInfoWithPubSub client = server;
-  client.server.clear();
-  maintaind::FieldInfoWithPubSub other = client;
+  maintaind::FieldInfoWithPubSub other = server;
+  const auto isEqual = [&] {
+    bool result = false;
+    QorCommon::GetInstance().CompareEntityInfo(result, server, other.bindings);
+    return result;
+  };
+  EXPECT_TRUE(isEqual());
   other.bindings[DriverType::kSomeip].someip.setGet.getter.methodId = 9;
-  std::vector<maintaind::FieldInfoWithPubSub> list{server, other, client};
-  QorCommon::GetInstance().MergeFieldInfo(list);
-  EXPECT_EQ(list.size(), 2U);
+  EXPECT_FALSE(isEqual());
   other.bindings[DriverType::kSomeip].hasGetter = false;
-  bool isEqual = false;
-  QorCommon::GetInstance().CompareEntityInfo(isEqual, server, other.bindings);
-  EXPECT_FALSE(isEqual);
+  EXPECT_FALSE(isEqual());
 }
 
 TEST(Merge, APublisherWithoutADaemonIsListedOnceHoweverManyDaemonsSeeIt) {
-  const auto report = [](const char* publisher, bool isOnline, const char* mask, std::vector<std::string> subscribers) {
-    EventInfoWithPubSub event;
-    event.eventName = "/speed";
-    event.publisher = publisher;
-    event.isPublisherOnline = isOnline;
-    event.subscribers = std::move(subscribers);
-    auto& someip = event.bindings[DriverType::kSomeip].someip;
-    someip.serviceId = 1;
-    someip.eventId = 0x8001;
-    someip.networkIp = "10.0.0.9";
-    someip.subnetMask = mask;
-    return event;
-  };
-  EventList list{report("someip:10.0.0.9", false, "255.255.255.255", {"/a", "/b"}), report("/own", true, "", {}),
-                 report("someip:10.0.0.9", true, "255.255.255.0", {"/b", "/c"}), report("/own", true, "", {"/a"}),
-                 report("someip:10.0.0.8", true, "255.255.255.0", {})};
+  EventList list{Event("someip:10.0.0.9", false, {"/a", "/b"}), Event("/own", true),
+                 Event("someip:10.0.0.9", true, {"/b", "/c"}), Event("/own", true), Event("someip:10.0.0.8", true)};
+  list[0].bindings[DriverType::kDds].dds.subnetMask = "255.255.255.255";
   common::JoinForeignReports(list);
   ASSERT_EQ(list.size(), 4U);
   EXPECT_TRUE(list[0].isPublisherOnline);
