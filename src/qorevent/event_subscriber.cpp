@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorevent/event_subscriber.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 #include "src/common/qor_common.h"
+#include "src/qorevent/event_records.h"
 
 namespace qor::qorevent {
 namespace {
@@ -16,22 +14,6 @@ namespace {
 using maintaind::DriverType;
 using maintaind::EventRegisterInfo;
 using maintaind::TransportQos;
-
-/// The registration with only the binding to be subscribed, from the first record that has it.
-std::optional<EventRegisterInfo> WithBinding(const std::vector<maintaind::EventInfoWithPubSub>& records,
-                                             DriverType driver) {
-  for (const auto& record : records) {
-    if (const auto binding = record.bindings.find(driver); binding != record.bindings.end()) {
-      EventRegisterInfo event = record;
-      event.bindings = {*binding};
-      return event;
-    }
-  }
-  return std::nullopt;
-}
-
-/// Events in shared memory need the host's memory file system.
-bool InitDpAdapter() { return access("/dev/shm", R_OK | W_OK | X_OK) == 0; }
 
 }  // namespace
 
@@ -69,7 +51,7 @@ com::Subscriber EventSubscriber::SubscribeDds(const std::string& name, const Eve
   const maintaind::DDSEventInfo& dds = event.bindings.begin()->second.dds;
   if (QorCommon::GetInstance().IsUsingDSHM(dds.transports)) {
     log_.Info() << "[SubscribeEvent][RecvMemory event=" << name << "]";
-    if (!InitDpAdapter()) {
+    if (!IsDpAdapterReady()) {
       log_.Error() << "Dp adapter initialized failed in event: " << name;
       return {};
     }

@@ -2,12 +2,12 @@
 #include "src/qorevent/qor_event_hz.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "src/common/checks.h"
 #include "src/common/qor_common.h"
 #include "src/common/tools_common_client_manager.h"
+#include "src/qorevent/event_records.h"
 
 namespace qor::qorevent {
 namespace {
@@ -27,34 +27,6 @@ std::size_t SizeOf(const com::RecvBuffer& sample) {
     }
   }
   return size;
-}
-
-/// How much a record says about where samples come from.
-int Strength(const EventInfoWithPubSub& record) {
-  if (record.publisher.empty()) {
-    return 0;
-  }
-  return record.isPublisherOnline ? 2 : 1;
-}
-
-/// Leaves the records of online publishers; without any, those of offline publishers; without any, all.
-void KeepStrongest(std::vector<EventInfoWithPubSub>& records) {
-  int strongest = 0;
-  for (const auto& record : records) {
-    strongest = std::max(strongest, Strength(record));
-  }
-  std::erase_if(records, [&](const EventInfoWithPubSub& record) { return Strength(record) < strongest; });
-}
-
-/// A name is one event when its records have one DDS binding, one SOME/IP binding, or one of each.
-bool IsOneEvent(const std::vector<EventInfoWithPubSub>& records) {
-  std::size_t dds = 0;
-  std::size_t someip = 0;
-  for (const auto& record : records) {
-    dds += record.bindings.count(DriverType::kDds);
-    someip += record.bindings.count(DriverType::kSomeip);
-  }
-  return dds <= 1 && someip <= 1 && dds + someip > 0;
 }
 
 /// Every option that is wrong has its line.
@@ -183,16 +155,11 @@ bool QorEventHz::QueryEvent() {
 }
 
 void QorEventHz::QuerySlot(EventSlot& slot, const std::vector<EventInfoWithPubSub>& merged) {
-  std::vector<EventInfoWithPubSub> matching;
-  std::copy_if(merged.begin(), merged.end(), std::back_inserter(matching),
-               [&](const EventInfoWithPubSub& record) { return record.eventName == slot.pureName; });
   CommonFilter filter = options_.filter;
   if (!slot.uuid.empty()) {
     filter.uuid = slot.uuid;
   }
-  QorCommon::GetInstance().FilterEventInfo(slot.pureName, matching, filter);
-  KeepStrongest(matching);
-  for (EventInfoWithPubSub& record : matching) {
+  for (EventInfoWithPubSub& record : SelectRecords(merged, slot.pureName, filter)) {
     if (!IsRepeatedEvent(record, slot)) {
       slot.records.push_back(std::move(record));
     }
@@ -202,10 +169,7 @@ void QorEventHz::QuerySlot(EventSlot& slot, const std::vector<EventInfoWithPubSu
 }
 
 bool QorEventHz::IsRepeatedEvent(const EventInfoWithPubSub& record, const EventSlot& slot) const {
-  bool isRepeated = false;
-  for (const EventInfoWithPubSub& known : slot.records) {
-    QorCommon::GetInstance().CompareEventInfo(isRepeated, known, record.bindings);
-  }
+  const bool isRepeated = IsRepeated(record, slot.records);
   if (isRepeated && record.bindings.count(DriverType::kDds) != 0) {
     log_.Info() << "[The same DDS event][eventName=" << slot.name << "]";
   } else if (isRepeated) {

@@ -103,4 +103,13 @@ void AddFilterOptions(CLI::App& command, CommonFilter& filter) {
   add("--uuid", filter.uuid, Expect("decimal digits", IsUuid), "DIGITS", "UUID");
 }
 
+void AddNetworkOptions(CLI::App& command, std::string& ddsNetwork, std::string& someipNetwork) {
+  command.add_option("--dds-network", ddsNetwork, "Address of the interface to receive DDS events on")
+      ->check(NetworkAddress())
+      ->option_text("ADDRESS");
+  command.add_option("--someip-network", someipNetwork, "Name of the network to receive SOME/IP events on")
+      ->check(SomeipNetworkName())
+      ->option_text("NAME");
+}
+
 }  // namespace qor::tools

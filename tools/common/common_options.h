@@ -25,6 +25,9 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options);
 /// are refused with what was expected. `filter` must live as long as the command.
 void AddFilterOptions(CLI::App& command, CommonFilter& filter);
 
+/// --dds-network, --someip-network: where events are received. Both must live as long as the command.
+void AddNetworkOptions(CLI::App& command, std::string& ddsNetwork, std::string& someipNetwork);
+
 /// Checks for option values, by the rules that all tools share.
 CLI::Validator PositiveCount(std::uint64_t largest);
 CLI::Validator Seconds();

@@ -15,6 +15,7 @@ using Task = std::function<int()>;
 void AddListCommand(CLI::App& app, Task& task);
 void AddShowCommand(CLI::App& app, Task& task);
 void AddExportCommand(CLI::App& app, Task& task);
+void AddEchoCommand(CLI::App& app, Task& task);
 void AddHzCommand(CLI::App& app, Task& task);
 
 }  // namespace qor::tools

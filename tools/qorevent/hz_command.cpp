@@ -61,12 +61,7 @@ void AddHzCommand(CLI::App& app, Task& task) {
   command->add_flag("-m,--messages", options->isMessages, "Print the name of the event of each sample instead");
   AddLimits(*command, *options);
   AddFilterOptions(*command, options->hz.filter);
-  command->add_option("--dds-network", options->hz.ddsNetwork, "Address of the interface to receive DDS events on")
-      ->check(NetworkAddress())
-      ->option_text("ADDRESS");
-  command->add_option("--someip-network", options->hz.someipNetwork, "Name of the network to receive SOME/IP events on")
-      ->check(SomeipNetworkName())
-      ->option_text("NAME");
+  AddNetworkOptions(*command, options->hz.ddsNetwork, options->hz.someipNetwork);
   AddCommonOptions(*command, options->common);
   command->callback([options, &task] {
     if (options->names.empty()) {

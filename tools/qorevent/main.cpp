@@ -53,7 +53,9 @@ int main(int argc, char** argv) {
   qor::tools::OpenStandardStreams();
   qor::tools::SetToolName("qorevent");
   qor::tools::Task task;
-  CLI::App app("Events of the running system: list them, show one, export all, measure how often they arrive");
+  CLI::App app(
+      "Events of the running system: list them, show one, export all, print their samples, measure how often they "
+      "arrive");
   app.name("qorevent");
   app.set_version_flag("--version", "qorevent " QOR_VERSION, "Print the version and exit");
   app.footer(kFooter);
@@ -61,6 +63,7 @@ int main(int argc, char** argv) {
   qor::tools::AddListCommand(app, task);
   qor::tools::AddShowCommand(app, task);
   qor::tools::AddExportCommand(app, task);
+  qor::tools::AddEchoCommand(app, task);
   qor::tools::AddHzCommand(app, task);
 
   Arguments arguments(argv + 1, argv + argc);

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "tools/qorevent/commands.h"
+#include "tools/qorevent/echo_command_options.h"
+#include "tools/qorevent/echo_run.h"
+
+namespace qor::tools {
+namespace {
+
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  qorevent echo /vehicle/speed                      until Ctrl-C\n"
+    "  qorevent echo /vehicle/speed --once               one sample\n"
+    "  qorevent echo /vehicle/speed --field wheel[2].rpm only this part of each sample\n"
+    "  qorevent echo /camera/image --summary             lists by type and length\n"
+    "  qorevent echo /a /b --time --multi-line           when each arrived, and a line for each member\n"
+    "  qorevent echo /vehicle/speed --json | jq .value   one object a sample\n"
+    "An event without a type definition prints as bytes. When the output is slower than the event, samples are left "
+    "out\n"
+    "and counted at the end.";
+
+int RunEcho(const EchoCommandOptions& options) {
+  StopSignal stop;
+  Session session(options.common);
+  if (!session.Join()) {
+    return kExitFailure;
+  }
+  return EchoRun(options, stop, session).Run();
+}
+
+void AddLayouts(CLI::App& command, EchoCommandOptions& options) {
+  auto* multiLine = command.add_flag("-m,--multi-line", options.isMultiLine, "A line for each member");
+  auto* summary = command.add_flag("-s,--summary", options.isSummary, "Lists by their type and length only");
+  auto* field = command.add_option("-f,--field", options.fieldPath,
+                                   "Only this part: members by name, elements by number, as in objects[2].position");
+  field->option_text("PATH");
+  command.add_flag("--raw", options.isRaw, "The bytes in hexadecimal instead")
+      ->excludes(multiLine)
+      ->excludes(summary)
+      ->excludes(field);
+  command.add_flag("--time", options.hasTime, "When each sample arrived, local time");
+}
+
+void AddLimits(CLI::App& command, EchoCommandOptions& options) {
+  auto* count = command.add_option("-n,--count", options.count, "End after so many samples")
+                    ->check(PositiveCount(std::numeric_limits<std::uint64_t>::max()))
+                    ->option_text("N");
+  command.add_flag("--once", options.isOnce, "End after one sample")->excludes(count);
+  command.add_option("-d,--duration", options.duration, "End after so many seconds")
+      ->check(Seconds())
+      ->option_text("SECONDS");
+  command
+      .add_option("-t,--timeout", options.timeout,
+                  "Wait at most so many seconds for one of the names to appear and for the first sample")
+      ->check(Seconds())
+      ->option_text("SECONDS");
+}
+
+}  // namespace
+
+void AddEchoCommand(CLI::App& app, Task& task) {
+  auto options = std::make_shared<EchoCommandOptions>();
+  CLI::App* command = app.add_subcommand("echo", "Print the samples of events as they arrive");
+  command->footer(kExamples);
+  command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
+      ->option_text("NAME...")
+      ->check(EventName())
+      ->expected(1, 5000);
+  AddLayouts(*command, *options);
+  AddLimits(*command, *options);
+  AddFilterOptions(*command, options->filter);
+  AddNetworkOptions(*command, options->ddsNetwork, options->someipNetwork);
+  AddCommonOptions(*command, options->common);
+  command->callback([options, &task] {
+    if (options->names.empty()) {
+      throw CLI::RequiredError("NAME");
+    }
+    task = [options] { return RunEcho(*options); };
+  });
+}
+
+}  // namespace qor::tools

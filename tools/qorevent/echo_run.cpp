@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qorevent/echo_run.h"
+
+#include <algorithm>
+
+#include "src/common/qor_common.h"
+#include "tools/common/printable.h"
+
+namespace qor::tools {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr seconds kPeriod{1};
+
+std::chrono::steady_clock::duration ToDuration(double timeInSeconds) {
+  return std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(timeInSeconds));
+}
+
+/// Rounded up, so that a wait is never a little short.
+milliseconds Until(std::chrono::steady_clock::time_point end) {
+  const auto now = std::chrono::steady_clock::now();
+  return std::chrono::ceil<milliseconds>(std::max(end - now, std::chrono::steady_clock::duration::zero()));
+}
+
+}  // namespace
+
+EchoRun::EchoRun(const EchoCommandOptions& options, StopSignal& stop, Session& session)
+    : options_(options),
+      stop_(stop),
+      session_(session),
+      printer_(options),
+      limit_(options.isOnce ? 1 : options.count),
+      samples_(limit_),
+      pending_(options.names.begin(), options.names.end()) {}
+
+ExitCode EchoRun::Run() {
+  if (!echo_.Initialize()) {
+    return kExitFailure;
+  }
+  echo_.SetRendering(Rendering());
+  begin_ = Clock::now();
+  if (const auto ending = WaitForEvents(); ending.has_value()) {
+    return *ending;
+  }
+  for (const std::string& name : pending_) {
+    session_.ComplainUnknown(name);
+    Complain("still looking for '" + Printable(name) + "'");
+  }
+  const ExitCode code = Receive();
+  return session_.Out().HasFailed() ? kExitFailure : code;
+}
+
+std::string EchoRun::NameWithInstance(const std::string& name) const {
+  std::string pureName;
+  std::string uuid;
+  if (options_.filter.instanceShortName.empty() || !QorCommon::GetInstance().GetNameAndUuid(name, pureName, uuid)) {
+    return name;
+  }
+  return pureName + "[" + options_.filter.instanceShortName + "]";
+}
+
+qorevent::EchoOptions EchoRun::EchoOptionsFor(const std::string& name) const {
+  qorevent::EchoOptions options;
+  options.ddsNetwork = options_.ddsNetwork;
+  options.someipNetwork = options_.someipNetwork;
+  options.networkIp = options_.filter.networkIp;
+  options.uuid = options_.filter.uuid;
+  options.isAnyDomain = options_.filter.domainId == CommonFilter::kAnyDomain;
+  options.domainId = options.isAnyDomain ? std::uint16_t{0} : options_.filter.domainId;
+  std::string pureName;
+  std::string uuid;
+  if (!options_.filter.instanceShortName.empty() && QorCommon::GetInstance().GetNameAndUuid(name, pureName, uuid) &&
+      !uuid.empty()) {
+    options.uuid = uuid;  // the instance takes the place in the brackets
+  }
+  return options;
+}
+
+qorevent::EchoRendering EchoRun::Rendering() const {
+  qorevent::EchoRendering rendering;
+  rendering.format =
+      static_cast<QorDeserializer::FormatType>((options_.isMultiLine ? 1U : 0U) | (options_.isSummary ? 2U : 0U));
+  rendering.isJson = options_.common.isJson;
+  rendering.isRaw = options_.isRaw;
+  rendering.fieldPath = options_.fieldPath;
+  return rendering;
+}
+
+std::optional<ExitCode> EchoRun::WaitForEvents() {
+  const auto deadline = begin_ + ToDuration(options_.timeout);
+  while (true) {
+    if (const auto ending = StartKnownEvents(); ending.has_value() || !echoing_.empty()) {
+      return ending;
+    }
+    if (Clock::now() >= deadline) {
+      if (!isComplete_) {  // a daemon that is silent may know the events
+        session_.Finish(echo_.GetAnswers().IsAny(), echo_.GetAnswers().missing);
+        return kExitFailure;
+      }
+      for (const std::string& name : options_.names) {
+        session_.ComplainUnknown(name);
+      }
+      return kExitNoMatch;
+    }
+    if (stop_.WaitFor(std::min<milliseconds>(Until(deadline), kPeriod)) == StopSignal::Wake::kSignal) {
+      return kExitInterrupted;
+    }
+  }
+}
+
+std::optional<ExitCode> EchoRun::StartKnownEvents() {
+  nextLook_ = Clock::now() + kPeriod;
+  isComplete_ = true;
+  const std::set<std::string> names = pending_;
+  for (const std::string& name : names) {
+    const bool isKnown = echo_.IsKnown(NameWithInstance(name), EchoOptionsFor(name));
+    isComplete_ = isComplete_ && echo_.GetAnswers().IsAll();
+    if (!isKnown) {
+      continue;
+    }
+    if (const auto ending = Start(name); ending.has_value()) {
+      return ending;
+    }
+    pending_.erase(name);
+  }
+  return std::nullopt;
+}
+
+std::optional<ExitCode> EchoRun::Start(const std::string& name) {
+  const std::string fullName = NameWithInstance(name);
+  const EchoResult result = echo_.Echo(fullName, EchoOptionsFor(name), [this](qorevent::SampleInfo&& sample) {
+    samples_.Push([this, &sample](std::string& out) { printer_.Append(sample, out); });
+  });
+  switch (result) {
+    case EchoResult::kEchoing: {
+      echoing_.insert(fullName);
+      const std::string reason = echo_.WhyNotDescribed(fullName);
+      if (!reason.empty() && !options_.isRaw) {
+        Complain("the samples of '" + Printable(name) + "' are printed as bytes: " + Printable(reason));
+      }
+      return std::nullopt;
+    }
+    case EchoResult::kUnknownField:
+      Complain("'" + Printable(name) + "': " + Printable(echo_.FieldFault()));
+      return kExitUsage;
+    case EchoResult::kAmbiguous:
+      Complain("there are several events '" + Printable(name) +
+               "': choose one with --domain-id, --instance or --network-ip");
+      return kExitFailure;
+    case EchoResult::kUnknownEvent:  // it has gone meanwhile
+      return std::nullopt;
+    default:
+      Complain("'" + Printable(name) + "' cannot be echoed; -v tells more");
+      return result == EchoResult::kBadParam ? kExitUsage : kExitFailure;
+  }
+}
+
+ExitCode EchoRun::Receive() {
+  bool isInterrupted = false;
+  if (options_.duration > 0.0) {
+    end_ = Clock::now() + ToDuration(options_.duration);
+  }
+  while (!IsOver()) {
+    const auto wake = stop_.WaitFor(Until(NextDeadline()), samples_.Descriptor());
+    WriteSamples();
+    if (wake == StopSignal::Wake::kSignal) {
+      isInterrupted = true;
+      break;
+    }
+    if (!pending_.empty() && Clock::now() >= nextLook_) {
+      if (const auto ending = StartKnownEvents(); ending.has_value()) {
+        return *ending;
+      }
+    }
+  }
+  if (session_.Out().HasReaderGone()) {
+    return kExitDone;
+  }
+  ReportLosses();
+  if (sampleCount_ > 0) {
+    return kExitDone;
+  }
+  if (!isInterrupted) {
+    Complain("no sample arrived within the time limit");
+  }
+  return isInterrupted ? kExitInterrupted : kExitTimeLimit;
+}
+
+void EchoRun::WriteSamples() {
+  const std::uint64_t count = samples_.Take(text_);
+  if (count > 0) {
+    session_.Out().Write(text_);
+    sampleCount_ += count;
+  }
+}
+
+bool EchoRun::IsOver() const {
+  const auto now = Clock::now();
+  return session_.Out().HasReaderGone() || session_.Out().HasFailed() || (limit_ > 0 && sampleCount_ >= limit_) ||
+         (end_.has_value() && now >= *end_) ||
+         (options_.timeout > 0.0 && sampleCount_ == 0 && now >= begin_ + ToDuration(options_.timeout));
+}
+
+EchoRun::Clock::time_point EchoRun::NextDeadline() const {
+  auto deadline = pending_.empty() ? Clock::now() + kPeriod : nextLook_;
+  if (end_.has_value()) {
+    deadline = std::min(deadline, *end_);
+  }
+  if (options_.timeout > 0.0 && sampleCount_ == 0) {
+    deadline = std::min(deadline, begin_ + ToDuration(options_.timeout));
+  }
+  return deadline;
+}
+
+void EchoRun::ReportLosses() const {
+  if (const std::uint64_t dropped = samples_.DroppedCount(); dropped > 0) {
+    Complain("the output was too slow: " + std::to_string(dropped) + " samples are not printed");
+  }
+  for (const std::string& name : echoing_) {
+    if (const std::uint64_t lost = echo_.GetLostCount(name); lost > 0) {
+      Complain("'" + Printable(name) + "': " + std::to_string(lost) + " samples were lost before they arrived here");
+    }
+  }
+}
+
+}  // namespace qor::tools

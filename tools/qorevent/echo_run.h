@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_QOREVENT_ECHO_RUN_H
+#define QOR_TOOLS_QOREVENT_ECHO_RUN_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "src/qorevent/qor_event_echo.h"
+#include "tools/common/exit_code.h"
+#include "tools/common/stop_signal.h"
+#include "tools/qorevent/echo_command_options.h"
+#include "tools/qorevent/echo_text.h"
+#include "tools/qorevent/sample_pipe.h"
+#include "tools/qorevent/session.h"
+
+namespace qor::tools {
+
+/// One run of echo, from finding the events to the last sample. Lives on the main thread; samples arrive on others.
+///
+/// With no event of the names known it ends at once, or with a time limit when that has passed; names that are not
+/// known while others are keep being looked for, each second.
+class EchoRun {
+ public:
+  /// All must outlive it.
+  EchoRun(const EchoCommandOptions& options, StopSignal& stop, Session& session);
+
+  ExitCode Run();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  using EchoResult = qorevent::QorEventEcho::EchoResult;
+
+  /// The name with the instance that the options give, and the other options.
+  std::string NameWithInstance(const std::string& name) const;
+  qorevent::EchoOptions EchoOptionsFor(const std::string& name) const;
+  qorevent::EchoRendering Rendering() const;
+
+  /// Nothing when at least one event is echoing; otherwise how the run ends.
+  std::optional<ExitCode> WaitForEvents();
+  /// Starts what is known and not started yet. Nothing, or how the run ends because an event cannot be echoed.
+  std::optional<ExitCode> StartKnownEvents();
+  std::optional<ExitCode> Start(const std::string& name);
+  ExitCode Receive();
+  void WriteSamples();
+  bool IsOver() const;
+  Clock::time_point NextDeadline() const;
+  void ReportLosses() const;
+
+  const EchoCommandOptions& options_;
+  StopSignal& stop_;
+  Session& session_;
+  const EchoPrinter printer_;
+  const std::uint64_t limit_;  ///< samples; 0: none
+  SamplePipe samples_;
+  std::string text_;
+  std::set<std::string> pending_;  ///< names that are not known yet
+  std::set<std::string> echoing_;  ///< as they were given to the echo
+  bool isComplete_ = true;         ///< every daemon answered the last look
+  std::uint64_t sampleCount_ = 0;  ///< written
+  Clock::time_point begin_;
+  Clock::time_point nextLook_;
+  std::optional<Clock::time_point> end_;  ///< of the duration
+  // Its receive threads use everything above.
+  qorevent::QorEventEcho echo_;
+};
+
+}  // namespace qor::tools
+
+#endif
