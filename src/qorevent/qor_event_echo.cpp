@@ -274,7 +274,9 @@ void QorEventEcho::OnEventReceived(EchoRecord& record, DriverType driver, const 
   record.callback(std::move(info));
 }
 
-void QorEventEcho::SetE2ECheckResult(const EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const {
+/// An event that runs already begins with some counter: for the check that is a wrong sequence, but no fault.
+void QorEventEcho::SetE2ECheckResult(EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const {
+  const bool isFirst = std::exchange(record.isFirst, false);
   info.e2eStatus.clear();
   if (!record.isE2EProtected) {
     return;
@@ -282,7 +284,7 @@ void QorEventEcho::SetE2ECheckResult(const EchoRecord& record, const com::RecvBu
   info.e2eStatus = CheckStatusName(sample.e2eStatus);
   if (sample.e2eStatus == CheckStatus::kCheckDisabled) {
     log_.Warn("QorEventEcho_E2EHandler", kLogIntervalMs) << "Use E2E protection but without set e2e handler";
-  } else if (sample.e2eStatus != CheckStatus::kOk) {
+  } else if (sample.e2eStatus != CheckStatus::kOk && !(isFirst && sample.e2eStatus == CheckStatus::kWrongSequence)) {
     log_.Error("QorEventEcho_E2E" + record.eventName, kLogIntervalMs)
         << "Receive event has e2e protection error[eventName=" << record.eventName
         << ", profileStatus=" << info.e2eStatus << "]";

@@ -89,6 +89,7 @@ class QorEventEcho {
     std::mutex mutex;  ///< guards what follows: an event with two bindings has two receive threads
     std::unique_ptr<SampleRenderer> renderer;
     BindingGate gate;
+    bool isFirst = true;
     SampleInfo sample;
     // Uses everything above, so it goes first.
     std::vector<com::Subscriber> subscribers;
@@ -106,7 +107,7 @@ class QorEventEcho {
   com::Subscriber DoSubscribeRecvMemory(EchoRecord& record, const maintaind::EventRegisterInfo& event);
   com::Subscriber DoSubscribe(EchoRecord& record, const maintaind::EventRegisterInfo& event, std::uint32_t queueSize);
   void OnEventReceived(EchoRecord& record, maintaind::DriverType driver, const com::RecvBuffer& sample);
-  void SetE2ECheckResult(const EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const;
+  void SetE2ECheckResult(EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const;
   static std::string HandleEventName(const maintaind::EventInfoWithPubSub& record);
 
   QorLog log_{"QorEventEcho"};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <span>
@@ -42,7 +43,7 @@ constexpr char kDefinitions[] = R"([
 /// Length fields of every size, tags on the members of the outermost structure, every encoding.
 std::vector<SerializationNode> AllSettings() {
   std::vector<SerializationNode> all;
-  for (const std::uint8_t size : {0, 1, 2, 4}) {
+  for (const std::uint8_t size : std::initializer_list<std::uint8_t>{0, 1, 2, 4}) {
     SerializationNode node;
     node.isBigEndian = size != 2;
     node.isAddBOM = size == 4;

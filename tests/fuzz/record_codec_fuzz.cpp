@@ -6,8 +6,10 @@
 
 #include "platform/maintaind/service/tools_service.h"
 #include "src/common/records/codec.h"
+#include "src/common/records/pdu_description.h"
 #include "src/common/records/registration.h"
 #include "src/common/records/remote_daemon.h"
+#include "src/common/records/serialization_node.h"
 #include "src/common/records/someip_link.h"
 #include "tests/fuzz/require.h"
 
@@ -22,7 +24,7 @@ using Payloads =
                std::vector<DataTypeInfo>, std::vector<DataTypeRef>, LatencyIndex, LatencySwitch, LatencyQueryInfo,
                LatencyStatus, LatencyResult, ReturnCode, ApplicationHello, DaemonHello, EventRegistration,
                MethodRegistration, FieldRegistration, ServiceRegistration, ServiceIndex, ServiceOffer, ServiceState,
-               EventgroupSubscription, SubscriberChange, std::vector<RemoteDaemon>>;
+               EventgroupSubscription, SubscriberChange, std::vector<RemoteDaemon>, SerializationNode, PduDescription>;
 
 /// What can be read is written and read again as the same value.
 template <class T>

@@ -8,6 +8,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "src/common/records/codec.h"
+#include "src/common/records/pdu_description.h"
+#include "src/common/records/serialization_node.h"
 #include "src/common/records/to_json.h"
 #include "tests/support/scratch_folder.h"
 
@@ -319,6 +322,66 @@ TEST(DeploymentFolder, OneThatDoesNotExistIsOneFault) {
   const Deployment deployment = LoadDeployment("/nonexistent/deployment");
   ASSERT_EQ(deployment.faults.size(), 1U);
   EXPECT_EQ(FaultText(deployment.faults[0]), "/nonexistent/deployment: expected a folder with types/ and services/");
+}
+
+TEST_F(DeploymentTest, SerializationSettingsAreInheritedAndTravelEncoded) {
+  folder_.Write("services/s.json", Service(R"("events": [
+    {"name": "a", "someip": {"eventId": "0x8001", "eventGroups": [1], "udpPort": 5}, "serialization": {"type": "SOMEIP", "settings": {
+       "bigEndian": false, "stringEncoding": "UTF-16LE", "childNodeEnableTlv": true,
+       "children": [{"dataId": 5, "stringLength": 2}, {"dataId": 6, "bigEndian": true}]}}},
+    {"name": "p", "someip": {"eventId": "0x8002", "eventGroups": [1], "udpPort": 5}, "serialization": {"type": "PDU", "pdu": {
+       "length": 8, "signals": [{"name": "s", "bitPosition": 4, "bitLength": 12, "signed": true, "factor": "0.5"},
+                                {"name": "t", "bitLength": 1, "initialValue": 1}]}}}])"));
+
+  const Deployment deployment = Load();
+
+  EXPECT_THAT(Places(deployment), IsEmpty());
+  ASSERT_EQ(deployment.events.size(), 2U);
+  maintaind::SerializationNode node;
+  ASSERT_TRUE(maintaind::Decode(deployment.events[0].serializeConfig.serializedConfig, node));
+  EXPECT_FALSE(node.isBigEndian);
+  EXPECT_TRUE(node.isChildNodeEnableTlv);
+  ASSERT_EQ(node.children.size(), 2U);
+  EXPECT_EQ(node.children[0].dataId, 5);
+  EXPECT_EQ(node.children[0].stringLength, 2);
+  EXPECT_EQ(node.children[0].stringEncoding, maintaind::StringEncoding::kUtf16Le);
+  EXPECT_FALSE(node.children[0].isBigEndian || node.children[0].isChildNodeEnableTlv);
+  EXPECT_TRUE(node.children[1].isBigEndian);
+  maintaind::PduDescription pdu;
+  ASSERT_TRUE(maintaind::Decode(deployment.events[1].serializeConfig.serializedConfig, pdu));
+  EXPECT_EQ(pdu.length, 8U);
+  ASSERT_EQ(pdu.signals.size(), 2U);
+  EXPECT_EQ(pdu.signals[0].bitPosition, 4U);
+  EXPECT_TRUE(pdu.signals[0].isSigned && !pdu.signals[0].hasInitialValue);
+  EXPECT_TRUE(pdu.signals[1].hasInitialValue);
+}
+
+TEST_F(DeploymentTest, SerializationsThatCannotBeAreRefused) {
+  const auto event = [](const std::string& name, const std::string& serialization) {
+    return R"({"name": ")" + name + R"(", "dds": {"topic": "t", "typeName": "T"}, "serialization": )" + serialization +
+           "}";
+  };
+  folder_.Write("services/s.json",
+                Service("\"events\": [" + event("a", R"({"type": "SOMEIP", "settings": {"stringLength": 3}})") + ",\n" +
+                        event("b", R"({"type": "SOMEIP", "settings": {"children": [{"dataId": 4096}]}})") + ",\n" +
+                        event("c", R"({"type": "CM", "settings": {}})") + ",\n" + event("d", R"({"type": "PDU"})") +
+                        ",\n" + event("e", R"({"type": "PDU", "pdu": {"signals": [{"name": "s", "bitLength": 65}]}})") +
+                        ",\n" + event("f", R"({"type": "PDU", "pdu": {"signals": [
+                            {"name": "s", "bitLength": 1, "factor": "x"}, {"name": "s", "bitLength": 1}]}})") +
+                        "]"));
+
+  const Deployment deployment = Load();
+
+  EXPECT_EQ(deployment.events.size(), 0U);
+  const std::string at = "services/s.json:";
+  const std::string events = " /services/0/events/";
+  EXPECT_THAT(Places(deployment),
+              ElementsAre(at + "2" + events + "0/serialization/settings/stringLength",
+                          at + "3" + events + "1/serialization/settings/children/0/dataId",
+                          at + "4" + events + "2/serialization/settings", at + "5" + events + "3/serialization",
+                          at + "6" + events + "4/serialization/pdu/signals/0/bitLength",
+                          at + "8" + events + "5/serialization/pdu/signals/0/factor",
+                          at + "8" + events + "5/serialization/pdu/signals/1/name"));
 }
 
 }  // namespace

@@ -118,12 +118,7 @@ void AddType(Sheet& sheet, const EventDetails& event) {
     sheet.SubLine("Definition", "not deployed");
     return;
   }
-  sheet.Block(TypeTree(ParseTypeJson(event.type.topLevelTypeJson), 4));
-  const Json types = ParseTypeJson(event.type.typeListJson);
-  if (types.is_array() && !types.empty()) {
-    sheet.Section("Types it refers to");
-    sheet.Block(TypeTree(types, 4));
-  }
+  sheet.Block(TypeTree(event.type, 4));
 }
 
 template <class List, class ToJsonFunction>

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qorevent/type_tree.h"
 
+#include <map>
+#include <sstream>
+
+#include "src/datatype/qor_datatype_manager.h"
 #include "tools/common/printable.h"
 
 namespace qor::tools {
@@ -9,40 +13,17 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kMaxDepth = 32;
-constexpr std::size_t kStep = 2;
-
-std::string ScalarText(const Json& value) {
-  return value.is_string() ? Printable(value.get_ref<const std::string&>())
-                           : value.dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
-void AppendTree(std::string& text, const Json& value, std::size_t indent);
-
-void AppendEntry(std::string& text, const std::string& label, const Json& value, std::size_t indent) {
-  text.append(indent, ' ');
-  text += label;
-  if (value.is_structured() && !value.empty()) {
-    text += '\n';
-    AppendTree(text, value, indent + kStep);
-  } else {
-    text += " " + ScalarText(value) + "\n";
-  }
-}
-
-/// The depth is what ParseTypeJson left.
-void AppendTree(std::string& text, const Json& value, std::size_t indent) {
-  if (value.is_object()) {
-    for (const auto& [key, member] : value.items()) {
-      AppendEntry(text, Printable(key) + ":", member, indent);
+/// The definitions of a type and of everything that it refers to, by their names.
+std::map<std::string, std::string> Definitions(const ShowReturnValue& type) {
+  std::map<std::string, std::string> definitions;
+  const Json list = ParseTypeJson(type.typeListJson);
+  for (const Json& definition : list.is_array() ? list : Json::array()) {
+    if (const auto name = definition.find("ShortName"); name != definition.end() && name->is_string()) {
+      definitions.emplace(*name, definition.dump(-1, ' ', true, Json::error_handler_t::replace));
     }
-  } else if (value.is_array()) {
-    for (const Json& element : value) {
-      AppendEntry(text, "-", element, indent);
-    }
-  } else {
-    text.append(indent, ' ');
-    text += ScalarText(value) + "\n";
   }
+  definitions[type.dataTypeName] = type.topLevelTypeJson;
+  return definitions;
 }
 
 }  // namespace
@@ -53,9 +34,15 @@ Json ParseTypeJson(const std::string& text) {
   return definition.is_discarded() ? Json() : definition;
 }
 
-std::string TypeTree(const Json& definition, std::size_t indent) {
+std::string TypeTree(const ShowReturnValue& type, std::size_t indent) {
+  QorDatatypeManager types;
+  types.SetDataTypeInfo(Definitions(type));
+  std::string tree;
+  types.GetShowMessageTypeResult(type.dataTypeName, tree);
   std::string text;
-  AppendTree(text, definition, indent);
+  for (std::istringstream lines(tree); std::getline(lines, tree);) {
+    text += std::string(indent, ' ') + Printable(tree) + "\n";
+  }
   return text;
 }
 

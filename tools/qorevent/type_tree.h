@@ -7,13 +7,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "src/qorevent/show_return_value.h"
+
 namespace qor::tools {
 
 /// A type definition as the daemon sent it; null when it is no JSON. What lies deeper than 32 levels is left out.
 nlohmann::ordered_json ParseTypeJson(const std::string& text);
 
-/// The document as an indented tree, one value a line, each line begun by `indent` blanks.
-std::string TypeTree(const nlohmann::ordered_json& definition, std::size_t indent);
+/// What the type is made of, with everything below it: one part a line, each begun by `indent` blanks and two more for
+/// each level. Empty when its definition cannot be read.
+std::string TypeTree(const ShowReturnValue& type, std::size_t indent);
 
 }  // namespace qor::tools
 
