@@ -48,11 +48,12 @@ bool IsBigEndian(std::uint16_t encapsulation) { return (encapsulation & 1U) == 0
 }  // namespace
 
 SampleRenderer::SampleRenderer(const EventRegisterInfo& event, bool isFromDdsPublisher, const EchoRendering& rendering,
-                               QorDeserializer::QueryFunction query)
+                               const QorDeserializer::QueryFunction& query)
     : eventName_(event.eventName),
       rendering_(rendering),
       isPdu_(event.serializeConfig.type == SerializationType::kPdu),
-      dataType_(DataTypeOf(event)) {
+      dataType_(DataTypeOf(event)),
+      isFieldKnown_(rendering.fieldPath.empty()) {
   const auto& config = event.serializeConfig.serializedConfig;
   if (isPdu_ && !config.empty() && !maintaind::Decode(config, pdu_)) {
     fault_ = "the layout of the PDU cannot be read";
@@ -62,20 +63,29 @@ SampleRenderer::SampleRenderer(const EventRegisterInfo& event, bool isFromDdsPub
     return;
   }
   if (isPdu_ && !pdu_.signals.empty()) {
-    isFieldKnown_ = rendering.fieldPath.empty();
     fault_ = isFieldKnown_ ? "" : "a PDU has signals, and no parts to choose from";
     pduDeserializer_ = std::make_unique<QorS2SDeserializer>(pdu_, LayoutOf(rendering));
     return;
   }
-  MakeDeserializer(event, isFromDdsPublisher, std::move(query));
+  MakeDeserializer(event, isFromDdsPublisher, query);
 }
 
 void SampleRenderer::MakeDeserializer(const EventRegisterInfo& event, bool isFromDdsPublisher,
-                                      QorDeserializer::QueryFunction query) {
+                                      const QorDeserializer::QueryFunction& query) {
   if (dataType_.empty()) {
     fault_ = "its type is not known";
     return;
   }
+  datatype::DefinitionTexts definitions;
+  const bool isDefined = !datatype::IsReservedName(datatype::WithoutStd(dataType_));
+  if (isDefined && (!query(definitions) || definitions.count(dataType_) == 0)) {
+    fault_ = "there is no definition of its type '" + dataType_ + "'";
+    return;
+  }
+  const auto known = [definitions = std::move(definitions)](datatype::DefinitionTexts& texts) {
+    texts.insert(definitions.begin(), definitions.end());
+    return true;
+  };
   const maintaind::SerializeConfig& config = event.serializeConfig;
   std::unique_ptr<QorDeserializer> deserializer;
   if (config.type == SerializationType::kSomeip && !config.serializedConfig.empty()) {
@@ -84,12 +94,11 @@ void SampleRenderer::MakeDeserializer(const EventRegisterInfo& event, bool isFro
       fault_ = "its serialization settings cannot be read";
       return;
     }
-    deserializer =
-        std::make_unique<qortools::common::QorSomeipDeserializer>(std::move(query), topNode, rendering_.format);
+    deserializer = std::make_unique<qortools::common::QorSomeipDeserializer>(known, topNode, rendering_.format);
   } else {
     const bool isSomeipForm = config.type == SerializationType::kSomeip || !isFromDdsPublisher;
     deserializer =
-        std::make_unique<QorDeserializer>(isSomeipForm ? Protocol::kSomeip : Protocol::kDds, std::move(query),
+        std::make_unique<QorDeserializer>(isSomeipForm ? Protocol::kSomeip : Protocol::kDds, known,
                                           DeserializeTypeOf(config.type), config.structPolicy, rendering_.format);
   }
   if (rendering_.isJson) {

@@ -22,7 +22,7 @@ class SampleRenderer {
  public:
   /// `isFromDdsPublisher`: the event has a DDS binding too, so its payload is in the middleware's own form on both.
   SampleRenderer(const maintaind::EventRegisterInfo& event, bool isFromDdsPublisher, const EchoRendering& rendering,
-                 QorDeserializer::QueryFunction query);
+                 const QorDeserializer::QueryFunction& query);
 
   /// False when the event has no type definition that can be used: Render then leaves the text empty.
   bool IsDescribed() const { return deserializer_ != nullptr || pduDeserializer_ != nullptr; }
@@ -37,7 +37,7 @@ class SampleRenderer {
 
  private:
   void MakeDeserializer(const maintaind::EventRegisterInfo& event, bool isFromDdsPublisher,
-                        QorDeserializer::QueryFunction query);
+                        const QorDeserializer::QueryFunction& query);
   bool TruncateMsg(std::span<const std::uint8_t>& payload) const;
   void QorDeserializationToGetStr(maintaind::DriverType driver, const com::RecvBuffer& sample, SampleInfo& info);
   void CustomDeserializationToGetStr(SampleInfo& info);
@@ -48,7 +48,7 @@ class SampleRenderer {
   const bool isPdu_;
   std::string dataType_;
   std::string fault_;
-  bool isFieldKnown_ = true;
+  bool isFieldKnown_;
   maintaind::PduDescription pdu_;
   std::unique_ptr<QorDeserializer> deserializer_;
   std::unique_ptr<QorS2SDeserializer> pduDeserializer_;

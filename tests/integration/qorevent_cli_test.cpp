@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -54,6 +55,7 @@ class QoreventTest : public ::testing::Test {
   /// It does not answer tools while `isMute`.
   std::unique_ptr<test::DaemonThread> StartedDaemon(std::uint16_t instance, const std::atomic<bool>& isMute) {
     auto options = test::QuietDaemon(instance);
+    options.deploymentDir = folder_.Path();
     options.answerFilter = [this, &isMute](const someip::MessageHeader& request, maintaind::ServiceAnswer answer) {
       const bool isToolsService = request.serviceId == maintaind::QORMaintaindToolsService::ServiceIdentifier;
       toolsRequests_ += isToolsService ? 1 : 0;
@@ -120,6 +122,7 @@ TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
       {"list ", {"-s -p", "-c near", "-a -c all", "-s -c local --namespace /a"}},
       {"show ",
        {"", "/a --domain-id 64", "/a --domain-id 70000", "/a --network-ip 1.2.3.400", "/a --uuid 12x", tooLong}},
+      {"echo ", {"", "/a --raw --summary", "/a -n 2 --once", "/a -t -1"}},
       {"hz ", {"", "/a -w 0", "/a -n -1", "/a -d 0", "/a --someip-network 1net"}}};
   for (const auto& [verb, options] : wrong) {
     for (const std::string& option : options) {
@@ -130,11 +133,11 @@ TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
     }
   }
   EXPECT_THAT(Run("show /a --domain-id 64").err, HasSubstr("expected a number from 0 to 63, or 1000"));
-  EXPECT_THAT(Run("-v lst").err, HasSubstr("there are: list, show, export, hz. Did you mean 'list'?"));
+  EXPECT_THAT(Run("-v lst").err, HasSubstr("there are: list, show, export, echo, hz. Did you mean 'list'?"));
   EXPECT_THAT(Run("export -d /nonexistent/a").err, HasSubstr("the folder '/nonexistent' does not exist"));
   EXPECT_THAT(Run("list -a -c local").err,
               HasSubstr("[QueryAll][Filter is conflicting, because -c is specified with -s or -a]"));
-  for (const char* verb : {"list", "show", "export", "hz"}) {
+  for (const char* verb : {"list", "show", "export", "echo", "hz"}) {
     const Finished help = Run(std::string(verb) + " --help");
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr(std::string("Examples:\n  qorevent ") + verb));
@@ -144,7 +147,7 @@ TEST_F(QoreventTest, WrongUsageIsTwoAndHelpIsZero) {
 
 TEST_F(QoreventTest, WithoutADaemonEveryVerbSaysWhatToDo) {
   for (const std::string& arguments :
-       std::vector<std::string>{"list", "show /a", "export -d " + folder_.Path(), "hz /a"}) {
+       std::vector<std::string>{"list", "show /a", "export -d " + folder_.Path(), "echo /a", "hz /a"}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err,
@@ -354,6 +357,83 @@ TEST_F(QoreventSpeedTest, OnATerminalThereAreHeadingsAndHzDrawsInPlace) {
   test::SetEnvironment("NO_COLOR", "1");
   EXPECT_THAT(Run("list", ChildProcess::Stdout::kTerminal).out, Not(HasSubstr("\033")));
   test::SetEnvironment("NO_COLOR", nullptr);
+}
+
+/// The event has a type definition: a number and 96 bytes, in each of which is 0x5A.
+class QoreventEchoTest : public QoreventSpeedTest {
+ protected:
+  void SetUp() override {
+    std::filesystem::create_directory(folder_.File("types"));
+    folder_.Write("types/test.json", R"([
+        {"ShortName": "TestRest", "Type": "ARRAY", "template": "uint8", "length": "96"},
+        {"ShortName": "TestType", "Type": "STRUCTURE", "Subelements": [
+            {"Name": "number", "Type": "uint32"}, {"Name": "rest", "Type": "TestRest"}]}])");
+    QoreventSpeedTest::SetUp();
+  }
+};
+
+TEST_F(QoreventEchoTest, SamplesArePrintedAsAsked) {
+  const auto expectOut = [](const std::string& arguments, const std::string& out) {
+    const Finished run = Run("echo /car/speed " + arguments);
+    EXPECT_EQ(run.status, 0) << arguments;
+    EXPECT_EQ(run.out, out) << arguments;
+    EXPECT_EQ(run.err, "") << arguments;
+  };
+  const std::string line = R"({ "/car/speed" : { "number" : 1515870810, "rest" : "<array type: uint8, length: 96>" } })"
+                           "\n";
+  expectOut("--once --summary", line);
+  expectOut("-n 3 -s", line + line + line);
+  expectOut("--once -m -s", "number: 1515870810\nrest: \"<array type: uint8, length: 96>\"\n---\n");
+  expectOut("--once --field number", "1515870810\n");
+  expectOut("--once --field rest[95]", "90\n");
+  std::string bytes = "/car/speed 100 bytes:";
+  for (int i = 0; i < 100; ++i) {
+    bytes += " 5a";
+  }
+  expectOut("--once --raw", bytes + "\n");
+
+  const json sample = json::parse(Run("echo /car/speed --once --json").out);
+  EXPECT_EQ(sample["event"], "/car/speed");
+  EXPECT_EQ(sample["returnCode"], 0);
+  EXPECT_EQ(sample["e2e"], nullptr);
+  EXPECT_EQ(sample["value"]["number"], 1515870810);
+  EXPECT_EQ(sample["value"]["rest"].size(), 96U);
+}
+
+TEST_F(QoreventEchoTest, WhatIsNotThereIsToldWithWhatIs) {
+  EXPECT_THAT(Run("show /car/speed").out,
+              HasSubstr("number: uint32\n    rest: TestRest\n      template: uint8 = 96\n"));
+  Finished run = Run("echo /car/speed --field numbr");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("'TestType' has no member 'numbr'; it has: number, rest"));
+  run = Run("echo /car/spead");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("Did you mean '/car/speed'?"));
+  const auto silent = StartPublisher("/car/silent", 0);
+  run = Run("echo /car/silent -t 0.3");
+  EXPECT_EQ(run.status, 124);
+  EXPECT_THAT(run.err, HasSubstr("no sample arrived within the time limit"));
+}
+
+TEST_F(QoreventSpeedTest, EchoWithoutADefinitionPrintsBytesAndSaysSoOnce) {
+  const Finished run = Run("echo /car/speed -n 2");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(Lines(run.out).size(), 2U);
+  EXPECT_THAT(run.out, StartsWith("/car/speed 100 bytes: 5a 5a"));
+  EXPECT_THAT(run.err, HasSubstr("the samples of '/car/speed' are printed as bytes: "));
+}
+
+TEST_F(QoreventSpeedTest, EchoEndsQuietlyWithItsReaderAndByCtrlC) {
+  ChildProcess headed(Command("echo /car/speed --raw"));
+  EXPECT_TRUE(headed.WaitForOut("bytes"));
+  headed.CloseOut();
+  EXPECT_EQ(headed.Wait(), 0);
+  EXPECT_EQ(headed.Err(), "");
+
+  ChildProcess interrupted(Command("echo /car/speed --raw"));
+  EXPECT_TRUE(interrupted.WaitForOut("bytes"));
+  interrupted.Signal(SIGINT);
+  EXPECT_EQ(interrupted.Wait(), 0);
 }
 
 }  // namespace

@@ -122,6 +122,10 @@ TEST_F(SampleRendererTest, AnEventWithoutATypeLeavesTheText) {
   EXPECT_EQ(info.retCode, QorDeserializer::DeserializationRetCode::kSuccess);
   EXPECT_EQ(fault_, "its type is not known");
   EXPECT_EQ(size_, 2U);
+  event_.dataTypeName = "EchoNobody";
+  Render(maintaind::DriverType::kDds, "0102");
+  EXPECT_EQ(fault_, "there is no definition of its type 'EchoNobody'");
+  EXPECT_EQ(log_.Lines().size(), 0U) << "the tool says it once";
 }
 
 TEST_F(SampleRendererTest, APduIsCutToItsLength) {

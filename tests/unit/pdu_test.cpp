@@ -28,8 +28,8 @@ PduSignal Signal(const char* name, std::uint32_t position, std::uint32_t length,
 std::string Render(const PduDescription& pdu, const char* payload, LayoutKind layout = LayoutKind::kOneLine) {
   QorS2SDeserializer deserializer(pdu, layout);
   std::string text;
-  EXPECT_EQ(deserializer.Deserialize("pdu", test::FromHex(payload), text),
-            deserializer.GetDeserializationRetInfo().empty());
+  const bool isOk = deserializer.Deserialize("pdu", test::FromHex(payload), text);
+  EXPECT_EQ(isOk, deserializer.GetDeserializationRetInfo().empty());
   return text;
 }
 

@@ -47,7 +47,9 @@ class EchoRun {
   void WriteSamples();
   bool IsOver() const;
   Clock::time_point NextDeadline() const;
-  void ReportLosses() const;
+  /// Ends every echo; the samples that the transports know were lost.
+  std::uint64_t StopAll();
+  void ReportLosses(std::uint64_t lost) const;
 
   const EchoCommandOptions& options_;
   StopSignal& stop_;
