@@ -36,8 +36,10 @@ class TextBuffer {
     ++at_;
   }
   void Append(std::string_view text) {
-    std::memcpy(Room(text.size()), text.data(), text.size());
-    at_ += text.size();
+    if (!text.empty()) {  // an empty one may have no address
+      std::memcpy(Room(text.size()), text.data(), text.size());
+      at_ += text.size();
+    }
   }
   template <std::size_t kSize>
   void Append(const char (&literal)[kSize]) {
