@@ -41,7 +41,7 @@ class ConfiguredWire {
   }
 
   template <class T>
-  bool Read(const PlanNode& node, T& value) {
+  bool ReadFromBitStream(const PlanNode& node, T& value) {
     if (cursor_.Remaining() < sizeof(T)) {
       return Insufficient(node);
     }

@@ -36,7 +36,7 @@ std::shared_ptr<const TypeDefinition> DefinitionTables::Find(const std::string& 
   return parsed_.emplace(name, std::move(definition)).first->second;
 }
 
-DefinitionTables::Definition DefinitionTables::FindParsed(const std::string& name) {
+DefinitionTables::Definitions DefinitionTables::FindParsed(const std::string& name) {
   const std::lock_guard lock(mutex_);
   const auto at = parsed_.find(name);
   return at == parsed_.end() ? nullptr : at->second;

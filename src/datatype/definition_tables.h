@@ -33,16 +33,17 @@ class DefinitionTables {
   std::shared_ptr<const TypeDefinition> Find(const std::string& name, const QueryFunction& query);
 
  private:
-  using Definition = std::shared_ptr<const TypeDefinition>;
+  /// The entry of one name.
+  using Definitions = std::shared_ptr<const TypeDefinition>;
 
-  Definition FindParsed(const std::string& name);
+  Definitions FindParsed(const std::string& name);
   bool FindText(const std::string& name, std::string& text);
   bool QueryText(const std::string& name, const QueryFunction& query, std::string& text);
 
   std::mutex queryMutex_;  ///< held during a query; taken before mutex_
   std::mutex mutex_;       ///< guards both tables
   DefinitionTexts texts_;
-  std::map<std::string, Definition> parsed_;  // shared with the callers, who keep what they found
+  std::map<std::string, Definitions> parsed_;  // shared with the callers, who keep what they found
 };
 
 }  // namespace qor::datatype

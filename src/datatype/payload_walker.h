@@ -163,7 +163,7 @@ class PayloadWalker {
   template <class T, class Use>
   bool Number(const PlanNode& node, Use& use) {
     T value{};
-    if (!wire_.Read(node, value)) {
+    if (!wire_.ReadFromBitStream(node, value)) {
       return false;
     }
     use(value);

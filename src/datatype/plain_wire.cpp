@@ -12,11 +12,11 @@ constexpr std::size_t kTerminator = 1;
 
 }  // namespace
 
-bool PlainWire::OutOfBounds(const std::string& typeName, std::uint64_t length) {
+bool PlainWire::OutOfBounds(const std::string& typeName, std::uint64_t length, std::string_view key) {
   std::string reason = "Memory out of bound when deserializing '" + typeName +
                        "': size=" + std::to_string(cursor_.Size()) + ", offset=" + std::to_string(cursor_.Offset()) +
                        ", len=" + std::to_string(length);
-  log_.Error("QorDeserializer_ReadFromBitStream" + typeName, kLogIntervalMs) << reason;
+  log_.Error(std::string(key) + typeName, kLogIntervalMs) << reason;
   return cursor_.Fail(DeserializationRetCode::kOutOfBounds, std::move(reason));
 }
 
@@ -50,7 +50,7 @@ bool PlainWire::ReadString(const PlanNode& node, std::string& /*scratch*/, std::
 /// Up to the first zero; what follows it fills the rest.
 bool PlainWire::ReadFixedString(const PlanNode& node, std::string& /*scratch*/, std::string_view& text) {
   if (node.length > cursor_.Remaining()) {
-    return OutOfBounds(plan_.NameOf(node), node.length);
+    return OutOfBounds(plan_.NameOf(node), node.length, "QorDeserializer_DeserializeFixedString");
   }
   text = cursor_.Peek(node.length);
   text = text.substr(0, text.find('\0'));

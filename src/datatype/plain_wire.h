@@ -37,7 +37,7 @@ class PlainWire {
         isNextUnpadded_(isOuterUnpadded) {}
 
   template <class T>
-  bool Read(const PlanNode& node, T& value) {
+  bool ReadFromBitStream(const PlanNode& node, T& value) {
     if (cursor_.Remaining() < sizeof(T)) {
       return OutOfBounds(plan_.NameOf(node), sizeof(T));
     }
@@ -86,7 +86,8 @@ class PlainWire {
   bool Skip(const PlanNode& node, std::uint64_t bytes);
 
  private:
-  bool OutOfBounds(const std::string& typeName, std::uint64_t length);
+  bool OutOfBounds(const std::string& typeName, std::uint64_t length,
+                   std::string_view key = "QorDeserializer_ReadFromBitStream");
   bool ReadCount(const std::string& typeName, std::uint32_t& count);
   bool BeginCounted(const PlanNode& node, ListExtent& extent);
   bool BeginBytes(const PlanNode& node, ListExtent& extent);

@@ -68,6 +68,17 @@ bool AreUsable(const SerializationNode& node) {
          node.stringEncoding <= maintaind::StringEncoding::kUtf16Be;
 }
 
+void LogSettings(const SerializationNode& node) {
+  QorLog("QorSomeipDeserializer").Debug()
+      << "[QorSomeipDeserializer][serialize config:isBigEndian=" << node.isBigEndian << ", isAddBOM=" << node.isAddBOM
+      << ", stringEncoding=" << node.stringEncoding << ", stringLength=" << node.stringLength
+      << ", structLength=" << node.structLength << ", arrayLength=" << node.arrayLength
+      << ", vectorAndMapLength=" << node.vectorAndMapLength << ", unionLengthField=" << node.unionLengthField
+      << ", unionTypeSelectorLength=" << node.unionTypeSelectorLength
+      << ", tlvLengthFieldSize=" << node.tlvLengthFieldSize << ", isChildNodeEnableTlv=" << node.isChildNodeEnableTlv
+      << ", isDynamic=" << node.isDynamic << ", isLastSerializeNode=" << node.isLastSerializeNode << "]";
+}
+
 bool IsValueKind(PlanKind kind) {
   switch (kind) {
     case PlanKind::kArray:
@@ -278,7 +289,7 @@ std::uint32_t PlanCompiler::Add(const std::string& typeName, PlanNode node) {
   node.isValue = IsValueKind(node.kind);
   node.typeName = static_cast<std::uint32_t>(plan_.names.size());
   plan_.names.push_back(typeName);
-  node.lengthFieldSize = hasSettings_ ? LengthFieldSize(node) : 0;
+  node.lengthFieldSize = hasSettings_ ? GetDataTypeLengthField(node) : 0;
   Extent extent;
   Measure(node, extent);
   extents_.push_back(extent);
@@ -335,7 +346,7 @@ void PlanCompiler::Measure(PlanNode& node, Extent& extent) const {
   extent.unpaidValues = Sum(unpaid, node.minSize == 0 || node.childCount > 0 ? 1 : 0);
 }
 
-std::uint8_t PlanCompiler::LengthFieldSize(const PlanNode& node) const {
+std::uint8_t PlanCompiler::GetDataTypeLengthField(const PlanNode& node) const {
   const SerializationNode& settings = plan_.SettingsOf(node);
   if (settings.dataId != SerializationNode::kNoDataId) {
     return settings.tlvLengthFieldSize;
@@ -365,6 +376,9 @@ PlanCompiler::SettingsView PlanCompiler::CreateTopNodeView(const SerializationNo
   plan_.settings.push_back(settings != nullptr ? *settings : SerializationNode{});
   plan_.settings.back().children.clear();
   plan_.settings.back().dataId = SerializationNode::kNoDataId;
+  if (settings != nullptr) {
+    LogSettings(plan_.settings.back());
+  }
   return SettingsView{0, settings};
 }
 
@@ -388,6 +402,7 @@ PlanCompiler::SettingsView PlanCompiler::CreateChildNodeView(SettingsView parent
     child.isChildNodeEnableTlv = false;
     child.elementPadding = 0;
   }
+  LogSettings(child);
   plan_.settings.push_back(std::move(child));
   childViews_.emplace(std::pair(parent.index, index), view);
   if (!isInTree) {

@@ -62,7 +62,7 @@ class PlanCompiler {
 
   std::uint32_t Add(const std::string& typeName, PlanNode node);
   void Measure(PlanNode& node, Extent& extent) const;
-  std::uint8_t LengthFieldSize(const PlanNode& node) const;
+  std::uint8_t GetDataTypeLengthField(const PlanNode& node) const;
   SettingsView CreateTopNodeView(const maintaind::SerializationNode* settings);
   SettingsView CreateChildNodeView(SettingsView parent, std::size_t index);
   bool Refuse(std::string_view key, std::string reason);
