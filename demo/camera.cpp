@@ -12,18 +12,19 @@ enum class ObjectKind : std::uint16_t { kCar = 1, kPedestrian = 2, kSign = 3 };
 
 constexpr std::uint32_t kWidth = 1600;
 constexpr std::uint32_t kHeight = 1250;
+constexpr std::size_t kPixels = std::size_t{kWidth} * kHeight;
 
 /// A picture of diagonal stripes that move by one pixel a frame: a window into pixels that are a few more than one
 /// frame.
 class Stripes {
  public:
-  Stripes() : pixels_(kWidth * kHeight + kPeriod) {
+  Stripes() : pixels_(kPixels + kPeriod) {
     for (std::size_t i = 0; i < pixels_.size(); ++i) {
       pixels_[i] = static_cast<std::uint8_t>((i % kWidth + i / kWidth) % kPeriod);
     }
   }
   std::span<const std::uint8_t> Frame(std::uint32_t number) const {
-    return std::span(pixels_).subspan(number % kPeriod, kWidth * kHeight);
+    return std::span(pixels_).subspan(number % kPeriod, kPixels);
   }
 
  private:
@@ -39,14 +40,15 @@ void WriteObject(PayloadWriter& payload, std::uint32_t id, ObjectKind kind, doub
   payload.Number(static_cast<float>(0.9 - 0.1 * id));
 }
 
-constexpr std::uint32_t kPointSize = 3 * sizeof(float);
+constexpr std::size_t kPointSize = 3 * sizeof(float);
 
 /// A point of a wall that moves to and fro: metres ahead, to the left and up.
 void WritePoint(PayloadWriter& payload, std::uint32_t number, std::uint32_t frame) {
   constexpr std::uint32_t kColumns = 128;
   payload.Number(static_cast<float>(20.0 + 5.0 * std::sin(frame / 30.0)));
+  const std::uint32_t row = number / kColumns;
   payload.Number(static_cast<float>(number % kColumns) * 0.1F - 6.4F);
-  payload.Number(static_cast<float>(number / kColumns) * 0.05F);
+  payload.Number(static_cast<float>(row) * 0.05F);
 }
 
 }  // namespace
@@ -64,7 +66,7 @@ int RunCamera(Schedule& schedule) {
   std::uint32_t frame = 0;
   schedule.Every(kFrame, [&] {
     image.Payload().Number(++frame).Number(kWidth).Number(kHeight).Number(PixelFormat::kGrey8);
-    image.Payload().Count(kWidth * kHeight).Raw(stripes.Frame(frame));
+    image.Payload().Count(kPixels).Raw(stripes.Frame(frame));
     image.Send();
     const double seconds = frame / 30.0;
     objects.Payload().Count(3);

@@ -54,6 +54,7 @@ std::vector<std::string> DaemonCandidates() {
     entry.increment(error);
   }
   std::vector<std::string> paths;
+  paths.reserve(byInstance.size());
   for (auto& [instance, path] : byInstance) {
     paths.push_back(std::move(path));
   }

@@ -119,7 +119,7 @@ Publisher NodeHandle::Advertise(const std::string& entityName) {
 }
 
 Subscriber NodeHandle::SubscribeEx(const std::string& entityName, const SubscribeOptions& options,
-                                   RecvHandler handler) {
+                                   const RecvHandler& handler) {
   const auto config = impl_->ConfigOf(maintaind::EntityRole::kConsumer, entityName);
   const auto core =
       config ? SubscriberCore::Create(impl_->Name(), *config, {.queueSize = options.queueSize}, handler) : nullptr;

@@ -40,10 +40,10 @@ class NodeHandle {
   Publisher Advertise(const std::string& entityName);
 
   /// Subscribes; `handler` gets every sample as raw bytes. An empty subscriber as above.
-  Subscriber Subscribe(const std::string& entityName, RecvHandler handler) {
-    return SubscribeEx(entityName, SubscribeOptions{}, std::move(handler));
+  Subscriber Subscribe(const std::string& entityName, const RecvHandler& handler) {
+    return SubscribeEx(entityName, SubscribeOptions{}, handler);
   }
-  Subscriber SubscribeEx(const std::string& entityName, const SubscribeOptions& options, RecvHandler handler);
+  Subscriber SubscribeEx(const std::string& entityName, const SubscribeOptions& options, const RecvHandler& handler);
 
   /// Unregisters the node; publishers and subscribers that still exist stop. Also done on destruction. Waits for
   /// receive handlers that are running, so neither may be done from one.

@@ -21,7 +21,7 @@ struct Ipv4Address {
   /// Whether one host can have it: not 0.x.x.x, not multicast or above.
   bool IsHost() const { return value >> 24U != 0 && value >> 28U < 0xE; }
 
-  auto operator<=>(const Ipv4Address&) const = default;
+  auto operator<=>(const Ipv4Address&) const = default;  // NOLINT(modernize-use-nullptr): a mistake of the tool
 };
 
 inline constexpr Ipv4Address kLoopbackAddress{0x7F000001};
@@ -34,7 +34,7 @@ struct Endpoint {
   /// As "127.0.0.1:30490".
   std::string Text() const;
 
-  auto operator<=>(const Endpoint&) const = default;
+  auto operator<=>(const Endpoint&) const = default;  // NOLINT(modernize-use-nullptr): a mistake of the tool
 };
 
 /// Where a service or a subscriber is reached: at most once over each protocol.
@@ -42,7 +42,7 @@ struct Endpoints {
   std::optional<Endpoint> udp;
   std::optional<Endpoint> tcp;
 
-  auto operator<=>(const Endpoints&) const = default;
+  auto operator<=>(const Endpoints&) const = default;  // NOLINT(modernize-use-nullptr): a mistake of the tool
 };
 
 }  // namespace qor::someip

@@ -18,10 +18,9 @@ constexpr char kExamples[] =
     "  qorevent echo /camera/image --summary             lists by type and length\n"
     "  qorevent echo /a /b --time --multi-line           when each arrived, and a line for each member\n"
     "  qorevent echo /vehicle/speed --json | jq .value   one object a sample\n"
-    "An event that is E2E-protected has its check's status before each sample; the first one of an event that runs\n"
-    "already is kWrongSequence. An event without a type definition prints as bytes. When the output is slower than the event, samples are left "
-    "out\n"
-    "and counted at the end.";
+    "A sample of an E2E-protected event has the status of its check in front; the first one of an event that runs\n"
+    "already is kWrongSequence. An event without a type definition prints as bytes. When the output is slower than\n"
+    "the event, samples are left out and counted at the end.";
 
 int RunEcho(const EchoCommandOptions& options) {
   StopSignal stop;

@@ -44,7 +44,7 @@ std::shared_ptr<UsedService> SomeipHub::Use(const maintaind::SomeipEventInfo& ev
   if (auto service = known.lock()) {
     return service;
   }
-  const auto service = std::make_shared<UsedService>(ServiceOf(event));
+  auto service = std::make_shared<UsedService>(ServiceOf(event));
   known = service;
   service->Start();
   return service;

@@ -75,7 +75,7 @@ class ServiceBroker {
 
  private:
   struct Subscription {
-    ConnectionId connection;
+    ConnectionId connection = 0;
     EventgroupSubscription what;
   };
   struct Service {

@@ -19,7 +19,7 @@ struct ServiceIndex {
   std::uint16_t instanceId = 0;
   std::uint8_t majorVersion = 0;
 
-  auto operator<=>(const ServiceIndex&) const = default;
+  auto operator<=>(const ServiceIndex&) const = default;  // NOLINT(modernize-use-nullptr): a mistake of the tool
 
   template <class V, class... S>
   static void Visit(V& visit, S&... s) {
