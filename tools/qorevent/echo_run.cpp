@@ -13,6 +13,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr seconds kPeriod{1};
+constexpr milliseconds kGather{2};  ///< while samples come: to wake up for each of them would cost more than they do
 
 std::chrono::steady_clock::duration ToDuration(double timeInSeconds) {
   return std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(timeInSeconds));
@@ -162,9 +163,10 @@ ExitCode EchoRun::Receive() {
   if (options_.duration > 0.0) {
     end_ = Clock::now() + ToDuration(options_.duration);
   }
+  bool isFlowing = false;
   while (!IsOver()) {
-    const auto wake = stop_.WaitFor(Until(NextDeadline()), samples_.Descriptor());
-    WriteSamples();
+    const auto wake = isFlowing ? stop_.WaitFor(kGather) : stop_.WaitFor(Until(NextDeadline()), samples_.Descriptor());
+    isFlowing = WriteSamples() > 0;
     if (wake == StopSignal::Wake::kSignal) {
       isInterrupted = true;
       break;
@@ -190,12 +192,13 @@ ExitCode EchoRun::Receive() {
   return isInterrupted ? kExitInterrupted : kExitTimeLimit;
 }
 
-void EchoRun::WriteSamples() {
+std::uint64_t EchoRun::WriteSamples() {
   const std::uint64_t count = samples_.Take(text_);
   if (count > 0) {
     session_.Out().Write(text_);
     sampleCount_ += count;
   }
+  return count;
 }
 
 bool EchoRun::IsOver() const {

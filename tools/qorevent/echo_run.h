@@ -44,7 +44,8 @@ class EchoRun {
   std::optional<ExitCode> StartKnownEvents();
   std::optional<ExitCode> Start(const std::string& name);
   ExitCode Receive();
-  void WriteSamples();
+  /// What waits; the number of samples.
+  std::uint64_t WriteSamples();
   bool IsOver() const;
   Clock::time_point NextDeadline() const;
   /// Ends every echo; the samples that the transports know were lost.
