@@ -17,7 +17,7 @@ inline constexpr std::size_t kLongestInteger = 20;
 /// Appends a number as text: integers in decimal, never as characters; floating-point numbers with six digits behind
 /// the point; flags as 1 and 0.
 template <class T>
-void AppendNumber(TextBuffer& text, T value) {
+[[gnu::always_inline]] inline void AppendNumber(TextBuffer& text, T value) {
   if constexpr (std::same_as<T, bool>) {
     text.Append(value ? '1' : '0');
   } else if constexpr (std::floating_point<T>) {

@@ -37,7 +37,7 @@ class PlainWire {
         isNextUnpadded_(isOuterUnpadded) {}
 
   template <class T>
-  bool ReadFromBitStream(const PlanNode& node, T& value) {
+  [[gnu::always_inline]] bool ReadFromBitStream(const PlanNode& node, T& value) {
     if (cursor_.Remaining() < sizeof(T)) {
       return OutOfBounds(plan_.NameOf(node), sizeof(T));
     }

@@ -42,7 +42,7 @@ class TextBuffer {
     }
   }
   template <std::size_t kSize>
-  void Append(const char (&literal)[kSize]) {
+  [[gnu::always_inline]] void Append(const char (&literal)[kSize]) {
     std::memcpy(Room(kSize), literal, kSize - 1);
     at_ += kSize - 1;
   }
