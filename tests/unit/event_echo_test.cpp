@@ -125,7 +125,7 @@ TEST_F(SampleRendererTest, AnEventWithoutATypeLeavesTheText) {
   event_.dataTypeName = "EchoNobody";
   Render(maintaind::DriverType::kDds, "0102");
   EXPECT_EQ(fault_, "there is no definition of its type 'EchoNobody'");
-  EXPECT_EQ(log_.Lines().size(), 0U) << "the tool says it once";
+  EXPECT_EQ(log_.CountContaining("EchoNobody"), 0U) << "the tool says it once";
 }
 
 TEST_F(SampleRendererTest, APduIsCutToItsLength) {
