@@ -62,12 +62,6 @@ void CheckNode(DeploymentReader& reader, const SerializationNode& node) {
 
 /// `node` brings what the one around it says; the file's nesting is limited.
 void ReadNode(DeploymentReader& reader, SerializationNode& node) {
-  node.dataId = SerializationNode::kNoDataId;
-  node.isChildNodeEnableTlv = false;
-  node.elementPadding = 0;
-  node.isDynamic = false;
-  node.isLastSerializeNode = false;
-  node.children.clear();
   FieldsWithoutChildren fields(reader);
   SerializationNode::Visit(fields, node);
   CheckNode(reader, node);
@@ -76,7 +70,7 @@ void ReadNode(DeploymentReader& reader, SerializationNode& node) {
     reader.Faults().Error(reader.PointerOf("children"), "expected a list");
   } else if (children != nullptr) {
     for (std::size_t i = 0; i < children->size(); ++i) {
-      SerializationNode child = node;
+      SerializationNode child = maintaind::InheritedFrom(node);
       DeploymentReader childReader((*children)[i], PointerTo(reader.PointerOf("children"), i), reader.Faults());
       ReadNode(childReader, child);
       node.children.push_back(std::move(child));

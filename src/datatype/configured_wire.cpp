@@ -293,6 +293,7 @@ bool ConfiguredWire::BeginMember(const PlanChild& member, std::size_t index, con
     return member.isOptional || Invalid("Find data id failed[dataType=" + name + "]");
   }
   cursor_.MoveTo(tag.offset);
+  nextLengthFieldSize_.reset();
   if (tag.wireType > kConfiguredLength) {
     nextLengthFieldSize_ = LengthFieldSize(tag.wireType, 0);
   }
@@ -321,6 +322,9 @@ bool ConfiguredWire::BeginVariant(const PlanNode& node, std::uint32_t& index, Sc
   if (size != 0 && !ReadLength(node, size, length)) {
     return false;
   }
+  // Behind a tag the length counts the selector too, so that who does not know the member can pass over it.
+  const bool isSelectorCounted = settings.dataId != SerializationNode::kNoDataId;
+  const std::size_t begin = cursor_.Offset() + (isSelectorCounted ? 0 : settings.unionTypeSelectorLength);
   if (cursor_.Remaining() < settings.unionTypeSelectorLength) {
     return Insufficient(node);
   }
@@ -328,11 +332,11 @@ bool ConfiguredWire::BeginVariant(const PlanNode& node, std::uint32_t& index, Sc
                                                             settings.isBigEndian);
   scope.outerEnd = cursor_.End();
   if (size != 0) {
-    if (length > cursor_.Remaining()) {
+    scope.end = begin + length;
+    if (scope.end < cursor_.Offset() || scope.end > cursor_.End()) {
       return Insufficient(node);
     }
     scope.hasEnd = true;
-    scope.end = cursor_.Offset() + length;
     cursor_.SetEnd(scope.end);
   }
   return true;

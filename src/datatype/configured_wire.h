@@ -65,7 +65,10 @@ class ConfiguredWire {
 
   bool BeginStructure(const PlanNode& node, Scope& scope);
   bool BeginMember(const PlanChild& member, std::size_t index, const Scope& scope, bool& isPresent);
-  bool EndMember(const PlanChild& /*member*/, const Scope& /*scope*/) { return true; }
+  bool EndMember(const PlanChild& /*member*/, const Scope& /*scope*/) {
+    nextLengthFieldSize_.reset();
+    return true;
+  }
   bool EndStructure(const PlanNode& node, const Scope& scope);
 
   bool BeginVariant(const PlanNode& node, std::uint32_t& index, Scope& scope);

@@ -22,6 +22,7 @@ class JsonLayout {
 
   static std::string Label(std::string_view name);
 
+  std::size_t Size() const { return text_.Size(); }
   void BeginPayload(std::string_view /*name*/) {}
   void EndPayload() {}
   template <class T>

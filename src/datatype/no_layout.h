@@ -14,7 +14,7 @@ namespace qor::datatype {
 /// A layout that prints nothing: to pass over values.
 class NoLayout {
  public:
-  static std::string Label(std::string_view /*name*/) { return {}; }
+  static std::size_t Size() { return 0; }
   template <class T>
   void Number(T /*value*/) {}
   template <class T>

@@ -17,6 +17,7 @@
 #include "src/datatype/no_layout.h"
 #include "src/datatype/payload_cursor.h"
 #include "src/datatype/plan.h"
+#include "src/datatype/plan_compiler.h"
 
 namespace qor::datatype {
 
@@ -36,20 +37,30 @@ class PayloadWalker {
   /// `labels` are those of the plan's children in the layout; `scratch` is memory to work with.
   PayloadWalker(const Plan& plan, const Labels& labels, PayloadCursor& cursor, Wire& wire, std::string& scratch,
                 const WalkOptions& options)
-      : plan_(plan), labels_(labels), cursor_(cursor), wire_(wire), scratch_(scratch), options_(options) {}
+      : plan_(plan), labels_(labels), cursor_(cursor), wire_(wire), scratch_(scratch), options_(options) {
+    std::uint64_t size = cursor.Size();
+    for (const OutMbufData& buffer : options.mbufs) {
+      size += buffer.size;
+    }
+    budget_ = PlanCompiler::kMaxUnpaidValues + PlanCompiler::kMaxDepth * size;
+    textLimit_ = kLeastText + kTextOfAByte * size;
+  }
 
   /// False when the payload does not hold a value there: the cursor has the reason, the layout what came before.
   template <class Layout>
   bool Value(Layout& out, const PlanNode& node) {
+    if (!Pay(out, 1)) {
+      return false;
+    }
     switch (node.kind) {
       case PlanKind::kPrimitive:
         return WithNumber(node, [&](auto value) { out.Number(value); });
       case PlanKind::kEnumeration:
         return WithNumber(node, [&](auto value) { out.Enumeration(plan_.NameOf(node), value); });
       case PlanKind::kString:
-        return Text(out, node, wire_.ReadString(node, scratch_, text_));
+        return Text(out, wire_.ReadString(node, scratch_, text_));
       case PlanKind::kFixedString:
-        return Text(out, node, wire_.ReadFixedString(node, scratch_, text_));
+        return Text(out, wire_.ReadFixedString(node, scratch_, text_));
       case PlanKind::kArray:
         return List(out, node, "array");
       case PlanKind::kVector:
@@ -90,6 +101,20 @@ class PayloadWalker {
   }
 
  private:
+  // Beyond what a payload can be about, a definition asks for more text than anybody reads.
+  static constexpr std::uint64_t kLeastText = std::uint64_t{1} << 20U;
+  static constexpr std::uint64_t kTextOfAByte = 1024;
+
+  /// Counts what is printed, so that elements that take few bytes or none cannot go on for ever.
+  template <class Layout>
+  bool Pay(const Layout& out, std::uint64_t values) {
+    if (values > budget_ || out.Size() > textLimit_) {
+      return cursor_.Fail(DeserializationRetCode::kInvalidData, "the value is too long for its payload");
+    }
+    budget_ -= values;
+    return true;
+  }
+
   bool Absent() { return cursor_.Fail(DeserializationRetCode::kAbsent, "this sample has no such part"); }
 
   template <class Layout>
@@ -202,7 +227,7 @@ class PayloadWalker {
   }
 
   template <class Layout>
-  bool Text(Layout& out, const PlanNode& /*node*/, bool isRead) {
+  bool Text(Layout& out, bool isRead) {
     if (isRead) {
       out.Text(text_);
     }
@@ -301,6 +326,9 @@ class PayloadWalker {
     const auto members = plan_.ChildrenOf(node);
     for (std::size_t i = 0; i < members.size(); ++i) {
       bool isPresent = true;
+      if (!Pay(out, 1)) {
+        return false;
+      }
       if (!wire_.BeginMember(members[i], i, scope, isPresent)) {
         return false;
       }
@@ -376,6 +404,9 @@ class PayloadWalker {
       out.RawBufferSummary(total);
       return true;
     }
+    if (!Pay(out, total)) {
+      return false;
+    }
     out.BeginRawBuffers();
     for (std::size_t i = 0; i < buffers.size(); ++i) {
       out.RawBuffer(std::span(buffers[i].data, buffers[i].size), i == 0);
@@ -391,7 +422,9 @@ class PayloadWalker {
   Wire& wire_;
   std::string& scratch_;
   const WalkOptions options_;
-  std::string_view text_;  ///< the latest text, until the next one is read
+  std::uint64_t budget_ = 0;     ///< values that may still come
+  std::uint64_t textLimit_ = 0;  ///< characters
+  std::string_view text_;        ///< the latest text, until the next one is read
 };
 
 }  // namespace qor::datatype

@@ -161,6 +161,11 @@ bool PlanCompiler::CompileDefined(const std::string& typeName, SettingsView sett
     return false;
   }
   const bool isScalar = compiled.kind == PlanKind::kPrimitive || compiled.kind == PlanKind::kString;
+  if (plan_.nodes.size() >= kMaxNodes) {
+    return Refuse(kDefinitionKey, "Data type '" + typeName +
+                                      "' and its serialization settings are too many: the plan has " +
+                                      std::to_string(kMaxNodes) + " parts already");
+  }
   node = Add(isScalar ? std::string(WithoutStd(definition->baseTypeName)) : definition->shortName, compiled);
   if (open_.size() + extents_[node].height > kMaxDepth + 1) {
     return Refuse(kDefinitionKey,
@@ -395,13 +400,8 @@ PlanCompiler::SettingsView PlanCompiler::CreateChildNodeView(SettingsView parent
   }
   SettingsView view{static_cast<std::uint32_t>(plan_.settings.size()),
                     isInTree ? &parent.node->children[index] : nullptr};
-  SerializationNode child = isInTree ? *view.node : plan_.settings[parent.index];
+  SerializationNode child = isInTree ? *view.node : maintaind::InheritedFrom(plan_.settings[parent.index]);
   child.children.clear();
-  if (!isInTree) {
-    child.dataId = SerializationNode::kNoDataId;
-    child.isChildNodeEnableTlv = false;
-    child.elementPadding = 0;
-  }
   LogSettings(child);
   plan_.settings.push_back(std::move(child));
   childViews_.emplace(std::pair(parent.index, index), view);

@@ -23,6 +23,8 @@ class PlanCompiler {
   using Lookup = std::function<std::shared_ptr<const TypeDefinition>(const std::string&)>;
 
   static constexpr std::uint32_t kMaxDepth = 64;
+  /// Types, each for every way in which it is serialized.
+  static constexpr std::size_t kMaxNodes = 65536;
   /// Values that a type may have besides those that a payload brings bytes for.
   static constexpr std::uint64_t kMaxUnpaidValues = 65536;
 

@@ -15,7 +15,13 @@ using datatype::Category;
 
 constexpr std::uint32_t kMaxDepth = 32;
 
-nlohmann::json Parsed(const std::string& text) { return nlohmann::json::parse(text, nullptr, /*exceptions=*/false); }
+/// Without what is nested deeper than any definition.
+nlohmann::json Parsed(const std::string& text) {
+  const auto isKept = [](int depth, nlohmann::json::parse_event_t /*event*/, nlohmann::json& /*value*/) {
+    return depth < static_cast<int>(kMaxDepth);
+  };
+  return nlohmann::json::parse(text, isKept, /*exceptions=*/false);
+}
 
 bool IsDefinition(const nlohmann::json& document) { return !document.is_discarded() && document.is_object(); }
 

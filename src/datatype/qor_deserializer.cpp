@@ -53,26 +53,27 @@ std::string QorDeserializer::Deserialize(const std::string& dataType, const std:
 bool QorDeserializer::Deserialize(const std::string& dataType, std::string_view name,
                                   std::span<const std::uint8_t> payload, std::span<const OutMbufData> mbufs,
                                   std::string& text) {
-  PayloadRenderer* renderer = RendererOf(dataType);
-  if (renderer == nullptr) {
+  TypeRenderer* type = RendererOf(dataType);
+  if (type == nullptr) {
     log_.Error("QorDeserializer_Deserialize1" + dataType, kLogIntervalMs)
         << "Failed to deserialize[name=" << name << ", dataType=" << dataType << "]";
     return false;
   }
   text_.Clear();
   const auto frame = [this](auto use) { datatype::WithLayout(layout_, text_, 0, true, use); };
-  if (field_.empty()) {
+  const bool isFramed = type->field.empty();
+  if (isFramed) {
     frame([name](auto& layout) { return layout.BeginPayload(name), true; });
   }
   const std::size_t valueBegin = text_.Text().size();
   PayloadCursor cursor(payload);
-  const bool isOk = RenderValue(*renderer, cursor, mbufs, 0, /*isTop=*/true);
+  const bool isOk = RenderValue(*type, type->field, cursor, mbufs, 0, /*isTop=*/true);
   if (!isOk && retCode_ != DeserializationRetCode::kAbsent) {
     log_.Error("QorDeserializer_Deserialize2" + dataType, kLogIntervalMs)
         << "Failed to deserialize[name=" << name << ", dataType=" << dataType
         << ", stream=" << text_.Text().substr(0, valueBegin)
         << ", currentStream=" << Beginning(text_.Text().substr(valueBegin)) << "]";
-  } else if (isOk && field_.empty()) {
+  } else if (isOk && isFramed) {
     frame([](auto& layout) { return layout.EndPayload(), true; });
   }
   text += text_.Text();
@@ -80,10 +81,10 @@ bool QorDeserializer::Deserialize(const std::string& dataType, std::string_view 
 }
 
 bool QorDeserializer::Deserialize(Message& message, std::ostream& stream) {
-  if (PayloadRenderer* renderer = RendererOf(message.typeName)) {
+  if (TypeRenderer* type = RendererOf(message.typeName)) {
     PayloadCursor cursor(message.payload, message.offset);
     text_.Clear();
-    RenderValue(*renderer, cursor, message.mbufs, message.depth, /*isTop=*/false);
+    RenderValue(*type, {}, cursor, message.mbufs, message.depth, /*isTop=*/false);
     message.offset = cursor.Offset();
     stream << text_.Text();
   }
@@ -91,8 +92,8 @@ bool QorDeserializer::Deserialize(Message& message, std::ostream& stream) {
   return retCode_ == DeserializationRetCode::kSuccess;
 }
 
-bool QorDeserializer::RenderValue(PayloadRenderer& renderer, PayloadCursor& cursor, std::span<const OutMbufData> mbufs,
-                                  std::uint32_t depth, bool isTop) {
+bool QorDeserializer::RenderValue(TypeRenderer& type, std::span<const std::uint32_t> field, PayloadCursor& cursor,
+                                  std::span<const OutMbufData> mbufs, std::uint32_t depth, bool isTop) {
   WireOptions wire;
   if (protocol_ == Protocol::kSomeip) {
     wire.form = settings_.has_value() ? WireOptions::Form::kSomeipWithSettings : WireOptions::Form::kSomeip;
@@ -100,30 +101,30 @@ bool QorDeserializer::RenderValue(PayloadRenderer& renderer, PayloadCursor& curs
   } else {
     wire.isBigEndian = isDdsBigEndian_;
     wire.hasPadding = deserializeType_ == DeserializeType::kPadded;
-    wire.isOuterUnpadded = isTop && renderer.GetPlan().isRootStructure &&
+    wire.isOuterUnpadded = isTop && type.renderer.GetPlan().isRootStructure &&
                            policy_ == maintaind::StructSerializationPolicy::kDisableOuterLayerAlignment;
   }
-  const datatype::WalkOptions options{mbufs, errorCode_, IsSummary(), field_};
-  return renderer.Render(cursor, wire, options, depth, isTop, text_) || SetResult(cursor.Code(), cursor.Reason());
+  const datatype::WalkOptions options{mbufs, errorCode_, IsSummary(), field};
+  return type.renderer.Render(cursor, wire, options, depth, isTop, text_) || SetResult(cursor.Code(), cursor.Reason());
 }
 
 bool QorDeserializer::Prepare(const std::string& dataType) { return RendererOf(dataType) != nullptr; }
 
 bool QorDeserializer::SetField(const std::string& dataType, std::string_view path) {
-  const PayloadRenderer* renderer = RendererOf(dataType);
-  if (renderer == nullptr) {
+  TypeRenderer* type = RendererOf(dataType);
+  if (type == nullptr) {
     return false;
   }
-  auto field = datatype::ResolveFieldPath(renderer->GetPlan(), path, retInfo_);
+  auto field = datatype::ResolveFieldPath(type->renderer.GetPlan(), path, retInfo_);
   if (!field.has_value()) {
     retCode_ = DeserializationRetCode::kTypeUnknown;
     return false;
   }
-  field_ = std::move(*field);
+  type->field = std::move(*field);
   return true;
 }
 
-PayloadRenderer* QorDeserializer::RendererOf(const std::string& dataType) {
+QorDeserializer::TypeRenderer* QorDeserializer::RendererOf(const std::string& dataType) {
   retCode_ = DeserializationRetCode::kSuccess;
   retInfo_.clear();
   if (const auto known = renderers_.find(dataType); known != renderers_.end()) {
@@ -142,7 +143,7 @@ PayloadRenderer* QorDeserializer::RendererOf(const std::string& dataType) {
     SetResult(DeserializationRetCode::kTypeUnknown, compiler.Fault());
     return nullptr;
   }
-  return &renderers_.try_emplace(dataType, std::move(plan), layout_).first->second;
+  return &renderers_.try_emplace(dataType, TypeRenderer{PayloadRenderer(std::move(plan), layout_), {}}).first->second;
 }
 
 bool QorDeserializer::SetResult(DeserializationRetCode code, std::string info) {
@@ -152,6 +153,9 @@ bool QorDeserializer::SetResult(DeserializationRetCode code, std::string info) {
 }
 
 QorDeserializer::Definition QorDeserializer::Find(const std::string& name) const {
+  if (datatype::IsReservedName(name)) {
+    return nullptr;
+  }
   return datatype::DefinitionTables::Process().Find(name, query_);
 }
 
@@ -171,17 +175,19 @@ bool QorDeserializer::IsUserDefinedType(const std::string& name) const { return 
 
 bool QorDeserializer::IsValue(const std::string& name) const {
   std::string current = SubStdDataType(name);
+  std::string reference;
   for (std::uint32_t depth = 0; depth < kMaxDepth; ++depth) {
     if (datatype::PrimitiveByName(current).has_value()) {
       return true;
     }
     const Definition definition = Find(current);
     if (definition == nullptr) {
-      log_.Error() << current << (depth == 0 ? " is not found." : " Typedef is not found.");
+      log_.Error() << (depth == 0 ? current + " is not found." : reference + " Typedef is not found.");
       return false;
     }
     switch (definition->category) {
       case Category::kTypeReference:
+        reference = current;
         current = SubStdDataType(definition->referencedTypeName);
         break;
       case Category::kArray:
@@ -258,19 +264,22 @@ std::size_t QorDeserializer::BaseTypeSize(const TypeDefinition& definition) cons
 }
 
 std::size_t QorDeserializer::GetBaseTypeSize(const std::string& name) const {
-  const auto target = Target(name);
-  if (!target.has_value()) {
-    return 0;
+  std::string current = name;
+  for (std::uint32_t depth = 0; depth < kMaxDepth; ++depth) {
+    const auto target = Target(current);
+    if (!target.has_value()) {
+      return 0;
+    }
+    if (const auto primitive = datatype::PrimitiveByName(*target)) {
+      return datatype::SizeOf(*primitive);
+    }
+    const Definition definition = Find(*target);
+    if (definition->category != Category::kValue && definition->category != Category::kEnumeration) {
+      return 0;
+    }
+    current = definition->category == Category::kValue ? definition->baseTypeName : definition->underlyingTypeName;
   }
-  if (const auto primitive = datatype::PrimitiveByName(*target)) {
-    return datatype::SizeOf(*primitive);
-  }
-  const Definition definition = Find(*target);
-  const std::string base = definition->category == Category::kValue         ? definition->baseTypeName
-                           : definition->category == Category::kEnumeration ? definition->underlyingTypeName
-                                                                            : std::string();
-  const auto primitive = datatype::PrimitiveByName(SubStdDataType(base));
-  return primitive.has_value() ? datatype::SizeOf(*primitive) : 0;
+  return 0;
 }
 
 std::optional<std::string> QorDeserializer::Target(std::string name) const {

@@ -85,7 +85,7 @@ class QorDeserializer {
   void SetErrorCode(std::int32_t code) { errorCode_ = code; }
   /// The byte order of DDS payloads from now on, where the encapsulation says another than little-endian.
   void SetBigEndian(bool isBigEndian) { isDdsBigEndian_ = isBigEndian; }
-  /// Prints values as JSON from now on, without their names; lists as the format says.
+  /// Prints values as JSON, without their names; lists as the format says. Before the first type is resolved.
   void SetJson() { layout_ = datatype::LayoutKind::kJson; }
 
   /// False, with a line in the log, when there is no definition or it cannot be parsed.
@@ -116,8 +116,14 @@ class QorDeserializer {
   bool IsMultiLine() const;
   bool IsSummary() const;
   bool IsProtocolKnown() const { return protocol_ == Protocol::kDds || protocol_ == Protocol::kSomeip; }
-  datatype::PayloadRenderer* RendererOf(const std::string& dataType);
-  bool RenderValue(datatype::PayloadRenderer& renderer, datatype::PayloadCursor& cursor,
+  /// A type that was resolved.
+  struct TypeRenderer {
+    datatype::PayloadRenderer renderer;
+    datatype::FieldPath field;  ///< the part that is printed; empty: the whole value
+  };
+
+  TypeRenderer* RendererOf(const std::string& dataType);
+  bool RenderValue(TypeRenderer& type, std::span<const std::uint32_t> field, datatype::PayloadCursor& cursor,
                    std::span<const OutMbufData> mbufs, std::uint32_t depth, bool isTop);
   bool SetResult(DeserializationRetCode code, std::string info);
   Definition Find(const std::string& name) const;
@@ -138,8 +144,7 @@ class QorDeserializer {
   datatype::LayoutKind layout_;
   bool isDdsBigEndian_ = false;
   std::int32_t errorCode_ = 0;
-  datatype::FieldPath field_;  ///< empty: the whole value
-  std::map<std::string, datatype::PayloadRenderer, std::less<>> renderers_;
+  std::map<std::string, TypeRenderer, std::less<>> renderers_;
   datatype::TextBuffer text_;  ///< of the payload being printed
   DeserializationRetCode retCode_ = DeserializationRetCode::kSuccess;
   std::string retInfo_;

@@ -63,7 +63,8 @@ bool QorS2SDeserializer::Signals(Layout& out, std::span<const std::uint8_t> payl
       return Fail(signal, payload.size());
     }
     out.BeginMember(labels_, i, i == 0);
-    const std::uint64_t bits = raw.value_or(signal.layout.initialValue);
+    const std::uint64_t mask = ~std::uint64_t{0} >> (64 - signal.layout.bitLength);
+    const std::uint64_t bits = raw.value_or(signal.layout.initialValue & mask);
     const std::int64_t number = SignExtended(bits, signal.layout.bitLength);
     if (signal.isPhysical) {
       const double value = signal.layout.isSigned ? static_cast<double>(number) : static_cast<double>(bits);

@@ -13,13 +13,14 @@ namespace qor::datatype {
 /// by one thread.
 class TextBuffer {
  public:
-  /// What can be copied blindly beyond the end of a text, into the buffer and from a PaddedText.
+  /// What can be copied blindly beyond the end of a text, into the buffer and by AppendPadded.
   static constexpr std::size_t kSlack = 32;
 
   TextBuffer() { Grow(0); }
   TextBuffer(TextBuffer&&) noexcept = default;
 
   void Clear() { at_ = memory_.get(); }
+  std::size_t Size() const { return static_cast<std::size_t>(at_ - memory_.get()); }
   std::string_view Text() const { return {memory_.get(), static_cast<std::size_t>(at_ - memory_.get())}; }
 
   /// Room for `size` characters; Advance says how many of them were used.

@@ -19,6 +19,7 @@ class TextLayout {
  public:
   explicit TextLayout(TextBuffer& text) : text_(text) {}
 
+  std::size_t Size() const { return text_.Size(); }
   template <class T>
   void Number(T value) {
     AppendNumber(text_, value);

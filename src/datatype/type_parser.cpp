@@ -154,8 +154,9 @@ bool ParseError(const Json& json, TypeDefinition& definition) {
     if (number == nullptr || !number->is_number_integer() || !ReadText(code, "Name", name)) {
       return false;
     }
-    value = static_cast<std::int32_t>(number->get<std::int64_t>());
-    if (value != number->get<std::int64_t>()) {
+    const auto wide = number->get<std::int64_t>();
+    value = static_cast<std::int32_t>(wide);
+    if (value != wide || (wide < 0 && number->is_number_unsigned())) {
       return false;
     }
   }

@@ -13,10 +13,11 @@ namespace qor::qorevent {
 
 /// Which event is echoed, and how it is received.
 struct EchoOptions {
-  std::string ddsNetwork;     ///< IPv4 address of the interface for DDS; empty: where the event says
-  std::string someipNetwork;  ///< name of the SOME/IP network; empty: where the event says
-  std::string networkIp;      ///< of the event, IPv4 or IPv6; empty: any
-  std::string uuid;           ///< of the event, decimal; empty: any
+  std::string ddsNetwork;         ///< IPv4 address of the interface for DDS; empty: where the event says
+  std::string someipNetwork;      ///< name of the SOME/IP network; empty: where the event says
+  std::string networkIp;          ///< of the event, IPv4 or IPv6; empty: any
+  std::string uuid;               ///< of the event, decimal; empty: any
+  std::string instanceShortName;  ///< of the event; empty: what the name has in brackets, or any
   std::uint16_t domainId = 0;
   bool isAnyDomain = true;     ///< events of every DDS domain are meant, and `domainId` is not looked at
   std::uint32_t count = 1000;  ///< samples that the transport keeps while others are printed

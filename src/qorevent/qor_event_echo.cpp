@@ -120,11 +120,18 @@ QorEventEcho::EchoResult QorEventEcho::InitAndCheckValid(const std::string& even
   return InitializeQorComInterface() ? EchoResult::kEchoing : EchoResult::kFailed;
 }
 
-bool QorEventEcho::IsKnown(const std::string& eventName, const EchoOptions& options) {
-  return InitMaintaindConnection() && !FindRecords(eventName, options).empty();
+bool QorEventEcho::QueryEvents() {
+  merged_.clear();
+  answers_ = {};
+  if (!InitMaintaindConnection()) {
+    return false;
+  }
+  QorCommon::GetInstance().QueryAllRecords(
+      qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList(), merged_, &answers_);
+  return answers_.IsAll();
 }
 
-EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoOptions& options) {
+EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoOptions& options) const {
   const QorCommon& common = QorCommon::GetInstance();
   std::string pureName;
   std::string inBrackets;
@@ -133,17 +140,14 @@ EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoO
   filter.networkIp = options.networkIp;
   filter.uuid = options.uuid;
   filter.domainId = options.isAnyDomain ? CommonFilter::kAnyDomain : options.domainId;
+  filter.instanceShortName = options.instanceShortName;
   if (common::IsValidNumber(inBrackets) && filter.uuid.empty()) {
     filter.uuid = inBrackets;
-  } else {
+  } else if (filter.instanceShortName.empty()) {
     filter.instanceShortName = inBrackets;
   }
-  EventRecords merged;
-  answers_ = {};
-  common.QueryAllRecords(qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList(), merged,
-                         &answers_);
   EventRecords records;
-  for (EventInfoWithPubSub& found : SelectRecords(merged, pureName, filter)) {
+  for (EventInfoWithPubSub& found : SelectRecords(merged_, pureName, filter)) {
     if (!IsRepeated(found, records)) {
       records.push_back(std::move(found));
     }
@@ -153,6 +157,7 @@ EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoO
 
 QorEventEcho::EchoResult QorEventEcho::QueryEventInfoFromMaintaind(EchoRecord& record) {
   log_.Info() << "Querying event info from maintaind[eventName=" << record.eventName << "]";
+  QueryEvents();
   record.records = FindRecords(record.eventName, record.options);
   if (!IsOneEvent(record.records)) {
     log_.Error() << "Query result of event '" << record.eventName << "' is invalid.";
@@ -180,7 +185,9 @@ QorEventEcho::EchoResult QorEventEcho::RegisterEvent(EchoRecord& record) {
   }
   for (const EventInfoWithPubSub& one : record.records) {
     for (const auto& [driver, binding] : one.bindings) {
-      record.isE2EProtected = record.isE2EProtected || IsE2EProtected(binding, driver);
+      if (IsE2EProtected(binding, driver)) {
+        record.protectedBindings.insert(driver);
+      }
     }
   }
   record.renderer = std::make_unique<SampleRenderer>(record.records.front(), isDds, rendering_,
@@ -269,16 +276,17 @@ void QorEventEcho::OnEventReceived(EchoRecord& record, DriverType driver, const 
   if (!record.renderer->Render(driver, sample, info)) {
     return;
   }
-  SetE2ECheckResult(record, sample, info);
+  SetE2ECheckResult(record, driver, sample, info);
   info.eventName = record.eventName;
   record.callback(std::move(info));
 }
 
 /// An event that runs already begins with some counter: for the check that is a wrong sequence, but no fault.
-void QorEventEcho::SetE2ECheckResult(EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const {
+void QorEventEcho::SetE2ECheckResult(EchoRecord& record, DriverType driver, const com::RecvBuffer& sample,
+                                     SampleInfo& info) const {
   const bool isFirst = std::exchange(record.isFirst, false);
   info.e2eStatus.clear();
-  if (!record.isE2EProtected) {
+  if (record.protectedBindings.count(driver) == 0) {
     return;
   }
   info.e2eStatus = CheckStatusName(sample.e2eStatus);

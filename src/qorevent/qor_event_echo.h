@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,8 +55,12 @@ class QorEventEcho {
   /// How the samples of the events that are echoed from now on are printed.
   void SetRendering(EchoRendering rendering) { rendering_ = std::move(rendering); }
 
-  /// Whether the daemons report an event that the name and the options lead to; asks them.
-  bool IsKnown(const std::string& eventName, const EchoOptions& options);
+  /// Asks the daemons for all events. False when one did not answer, or none is online.
+  bool QueryEvents();
+  /// Whether the answers to the last question have an event that the name and the options lead to.
+  bool IsKnown(const std::string& eventName, const EchoOptions& options) const {
+    return !FindRecords(eventName, options).empty();
+  }
 
   /// Starts echoing an event; several may be. The name may end in an instance or a uuid in square brackets.
   [[nodiscard]] EchoResult Echo(const std::string& eventName, const EchoOptions& options, TextCallback callback);
@@ -71,7 +76,7 @@ class QorEventEcho {
   const std::string& FieldFault() const { return fieldFault_; }
   /// Samples of an echoing event that its transports know were lost.
   std::uint64_t GetLostCount(const std::string& eventName) const;
-  /// What became of the last question to the daemons, of IsKnown or Echo.
+  /// What became of the last question to the daemons, of QueryEvents or Echo.
   const common::Answers& GetAnswers() const { return answers_; }
 
   /// Every type definition of every daemon; false when none answered.
@@ -84,7 +89,7 @@ class QorEventEcho {
     EchoOptions options;
     EventRecords records;
     SampleCallback callback;
-    bool isE2EProtected = false;
+    std::set<maintaind::DriverType> protectedBindings;  ///< by E2E
     std::atomic<bool> isRunning{true};
     std::mutex mutex;  ///< guards what follows: an event with two bindings has two receive threads
     std::unique_ptr<SampleRenderer> renderer;
@@ -98,7 +103,7 @@ class QorEventEcho {
   bool InitMaintaindConnection();
   bool InitializeQorComInterface();
   EchoResult InitAndCheckValid(const std::string& eventName, const EchoOptions& options);
-  EventRecords FindRecords(const std::string& eventName, const EchoOptions& options);
+  EventRecords FindRecords(const std::string& eventName, const EchoOptions& options) const;
   EchoResult QueryEventInfoFromMaintaind(EchoRecord& record);
   EchoResult RegisterEvent(EchoRecord& record);
   bool CheckIsNoSupportRawData(const EchoRecord& record) const;
@@ -107,13 +112,15 @@ class QorEventEcho {
   com::Subscriber DoSubscribeRecvMemory(EchoRecord& record, const maintaind::EventRegisterInfo& event);
   com::Subscriber DoSubscribe(EchoRecord& record, const maintaind::EventRegisterInfo& event, std::uint32_t queueSize);
   void OnEventReceived(EchoRecord& record, maintaind::DriverType driver, const com::RecvBuffer& sample);
-  void SetE2ECheckResult(EchoRecord& record, const com::RecvBuffer& sample, SampleInfo& info) const;
+  void SetE2ECheckResult(EchoRecord& record, maintaind::DriverType driver, const com::RecvBuffer& sample,
+                         SampleInfo& info) const;
   static std::string HandleEventName(const maintaind::EventInfoWithPubSub& record);
 
   QorLog log_{"QorEventEcho"};
   EchoRendering rendering_;
   std::string fieldFault_;
   common::Answers answers_;
+  EventRecords merged_;  ///< what they said
   bool isConnected_ = false;
   std::unique_ptr<com::NodeHandle> node_;
   mutable std::mutex mutex_;                                   ///< guards the table

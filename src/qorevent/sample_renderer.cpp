@@ -145,7 +145,8 @@ bool SampleRenderer::TruncateMsg(std::span<const std::uint8_t>& payload) const {
 
 void SampleRenderer::QorDeserializationToGetStr(DriverType driver, const com::RecvBuffer& sample, SampleInfo& info) {
   deserializer_->SetBigEndian(driver == DriverType::kDds && IsBigEndian(sample.encapsulation));
-  const auto payload = sample.mbufs.empty() ? info.payload : sample.privateData;
+  const bool isMbuf = !sample.mbufs.empty() || sample.privateData.data() != nullptr;
+  const auto payload = isMbuf ? sample.privateData : info.payload;
   deserializer_->Deserialize(dataType_, eventName_, payload, sample.mbufs, info.text);
   info.retCode = deserializer_->GetDeserializationRetCode();
   info.retInfo = deserializer_->GetDeserializationRetInfo();

@@ -131,7 +131,7 @@ TEST(TypeQuestionsTest, ReferencesAreFollowed) {
   EXPECT_TRUE(someip->IsValue("QAlias"));
   EXPECT_FALSE(someip->IsValue("QList") || someip->IsValue("QPair") || someip->IsValue("QLost") ||
                someip->IsValue("QLoop"));
-  EXPECT_EQ(log.Count(LogLevel::kError, "QNobody Typedef is not found."), 1U);
+  EXPECT_EQ(log.Count(LogLevel::kError, "QLost Typedef is not found."), 1U);
   EXPECT_EQ(someip->GetBaseTypeSize("QAlias"), 2U);
   EXPECT_EQ(someip->GetBaseTypeSize("std::double"), 8U);
   EXPECT_EQ(someip->GetBaseTypeSize("QLoop"), 0U);

@@ -2,8 +2,9 @@
 #include "tools/qorevent/echo_run.h"
 
 #include <algorithm>
+#include <iterator>
+#include <vector>
 
-#include "src/common/qor_common.h"
 #include "tools/common/printable.h"
 
 namespace qor::tools {
@@ -45,6 +46,9 @@ ExitCode EchoRun::Run() {
   if (const auto ending = WaitForEvents(); ending.has_value()) {
     return *ending;
   }
+  if (!isComplete_ && session_.Finish(answers_.IsAny(), answers_.missing) != kExitDone) {
+    return kExitFailure;
+  }
   for (const std::string& name : pending_) {
     session_.ComplainUnknown(name);
     Complain("still looking for '" + Printable(name) + "'");
@@ -53,16 +57,7 @@ ExitCode EchoRun::Run() {
   return session_.Out().HasFailed() ? kExitFailure : code;
 }
 
-std::string EchoRun::NameWithInstance(const std::string& name) const {
-  std::string pureName;
-  std::string uuid;
-  if (options_.filter.instanceShortName.empty() || !QorCommon::GetInstance().GetNameAndUuid(name, pureName, uuid)) {
-    return name;
-  }
-  return pureName + "[" + options_.filter.instanceShortName + "]";
-}
-
-qorevent::EchoOptions EchoRun::EchoOptionsFor(const std::string& name) const {
+qorevent::EchoOptions EchoRun::Options() const {
   qorevent::EchoOptions options;
   options.ddsNetwork = options_.ddsNetwork;
   options.someipNetwork = options_.someipNetwork;
@@ -70,12 +65,7 @@ qorevent::EchoOptions EchoRun::EchoOptionsFor(const std::string& name) const {
   options.uuid = options_.filter.uuid;
   options.isAnyDomain = options_.filter.domainId == CommonFilter::kAnyDomain;
   options.domainId = options.isAnyDomain ? std::uint16_t{0} : options_.filter.domainId;
-  std::string pureName;
-  std::string uuid;
-  if (!options_.filter.instanceShortName.empty() && QorCommon::GetInstance().GetNameAndUuid(name, pureName, uuid) &&
-      !uuid.empty()) {
-    options.uuid = uuid;  // the instance takes the place in the brackets
-  }
+  options.instanceShortName = options_.filter.instanceShortName;
   return options;
 }
 
@@ -97,7 +87,7 @@ std::optional<ExitCode> EchoRun::WaitForEvents() {
     }
     if (Clock::now() >= deadline) {
       if (!isComplete_) {  // a daemon that is silent may know the events
-        session_.Finish(echo_.GetAnswers().IsAny(), echo_.GetAnswers().missing);
+        session_.Finish(answers_.IsAny(), answers_.missing);
         return kExitFailure;
       }
       for (const std::string& name : options_.names) {
@@ -113,31 +103,29 @@ std::optional<ExitCode> EchoRun::WaitForEvents() {
 
 std::optional<ExitCode> EchoRun::StartKnownEvents() {
   nextLook_ = Clock::now() + kPeriod;
-  isComplete_ = true;
-  const std::set<std::string> names = pending_;
-  for (const std::string& name : names) {
-    const bool isKnown = echo_.IsKnown(NameWithInstance(name), EchoOptionsFor(name));
-    isComplete_ = isComplete_ && echo_.GetAnswers().IsAll();
-    if (!isKnown) {
-      continue;
-    }
-    if (const auto ending = Start(name); ending.has_value()) {
-      return ending;
-    }
+  isComplete_ = echo_.QueryEvents();
+  answers_ = echo_.GetAnswers();
+  std::vector<std::string> known;
+  std::copy_if(pending_.begin(), pending_.end(), std::back_inserter(known),
+               [this](const std::string& name) { return echo_.IsKnown(name, Options()); });
+  std::optional<ExitCode> ending;
+  for (const std::string& name : known) {
     pending_.erase(name);
+    if (const auto failed = Start(name); failed.has_value()) {
+      ending = failed;
+    }
   }
-  return std::nullopt;
+  return ending;
 }
 
 std::optional<ExitCode> EchoRun::Start(const std::string& name) {
-  const std::string fullName = NameWithInstance(name);
-  const EchoResult result = echo_.Echo(fullName, EchoOptionsFor(name), [this](qorevent::SampleInfo&& sample) {
+  const EchoResult result = echo_.Echo(name, Options(), [this](qorevent::SampleInfo&& sample) {
     samples_.Push([this, &sample](std::string& out) { printer_.Append(sample, out); });
   });
   switch (result) {
     case EchoResult::kEchoing: {
-      echoing_.insert(fullName);
-      const std::string reason = echo_.WhyNotDescribed(fullName);
+      echoing_.insert(name);
+      const std::string reason = echo_.WhyNotDescribed(name);
       if (!reason.empty() && !options_.isRaw) {
         Complain("the samples of '" + Printable(name) + "' are printed as bytes: " + Printable(reason));
       }
@@ -151,6 +139,7 @@ std::optional<ExitCode> EchoRun::Start(const std::string& name) {
                "': choose one with --domain-id, --instance or --network-ip");
       return kExitFailure;
     case EchoResult::kUnknownEvent:  // it has gone meanwhile
+      pending_.insert(name);
       return std::nullopt;
     default:
       Complain("'" + Printable(name) + "' cannot be echoed; -v tells more");
@@ -172,9 +161,7 @@ ExitCode EchoRun::Receive() {
       break;
     }
     if (!pending_.empty() && Clock::now() >= nextLook_) {
-      if (const auto ending = StartKnownEvents(); ending.has_value()) {
-        return *ending;
-      }
+      StartKnownEvents();  // one that cannot be echoed does not end the others
     }
   }
   const std::uint64_t lost = StopAll();

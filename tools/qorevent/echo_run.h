@@ -33,9 +33,7 @@ class EchoRun {
   using Clock = std::chrono::steady_clock;
   using EchoResult = qorevent::QorEventEcho::EchoResult;
 
-  /// The name with the instance that the options give, and the other options.
-  std::string NameWithInstance(const std::string& name) const;
-  qorevent::EchoOptions EchoOptionsFor(const std::string& name) const;
+  qorevent::EchoOptions Options() const;
   qorevent::EchoRendering Rendering() const;
 
   /// Nothing when at least one event is echoing; otherwise how the run ends.
@@ -60,8 +58,9 @@ class EchoRun {
   SamplePipe samples_;
   std::string text_;
   std::set<std::string> pending_;  ///< names that are not known yet
-  std::set<std::string> echoing_;  ///< as they were given to the echo
-  bool isComplete_ = true;         ///< every daemon answered the last look
+  std::set<std::string> echoing_;
+  common::Answers answers_;        ///< to the last look
+  bool isComplete_ = true;         ///< every daemon answered it
   std::uint64_t sampleCount_ = 0;  ///< written
   Clock::time_point begin_;
   Clock::time_point nextLook_;

@@ -82,7 +82,7 @@ void EchoPrinter::Append(const qorevent::SampleInfo& sample, std::string& out) c
   } else if (sample.text.empty() && sample.retCode == Code::kSuccess) {
     AppendBytes(sample, out);
   } else {
-    const bool isLong = options_.isMultiLine && options_.fieldPath.empty();
+    const bool isLong = options_.isMultiLine;
     const std::string heading = Heading(sample, !isLong && options_.fieldPath.empty());
     out += heading;
     out += heading.empty() ? "" : isLong ? "\n" : " ";

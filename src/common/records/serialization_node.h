@@ -66,6 +66,24 @@ struct SerializationNode {
   }
 };
 
+/// What a child is before it says anything itself.
+inline SerializationNode InheritedFrom(const SerializationNode& parent) {
+  SerializationNode child;
+  child.isBigEndian = parent.isBigEndian;
+  child.isAddBOM = parent.isAddBOM;
+  child.stringEncoding = parent.stringEncoding;
+  child.stringLength = parent.stringLength;
+  child.structLength = parent.structLength;
+  child.arrayLength = parent.arrayLength;
+  child.vectorAndMapLength = parent.vectorAndMapLength;
+  child.plainVectorLength = parent.plainVectorLength;
+  child.unionLengthField = parent.unionLengthField;
+  child.unionTypeSelectorLength = parent.unionTypeSelectorLength;
+  child.tlvLengthFieldSize = parent.tlvLengthFieldSize;
+  child.alignment = parent.alignment;
+  return child;
+}
+
 }  // namespace qor::maintaind
 
 #endif

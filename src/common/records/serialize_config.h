@@ -24,7 +24,8 @@ enum class StructSerializationPolicy : std::uint8_t { kAlignOuterLayer = 0, kDis
 struct SerializeConfig {
   SerializationType type = SerializationType::kCm;
   StructSerializationPolicy structPolicy = StructSerializationPolicy::kAlignOuterLayer;
-  /// kSomeip: a SerializationNode, kPdu: a PduDescription, as RecordWriter writes them; empty: none, as of kCm and kRos.
+  /// kSomeip: a SerializationNode, kPdu: a PduDescription, as RecordWriter writes them; empty: none, as of kCm and
+  /// kRos.
   std::vector<std::uint8_t> serializedConfig;
 
   template <class V, class... S>
