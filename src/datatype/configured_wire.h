@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/log/qor_log.h"
+#include "src/datatype/flat_run.h"
 #include "src/datatype/list_extent.h"
 #include "src/datatype/payload_cursor.h"
 #include "src/datatype/plan.h"
@@ -63,6 +64,11 @@ class ConfiguredWire {
   bool EndList(const PlanNode& node, const ListExtent& extent);
   bool FailElement(const PlanNode& node, const PlanChild& part);
 
+  /// Whether a structure can be read as the run says; then how.
+  bool TakesFlat(const FlatRun& run, FlatReading& reading) const {
+    reading = FlatReading{run.isBigEndian, false};
+    return !nextLengthFieldSize_.has_value();
+  }
   bool BeginStructure(const PlanNode& node, Scope& scope);
   bool BeginMember(const PlanChild& member, std::size_t index, const Scope& scope, bool& isPresent);
   bool EndMember(const PlanChild& /*member*/, const Scope& /*scope*/) {

@@ -17,22 +17,20 @@ std::string Escaped(std::string_view text) {
 
 /// The shortest digits that lead back to the same number.
 template <class T>
-void AppendReal(TextBuffer& text, T value) {
+char* WriteShortest(char* to, T value) {
   if (!std::isfinite(value)) {
-    text.Append(std::string_view(std::isnan(value) ? "\"nan\"" : value < 0 ? "\"-inf\"" : "\"inf\""));
-    return;
+    const std::string_view name = std::isnan(value) ? "\"nan\"" : value < 0 ? "\"-inf\"" : "\"inf\"";
+    return std::ranges::copy(name, to).out;
   }
-  constexpr std::size_t kLongest = 32;
-  char* const room = text.Room(kLongest);
-  text.Advance(std::to_chars(room, room + kLongest, value).ptr);
+  return std::to_chars(to, to + kLongestNumber, value).ptr;
 }
 
 }  // namespace
 
 std::string JsonLayout::Label(std::string_view name) { return "," + Escaped(name) + ":"; }
 
-void JsonLayout::Real(float value) { AppendReal(text_, value); }
-void JsonLayout::Real(double value) { AppendReal(text_, value); }
+char* JsonLayout::WriteReal(char* to, float value) { return WriteShortest(to, value); }
+char* JsonLayout::WriteReal(char* to, double value) { return WriteShortest(to, value); }
 
 void JsonLayout::Text(std::string_view text) {
   text = text.ends_with('\0') ? text.substr(0, text.size() - 1) : text;  // a terminator that was counted

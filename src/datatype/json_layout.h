@@ -2,6 +2,7 @@
 #ifndef QOR_DATATYPE_JSON_LAYOUT_H
 #define QOR_DATATYPE_JSON_LAYOUT_H
 
+#include <algorithm>
 #include <concepts>
 #include <cstdint>
 #include <span>
@@ -22,23 +23,26 @@ class JsonLayout {
 
   static std::string Label(std::string_view name);
 
+  TextBuffer& Buffer() { return text_; }
   std::size_t Size() const { return text_.Size(); }
   void BeginPayload(std::string_view /*name*/) {}
   void EndPayload() {}
   template <class T>
   void Number(T value) {
-    if constexpr (std::same_as<T, bool>) {
-      text_.Append(std::string_view(value ? "true" : "false"));
-    } else if constexpr (std::floating_point<T>) {
-      Real(value);
-    } else {
-      AppendNumber(text_, value);
-    }
+    text_.Advance(Write(text_.Room(kLongestOf<T>), value));
   }
   template <class T>
-  void Enumeration(std::string_view /*typeName*/, T value) {
-    AppendNumber(text_, value);
+  static char* Write(char* to, T value) {
+    if constexpr (std::same_as<T, bool>) {
+      return std::ranges::copy(std::string_view(value ? "true" : "false"), to).out;
+    } else if constexpr (std::floating_point<T>) {
+      return WriteReal(to, value);
+    } else {
+      return WriteNumber(to, value);
+    }
   }
+  void BeginEnumeration(std::string_view /*typeName*/) {}
+  void EndEnumeration() {}
   void Text(std::string_view text);
   void BeginStructure() { text_.Append('{'); }
   void BeginMember(const Labels& labels, std::size_t index, bool isFirst) {
@@ -71,8 +75,8 @@ class JsonLayout {
   void RawBufferSummary(std::uint64_t size);
 
  private:
-  void Real(float value);
-  void Real(double value);
+  static char* WriteReal(char* to, float value);
+  static char* WriteReal(char* to, double value);
 
   TextBuffer& text_;
 };

@@ -17,8 +17,8 @@ class NoLayout {
   static std::size_t Size() { return 0; }
   template <class T>
   void Number(T /*value*/) {}
-  template <class T>
-  void Enumeration(std::string_view /*typeName*/, T /*value*/) {}
+  void BeginEnumeration(std::string_view /*typeName*/) {}
+  void EndEnumeration() {}
   void Text(std::string_view /*text*/) {}
   void BeginStructure() {}
   void BeginMember(const Labels& /*labels*/, std::size_t /*index*/, bool /*isFirst*/) {}

@@ -4,9 +4,12 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstddef>
+#include <cstdint>
 #include <type_traits>
 
 #include "src/datatype/text_buffer.h"
+#include "src/datatype/type_names.h"
 
 namespace qor::datatype {
 
@@ -14,20 +17,67 @@ namespace qor::datatype {
 inline constexpr std::size_t kLongestNumber = 320;
 inline constexpr std::size_t kLongestInteger = 20;
 
-/// Appends a number as text: integers in decimal, never as characters; floating-point numbers with six digits behind
-/// the point; flags as 1 and 0.
+
+/// Characters that a number of the type takes at most.
 template <class T>
-[[gnu::always_inline]] inline void AppendNumber(TextBuffer& text, T value) {
+inline constexpr std::size_t kLongestOf = std::floating_point<T> ? kLongestNumber : kLongestInteger;
+
+/// Writes a number as text and returns its end: integers in decimal, never as characters; floating-point numbers with
+/// six digits behind the point; flags as 1 and 0.
+template <class T>
+[[gnu::always_inline]] inline char* WriteNumber(char* to, T value) {
   if constexpr (std::same_as<T, bool>) {
-    text.Append(value ? '1' : '0');
+    *to = value ? '1' : '0';
+    return to + 1;
   } else if constexpr (std::floating_point<T>) {
-    char* const room = text.Room(kLongestNumber);
-    text.Advance(std::to_chars(room, room + kLongestNumber, value, std::chars_format::fixed, 6).ptr);
+    return std::to_chars(to, to + kLongestNumber, value, std::chars_format::fixed, 6).ptr;
   } else {
     using Wide = std::conditional_t<sizeof(T) < sizeof(int), int, T>;
-    char* const room = text.Room(kLongestInteger);
-    text.Advance(std::to_chars(room, room + kLongestInteger, static_cast<Wide>(value)).ptr);
+    return std::to_chars(to, to + kLongestInteger, static_cast<Wide>(value)).ptr;
   }
+}
+
+template <class T>
+[[gnu::always_inline]] inline void AppendNumber(TextBuffer& text, T value) {
+  text.Advance(WriteNumber(text.Room(kLongestOf<T>), value));
+}
+
+/// Calls `use` with a zero of the type that the primitive stands for. False for texts.
+template <class Use>
+[[gnu::always_inline]] inline bool WithPrimitive(Primitive primitive, Use use) {
+  switch (primitive) {
+    case Primitive::kBool:
+      return use(false), true;
+    case Primitive::kInt8:
+      return use(std::int8_t{}), true;
+    case Primitive::kInt16:
+      return use(std::int16_t{}), true;
+    case Primitive::kInt32:
+      return use(std::int32_t{}), true;
+    case Primitive::kInt64:
+      return use(std::int64_t{}), true;
+    case Primitive::kUint8:
+      return use(std::uint8_t{}), true;
+    case Primitive::kUint16:
+      return use(std::uint16_t{}), true;
+    case Primitive::kUint32:
+      return use(std::uint32_t{}), true;
+    case Primitive::kUint64:
+      return use(std::uint64_t{}), true;
+    case Primitive::kFloat:
+      return use(0.0F), true;
+    case Primitive::kDouble:
+      return use(0.0), true;
+    case Primitive::kString:
+      break;
+  }
+  return false;
+}
+
+inline std::size_t LongestNumber(Primitive primitive) {
+  std::size_t longest = 0;
+  WithPrimitive(primitive, [&](auto sample) { longest = kLongestOf<decltype(sample)>; });
+  return longest;
 }
 
 }  // namespace qor::datatype

@@ -24,6 +24,30 @@ enum class DeserializationRetCode : std::uint8_t {
   kAbsent = 5,           ///< the value has no part of the kind that was asked for
 };
 
+/// The number at an address, whose bytes need no alignment.
+template <class T>
+[[gnu::always_inline]] inline T Load(const std::uint8_t* from, bool isBigEndian) {
+  using Raw = std::conditional_t<
+      sizeof(T) == 1, std::uint8_t,
+      std::conditional_t<sizeof(T) == 2, std::uint16_t, std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
+  Raw raw;
+  std::memcpy(&raw, from, sizeof(raw));
+  if (isBigEndian != (std::endian::native == std::endian::big)) {
+    if constexpr (sizeof(Raw) == 2) {
+      raw = __builtin_bswap16(raw);
+    } else if constexpr (sizeof(Raw) == 4) {
+      raw = __builtin_bswap32(raw);
+    } else if constexpr (sizeof(Raw) == 8) {
+      raw = __builtin_bswap64(raw);
+    }
+  }
+  if constexpr (std::same_as<T, bool>) {
+    return raw != 0;
+  } else {
+    return std::bit_cast<T>(raw);
+  }
+}
+
 /// Where reading one payload stands, and why it failed. The payload must outlive it.
 class PayloadCursor {
  public:
@@ -36,6 +60,8 @@ class PayloadCursor {
   std::size_t End() const { return end_; }
   std::size_t Remaining() const { return offset_ < end_ ? end_ - offset_ : 0; }
 
+  /// The next byte.
+  const std::uint8_t* Data() const { return payload_.data() + offset_; }
   void Advance(std::size_t bytes) { offset_ += bytes; }
   void MoveTo(std::size_t offset) { offset_ = offset; }
   /// The end that was; `end` must not be behind it.
@@ -49,18 +75,9 @@ class PayloadCursor {
   /// The next number, whose bytes must remain.
   template <class T>
   T Take(bool isBigEndian) {
-    using Raw = RawOf<sizeof(T)>;
-    Raw raw;
-    std::memcpy(&raw, payload_.data() + offset_, sizeof(raw));
-    offset_ += sizeof(raw);
-    if (isBigEndian != (std::endian::native == std::endian::big)) {
-      raw = Swapped(raw);
-    }
-    if constexpr (std::same_as<T, bool>) {
-      return raw != 0;
-    } else {
-      return std::bit_cast<T>(raw);
-    }
+    const T value = Load<T>(Data(), isBigEndian);
+    offset_ += sizeof(T);
+    return value;
   }
 
   /// Always false.
@@ -73,24 +90,6 @@ class PayloadCursor {
   const std::string& Reason() const { return reason_; }
 
  private:
-  template <std::size_t kSize>
-  using RawOf = std::conditional_t<
-      kSize == 1, std::uint8_t,
-      std::conditional_t<kSize == 2, std::uint16_t, std::conditional_t<kSize == 4, std::uint32_t, std::uint64_t>>>;
-
-  template <class Raw>
-  static Raw Swapped(Raw raw) {
-    if constexpr (sizeof(Raw) == 1) {
-      return raw;
-    } else if constexpr (sizeof(Raw) == 2) {
-      return __builtin_bswap16(raw);
-    } else if constexpr (sizeof(Raw) == 4) {
-      return __builtin_bswap32(raw);
-    } else {
-      return __builtin_bswap64(raw);
-    }
-  }
-
   const std::span<const std::uint8_t> payload_;
   std::size_t offset_;
   std::size_t end_;

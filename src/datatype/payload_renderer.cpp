@@ -6,12 +6,20 @@
 #include "src/datatype/plain_wire.h"
 
 namespace qor::datatype {
-PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, LayoutKind layout)
-    : plan_(std::move(plan)), layout_(layout) {
-  for (const std::string& name : plan_->childNames) {
-    AddLabel(layout, name, labels_);
+namespace {
+
+Labels LabelsOf(const Plan& plan, LayoutKind layout) {
+  Labels labels;
+  for (const std::string& name : plan.childNames) {
+    AddLabel(layout, name, labels);
   }
+  return labels;
 }
+
+}  // namespace
+
+PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, LayoutKind layout)
+    : plan_(std::move(plan)), layout_(layout), labels_(LabelsOf(*plan_, layout)), runs_(*plan_, labels_, layout) {}
 
 bool PayloadRenderer::Render(PayloadCursor& cursor, const WireOptions& wire, const WalkOptions& options,
                              std::uint32_t depth, bool isAfterName, TextBuffer& text) {
@@ -27,7 +35,7 @@ bool PayloadRenderer::Render(PayloadCursor& cursor, const WireOptions& wire, con
 template <class Wire>
 bool PayloadRenderer::RenderFrom(Wire& wire, PayloadCursor& cursor, const WalkOptions& options, std::uint32_t depth,
                                  bool isAfterName, TextBuffer& text) {
-  PayloadWalker<Wire> walker(*plan_, labels_, cursor, wire, scratch_, options);
+  PayloadWalker<Wire> walker(*plan_, labels_, runs_, cursor, wire, scratch_, options);
   const PlanNode& root = plan_->nodes[plan_->root];
   return WithLayout(layout_, text, depth, isAfterName,
                     [&](auto& layout) { return walker.Part(layout, root, options.path); });

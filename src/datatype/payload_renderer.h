@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "src/datatype/configured_wire.h"
+#include "src/datatype/flat_runs.h"
 #include "src/datatype/labels.h"
 #include "src/datatype/layout_kind.h"
 #include "src/datatype/payload_cursor.h"
@@ -48,7 +49,8 @@ class PayloadRenderer {
 
   const std::shared_ptr<const Plan> plan_;  // shared with the cache of plans
   const LayoutKind layout_;
-  Labels labels_;  ///< of the plan's children
+  const Labels labels_;  ///< of the plan's children
+  const FlatRuns runs_;
   std::string scratch_;
   std::vector<ConfiguredWire::Tag> tags_;
 };

@@ -3,6 +3,7 @@
 #define QOR_DATATYPE_PAYLOAD_WALKER_H
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -12,6 +13,7 @@
 
 #include "platform/dp/mbuf.h"
 #include "platform/log/qor_log.h"
+#include "src/datatype/flat_runs.h"
 #include "src/datatype/labels.h"
 #include "src/datatype/list_extent.h"
 #include "src/datatype/no_layout.h"
@@ -34,10 +36,10 @@ struct WalkOptions {
 template <class Wire>
 class PayloadWalker {
  public:
-  /// `labels` are those of the plan's children in the layout; `scratch` is memory to work with.
-  PayloadWalker(const Plan& plan, const Labels& labels, PayloadCursor& cursor, Wire& wire, std::string& scratch,
-                const WalkOptions& options)
-      : plan_(plan), labels_(labels), cursor_(cursor), wire_(wire), scratch_(scratch), options_(options) {
+  /// `labels` and `runs` are those of the plan in the layout; `scratch` is memory to work with.
+  PayloadWalker(const Plan& plan, const Labels& labels, const FlatRuns& runs, PayloadCursor& cursor, Wire& wire,
+                std::string& scratch, const WalkOptions& options)
+      : plan_(plan), labels_(labels), runs_(runs), cursor_(cursor), wire_(wire), scratch_(scratch), options_(options) {
     std::uint64_t size = cursor.Size();
     for (const OutMbufData& buffer : options.mbufs) {
       size += buffer.size;
@@ -56,7 +58,11 @@ class PayloadWalker {
       case PlanKind::kPrimitive:
         return WithNumber(node, [&](auto value) { out.Number(value); });
       case PlanKind::kEnumeration:
-        return WithNumber(node, [&](auto value) { out.Enumeration(plan_.NameOf(node), value); });
+        return WithNumber(node, [&](auto value) {
+          out.BeginEnumeration(plan_.NameOf(node));
+          out.Number(value);
+          out.EndEnumeration();
+        });
       case PlanKind::kString:
         return Text(out, wire_.ReadString(node, scratch_, text_));
       case PlanKind::kFixedString:
@@ -185,45 +191,16 @@ class PayloadWalker {
     }
   }
 
-  template <class T, class Use>
-  bool Number(const PlanNode& node, Use& use) {
-    T value{};
-    if (!wire_.ReadFromBitStream(node, value)) {
-      return false;
-    }
-    use(value);
-    return true;
-  }
-
   template <class Use>
   bool WithNumber(const PlanNode& node, Use use) {
-    switch (node.primitive) {
-      case Primitive::kBool:
-        return Number<bool>(node, use);
-      case Primitive::kInt8:
-        return Number<std::int8_t>(node, use);
-      case Primitive::kInt16:
-        return Number<std::int16_t>(node, use);
-      case Primitive::kInt32:
-        return Number<std::int32_t>(node, use);
-      case Primitive::kInt64:
-        return Number<std::int64_t>(node, use);
-      case Primitive::kUint8:
-        return Number<std::uint8_t>(node, use);
-      case Primitive::kUint16:
-        return Number<std::uint16_t>(node, use);
-      case Primitive::kUint32:
-        return Number<std::uint32_t>(node, use);
-      case Primitive::kUint64:
-        return Number<std::uint64_t>(node, use);
-      case Primitive::kFloat:
-        return Number<float>(node, use);
-      case Primitive::kDouble:
-        return Number<double>(node, use);
-      case Primitive::kString:
-        break;
-    }
-    return false;
+    bool isRead = false;
+    WithPrimitive(node.primitive, [&](auto value) {
+      isRead = wire_.ReadFromBitStream(node, value);
+      if (isRead) {
+        use(value);
+      }
+    });
+    return isRead;
   }
 
   template <class Layout>
@@ -315,8 +292,27 @@ class PayloadWalker {
     return wire_.EndList(node, extent);
   }
 
+  /// Null also when the payload ends within the run: which member is cut shows when they are read one by one.
+  const FlatRun* FlatRunOf(const PlanNode& node, FlatReading& reading) {
+    const FlatRun* run = runs_.Of(plan_, node);
+    const bool isTaken =
+        run != nullptr && wire_.TakesFlat(*run, reading) && cursor_.Remaining() >= run->SizeOf(reading);
+    return isTaken ? run : nullptr;
+  }
+
   template <class Layout>
   bool Structure(Layout& out, const PlanNode& node) {
+    if (FlatReading reading; const FlatRun* run = FlatRunOf(node, reading)) {
+      if (!Pay(out, run->itemCount)) {
+        return false;
+      }
+      if constexpr (std::same_as<Layout, NoLayout>) {
+        cursor_.Advance(run->SizeOf(reading));
+      } else {
+        runs_.Append<Layout>(*run, cursor_, reading, out.Buffer());
+      }
+      return true;
+    }
     typename Wire::Scope scope;
     if (!wire_.BeginStructure(node, scope)) {
       return false;
@@ -418,6 +414,7 @@ class PayloadWalker {
   const QorLog log_{"QorDeserializer"};
   const Plan& plan_;
   const Labels& labels_;
+  const FlatRuns& runs_;
   PayloadCursor& cursor_;
   Wire& wire_;
   std::string& scratch_;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/log/qor_log.h"
+#include "src/datatype/flat_run.h"
 #include "src/datatype/list_extent.h"
 #include "src/datatype/payload_cursor.h"
 #include "src/datatype/plan.h"
@@ -64,6 +65,15 @@ class PlainWire {
   /// For a part of a vector or a map that could not be read, or took no bytes.
   bool FailElement(const PlanNode& node, const PlanChild& part);
 
+  /// Whether a structure can be read as the run says; then how.
+  bool TakesFlat(const FlatRun& run, FlatReading& reading) {
+    if (isNextUnpadded_ && run.padding != 0) {
+      return false;
+    }
+    isNextUnpadded_ = false;
+    reading = FlatReading{isBigEndian_, hasPadding_};
+    return true;
+  }
   bool BeginStructure(const PlanNode& /*node*/, Scope& scope) {
     scope.hasPadding = hasPadding_ && !isNextUnpadded_;
     isNextUnpadded_ = false;

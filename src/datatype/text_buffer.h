@@ -52,14 +52,15 @@ class TextBuffer {
     at_ += count;
   }
   /// `text` has kSlack readable bytes behind it.
-  void AppendPadded(const char* text, std::size_t size) {
-    char* const to = Room(size);
+  void AppendPadded(const char* text, std::size_t size) { at_ = CopyPadded(text, size, Room(size)); }
+  /// The same into room that is there already; returns the end.
+  static char* CopyPadded(const char* text, std::size_t size, char* to) {
     if (size <= kSlack) {
       std::memcpy(to, text, kSlack);
     } else {
       std::memcpy(to, text, size);
     }
-    at_ += size;
+    return to + size;
   }
 
  private:

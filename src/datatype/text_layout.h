@@ -19,17 +19,18 @@ class TextLayout {
  public:
   explicit TextLayout(TextBuffer& text) : text_(text) {}
 
+  TextBuffer& Buffer() { return text_; }
   std::size_t Size() const { return text_.Size(); }
   template <class T>
   void Number(T value) {
     AppendNumber(text_, value);
   }
   template <class T>
-  void Enumeration(std::string_view typeName, T value) {
-    Append('"', typeName, "::");
-    AppendNumber(text_, value);
-    text_.Append('"');
+  [[gnu::always_inline]] static char* Write(char* to, T value) {
+    return WriteNumber(to, value);
   }
+  void BeginEnumeration(std::string_view typeName) { Append('"', typeName, "::"); }
+  void EndEnumeration() { text_.Append('"'); }
   void Text(std::string_view text) { Append('"', text, '"'); }
   void Error(std::string_view domain, std::string_view code) {
     Append("{ \"errorDomain\": \"", domain, "\", \"errorCode\": \"", code, "\" }");
