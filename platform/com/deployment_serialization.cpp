@@ -85,9 +85,18 @@ bool IsDecimal(const std::string& text) {
   return text.empty() || (error == std::errc() && end == text.data() + text.size());
 }
 
-void CheckSignal(DeploymentReader& reader, const PduSignal& signal) {
-  if (signal.bitLength < 1 || signal.bitLength > 64) {
+/// `length` of the PDU in bytes; 0: not configured.
+void CheckSignal(DeploymentReader& reader, const PduSignal& signal, std::uint32_t length) {
+  constexpr std::uint32_t kMaxBits = 64;
+  if (signal.bitLength < 1 || signal.bitLength > kMaxBits) {
     reader.Faults().Error(reader.PointerOf("bitLength"), "expected a number from 1 to 64");
+    return;
+  }
+  if (length != 0 && maintaind::EndOf(signal) > length) {
+    reader.Faults().Error(reader.PointerOf("bitPosition"), "the signal reaches beyond the length of the PDU");
+  }
+  if (signal.bitLength < kMaxBits && signal.initialValue >> signal.bitLength != 0) {
+    reader.Faults().Error(reader.PointerOf("initialValue"), "expected a raw value that fits in bitLength");
   }
   for (const auto& [key, text] : {std::pair("factor", signal.factor), std::pair("offset", signal.offset)}) {
     if (!IsDecimal(text)) {
@@ -110,7 +119,7 @@ void ReadPdu(DeploymentReader& reader, PduDescription& pdu) {
     entry.ReadName("name", signal.name);
     entry.ReadFields(signal);
     signal.hasInitialValue = entry.Find("initialValue") != nullptr;
-    CheckSignal(entry, signal);
+    CheckSignal(entry, signal, pdu.length);
     if (!names.insert(signal.name).second) {
       entry.Faults().Error(entry.PointerOf("name"), "there is a signal of this name already");
     }

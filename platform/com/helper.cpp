@@ -27,7 +27,8 @@ bool Helper::AddConfig(bool isPublisher, const RegisterOptions& options, const m
     }
   }
   const auto role = isPublisher ? maintaind::EntityRole::kProvider : maintaind::EntityRole::kConsumer;
-  com::ConfigStore::Instance().Add(role, options.nodePath + event.eventName, std::move(config));
+  const std::string& entityName = options.entityName.empty() ? event.eventName : options.entityName;
+  com::ConfigStore::Instance().Add(role, options.nodePath + entityName, std::move(config));
   return true;
 }
 

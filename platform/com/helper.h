@@ -16,12 +16,13 @@ class Helper {
  public:
   /// Whose configuration it is and how the transports are to be used.
   struct RegisterOptions {
-    std::string nodePath;       ///< prefix of the entity name, such as "/qorevent/hz/"
-    std::string ddsNetwork;     ///< address of the interface to use for DDS; empty: where the event says
-    std::string someipNetwork;  ///< name of the SOME/IP network to use; empty: where the event says
+    std::string nodePath;         ///< prefix of the entity name, such as "/qorevent/hz/"
+    std::string ddsNetwork;       ///< address of the interface to use for DDS; empty: where the event says
+    std::string someipNetwork;    ///< name of the SOME/IP network to use; empty: where the event says
+    std::string entityName = "";  ///< behind the prefix; empty: the event's name
   };
 
-  /// Registers or replaces the configuration of one event under the entity name nodePath + event name, for publishing
+  /// Registers or replaces the configuration of one event under the entity name that the options make, for publishing
   /// or for subscribing. The record must hold exactly the binding to be used. False, with a line in the log, when the
   /// name is empty or the record has no binding.
   [[nodiscard]] static bool AddConfig(bool isPublisher, const RegisterOptions& options,

@@ -23,7 +23,8 @@ std::shared_ptr<const TypeDefinition> DefinitionTables::Find(const std::string& 
     return known;
   }
   std::string text;
-  if (!FindText(name, text) && !QueryText(name, query, text)) {
+  if (const std::string reason = GetText(name, query, text); !reason.empty()) {
+    kLog.Error() << reason;
     return nullptr;
   }
   kLog.Verbose() << "Reading type definition '" << name << "': " << text;
@@ -34,6 +35,11 @@ std::shared_ptr<const TypeDefinition> DefinitionTables::Find(const std::string& 
   }
   const std::lock_guard lock(mutex_);
   return parsed_.emplace(name, std::move(definition)).first->second;
+}
+
+bool DefinitionTables::Has(const std::string& name, const QueryFunction& query) {
+  std::string text;
+  return GetText(name, query, text).empty();
 }
 
 DefinitionTables::Definitions DefinitionTables::FindParsed(const std::string& name) {
@@ -52,16 +58,18 @@ bool DefinitionTables::FindText(const std::string& name, std::string& text) {
   return true;
 }
 
-bool DefinitionTables::QueryText(const std::string& name, const QueryFunction& query, std::string& text) {
+std::string DefinitionTables::GetText(const std::string& name, const QueryFunction& query, std::string& text) {
+  if (FindText(name, text)) {
+    return "";
+  }
   const std::lock_guard queryLock(queryMutex_);
   if (FindText(name, text)) {  // another thread's query brought it
-    return true;
+    return "";
   }
   kLog.Info() << "Cannot get any avaliable type definition, start query[dataType=" << name << "]";
   DefinitionTexts found;
   if (query == nullptr || !query(found)) {
-    kLog.Error() << "Failed to query all datatype definition from maintaind.";
-    return false;
+    return "Failed to query all datatype definition from maintaind.";
   }
   {
     const std::lock_guard lock(mutex_);
@@ -72,11 +80,7 @@ bool DefinitionTables::QueryText(const std::string& name, const QueryFunction& q
       }
     }
   }
-  if (!FindText(name, text)) {
-    kLog.Error() << "Cannot get any avaliable type definition of '" << name << "'";
-    return false;
-  }
-  return true;
+  return FindText(name, text) ? "" : "Cannot get any avaliable type definition of '" + name + "'";
 }
 
 }  // namespace qor::datatype

@@ -31,6 +31,8 @@ class DefinitionTables {
   /// wait for one query. Null, with a line in the log, when there is none, or none that can be parsed: the next look-up
   /// tries again. `query` must not look definitions up.
   std::shared_ptr<const TypeDefinition> Find(const std::string& name, const QueryFunction& query);
+  /// Whether there is a text of that name, of whatever worth; asks as Find does, but nothing is logged as an error.
+  bool Has(const std::string& name, const QueryFunction& query);
 
  private:
   /// The entry of one name.
@@ -38,7 +40,8 @@ class DefinitionTables {
 
   Definitions FindParsed(const std::string& name);
   bool FindText(const std::string& name, std::string& text);
-  bool QueryText(const std::string& name, const QueryFunction& query, std::string& text);
+  /// Why there is no text; empty when there is.
+  std::string GetText(const std::string& name, const QueryFunction& query, std::string& text);
 
   std::mutex queryMutex_;  ///< held during a query; taken before mutex_
   std::mutex mutex_;       ///< guards both tables

@@ -6,9 +6,7 @@
 namespace qor::datatype {
 namespace {
 
-bool IsNumber(const PlanNode& node) {
-  return node.kind == PlanKind::kPrimitive || node.kind == PlanKind::kEnumeration;
-}
+bool IsNumber(const PlanNode& node) { return node.kind == PlanKind::kPrimitive || node.kind == PlanKind::kEnumeration; }
 
 /// Whether nothing but its members is in the payload of a structure.
 bool IsPlain(const Plan& plan, const PlanNode& node) {
@@ -19,22 +17,16 @@ bool IsPlain(const Plan& plan, const PlanNode& node) {
 
 }  // namespace
 
-FlatRuns::FlatRuns(const Plan& plan, const Labels& labels, LayoutKind layout) {
-  if (layout == LayoutKind::kMultiLine) {
+FlatRuns::FlatRuns(const Plan& plan, const Labels& labels, const LayoutStyle& style) {
+  if (style.kind == LayoutKind::kMultiLine) {
     return;
   }
   const auto counts = CountNumbers(plan);
   runs_.resize(plan.nodes.size());
   for (std::size_t i = 0; i < runs_.size(); ++i) {
-    const PlanNode& node = plan.nodes[i];
-    if (node.kind != PlanKind::kStructure || counts[i] == 0 || counts[i] > kMaxRun ||
-        counts[i] > kMaxItems - std::min(items_.size(), kMaxItems) || texts_.size() > kMaxText) {
-      continue;
-    }
-    if (layout == LayoutKind::kJson) {
-      AddRun<JsonLayout>(plan, labels, node, runs_[i]);
-    } else {
-      AddRun<OneLineLayout>(plan, labels, node, runs_[i]);
+    const bool isRun = plan.nodes[i].kind == PlanKind::kStructure && counts[i] != 0 && counts[i] <= kMaxRun;
+    if (isRun && items_.size() + counts[i] <= kMaxItems && texts_.size() <= kMaxText) {
+      AddRun(plan, labels, style, plan.nodes[i], runs_[i]);
     }
   }
   texts_.append(TextBuffer::kSlack, '\0');
@@ -64,13 +56,15 @@ std::vector<std::uint64_t> FlatRuns::CountNumbers(const Plan& plan) const {
 }
 
 /// The layout itself prints what stands between the numbers.
-template <class Layout>
-void FlatRuns::AddRun(const Plan& plan, const Labels& labels, const PlanNode& node, FlatRun& run) {
+void FlatRuns::AddRun(const Plan& plan, const Labels& labels, const LayoutStyle& style, const PlanNode& node,
+                      FlatRun& run) {
   TextBuffer text;
-  Layout out(text);
   run.firstItem = static_cast<std::uint32_t>(items_.size());
   run.isBigEndian = plan.SettingsOf(node).isBigEndian;
-  AddStructure(plan, labels, node, out, text, run);
+  WithLayout(style, text, 0, /*isAfterName=*/true, [&](auto& out) {
+    AddStructure(plan, labels, node, out, run);
+    return true;
+  });
   run.itemCount = static_cast<std::uint32_t>(items_.size() - run.firstItem);
   run.endText = texts_.size();
   run.endSize = Cut(text);
@@ -78,15 +72,14 @@ void FlatRuns::AddRun(const Plan& plan, const Labels& labels, const PlanNode& no
 }
 
 template <class Layout>
-void FlatRuns::AddStructure(const Plan& plan, const Labels& labels, const PlanNode& node, Layout& out, TextBuffer& text,
-                            FlatRun& run) {
+void FlatRuns::AddStructure(const Plan& plan, const Labels& labels, const PlanNode& node, Layout& out, FlatRun& run) {
   out.BeginStructure();
   const auto members = plan.ChildrenOf(node);
   for (std::size_t i = 0; i < members.size(); ++i) {
     const PlanNode& member = plan.NodeOf(members[i]);
     out.BeginMember(labels, node.firstChild + i, i == 0);
     if (member.kind == PlanKind::kStructure) {
-      AddStructure(plan, labels, member, out, text, run);
+      AddStructure(plan, labels, member, out, run);
       items_.back().padding += members[i].padding;
     } else {
       const bool isEnumeration = member.kind == PlanKind::kEnumeration;
@@ -94,7 +87,7 @@ void FlatRuns::AddStructure(const Plan& plan, const Labels& labels, const PlanNo
         out.BeginEnumeration(plan.NameOf(member));
       }
       Item item{texts_.size(), 0, members[i].padding, member.primitive};
-      item.textSize = Cut(text);
+      item.textSize = Cut(out.Buffer());
       items_.push_back(item);
       run.size += member.baseSize;
       run.longestText += item.textSize + LongestNumber(member.primitive);

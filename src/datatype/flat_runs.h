@@ -20,7 +20,7 @@ namespace qor::datatype {
 /// The flat runs of a plan in a layout. Not for several lines, where the text depends on the place. Never changes.
 class FlatRuns {
  public:
-  FlatRuns(const Plan& plan, const Labels& labels, LayoutKind layout);
+  FlatRuns(const Plan& plan, const Labels& labels, const LayoutStyle& style);
 
   /// Null when the node is no flat run, or the runs before it took all the memory that they may.
   const FlatRun* Of(const Plan& plan, const PlanNode& node) const {
@@ -68,11 +68,9 @@ class FlatRuns {
   }
 
   std::vector<std::uint64_t> CountNumbers(const Plan& plan) const;
+  void AddRun(const Plan& plan, const Labels& labels, const LayoutStyle& style, const PlanNode& node, FlatRun& run);
   template <class Layout>
-  void AddRun(const Plan& plan, const Labels& labels, const PlanNode& node, FlatRun& run);
-  template <class Layout>
-  void AddStructure(const Plan& plan, const Labels& labels, const PlanNode& node, Layout& out, TextBuffer& text,
-                    FlatRun& run);
+  void AddStructure(const Plan& plan, const Labels& labels, const PlanNode& node, Layout& out, FlatRun& run);
   /// Moves what was printed since the last time to the texts.
   std::uint32_t Cut(TextBuffer& text);
 

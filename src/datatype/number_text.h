@@ -17,7 +17,6 @@ namespace qor::datatype {
 inline constexpr std::size_t kLongestNumber = 320;
 inline constexpr std::size_t kLongestInteger = 20;
 
-
 /// Characters that a number of the type takes at most.
 template <class T>
 inline constexpr std::size_t kLongestOf = std::floating_point<T> ? kLongestNumber : kLongestInteger;

@@ -27,9 +27,9 @@ enum class DeserializationRetCode : std::uint8_t {
 /// The number at an address, whose bytes need no alignment.
 template <class T>
 [[gnu::always_inline]] inline T Load(const std::uint8_t* from, bool isBigEndian) {
-  using Raw = std::conditional_t<
-      sizeof(T) == 1, std::uint8_t,
-      std::conditional_t<sizeof(T) == 2, std::uint16_t, std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
+  using Raw = std::conditional_t<sizeof(T) == 1, std::uint8_t,
+                                 std::conditional_t<sizeof(T) == 2, std::uint16_t,
+                                                    std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
   Raw raw;
   std::memcpy(&raw, from, sizeof(raw));
   if (isBigEndian != (std::endian::native == std::endian::big)) {

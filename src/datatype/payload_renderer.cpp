@@ -8,18 +8,18 @@
 namespace qor::datatype {
 namespace {
 
-Labels LabelsOf(const Plan& plan, LayoutKind layout) {
+Labels LabelsOf(const Plan& plan, const LayoutStyle& style) {
   Labels labels;
   for (const std::string& name : plan.childNames) {
-    AddLabel(layout, name, labels);
+    AddLabel(style, name, labels);
   }
   return labels;
 }
 
 }  // namespace
 
-PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, LayoutKind layout)
-    : plan_(std::move(plan)), layout_(layout), labels_(LabelsOf(*plan_, layout)), runs_(*plan_, labels_, layout) {}
+PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style)
+    : plan_(std::move(plan)), style_(style), labels_(LabelsOf(*plan_, style)), runs_(*plan_, labels_, style) {}
 
 bool PayloadRenderer::Render(PayloadCursor& cursor, const WireOptions& wire, const WalkOptions& options,
                              std::uint32_t depth, bool isAfterName, TextBuffer& text) {
@@ -37,7 +37,7 @@ bool PayloadRenderer::RenderFrom(Wire& wire, PayloadCursor& cursor, const WalkOp
                                  bool isAfterName, TextBuffer& text) {
   PayloadWalker<Wire> walker(*plan_, labels_, runs_, cursor, wire, scratch_, options);
   const PlanNode& root = plan_->nodes[plan_->root];
-  return WithLayout(layout_, text, depth, isAfterName,
+  return WithLayout(style_, text, depth, isAfterName,
                     [&](auto& layout) { return walker.Part(layout, root, options.path); });
 }
 

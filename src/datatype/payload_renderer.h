@@ -33,7 +33,7 @@ struct WireOptions {
 /// what the text needs. Used by one thread at a time.
 class PayloadRenderer {
  public:
-  PayloadRenderer(std::shared_ptr<const Plan> plan, LayoutKind layout);
+  PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style);
 
   const Plan& GetPlan() const { return *plan_; }
 
@@ -48,7 +48,7 @@ class PayloadRenderer {
                   TextBuffer& text);
 
   const std::shared_ptr<const Plan> plan_;  // shared with the cache of plans
-  const LayoutKind layout_;
+  const LayoutStyle style_;
   const Labels labels_;  ///< of the plan's children
   const FlatRuns runs_;
   std::string scratch_;

@@ -40,7 +40,7 @@ class PlainWire {
   template <class T>
   [[gnu::always_inline]] bool ReadFromBitStream(const PlanNode& node, T& value) {
     if (cursor_.Remaining() < sizeof(T)) {
-      return OutOfBounds(plan_.NameOf(node), sizeof(T));
+      return OutOfBounds(plan_.ValueNameOf(node), sizeof(T));
     }
     value = cursor_.Take<T>(isBigEndian_);
     return true;

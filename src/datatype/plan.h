@@ -34,6 +34,7 @@ struct PlanNode {
   Primitive primitive = Primitive::kBool;  ///< also of an enumeration
   bool isValue = false;                    ///< prints as a scalar
   std::uint32_t typeName = 0;              ///< in Plan::names
+  std::uint32_t valueName = 0;             ///< in Plan::names: of an enumeration its underlying type, else the type
   std::uint32_t settings = 0;              ///< in Plan::settings
   std::uint32_t firstChild = 0;            ///< in Plan::children
   std::uint32_t childCount = 0;
@@ -77,6 +78,7 @@ struct Plan {
   }
   const PlanNode& NodeOf(const PlanChild& child) const { return nodes[child.node]; }
   const std::string& NameOf(const PlanNode& node) const { return names[node.typeName]; }
+  const std::string& ValueNameOf(const PlanNode& node) const { return names[node.valueName]; }
   const maintaind::SerializationNode& SettingsOf(const PlanNode& node) const { return settings[node.settings]; }
 };
 

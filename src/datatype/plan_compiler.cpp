@@ -94,8 +94,11 @@ bool IsValueKind(PlanKind kind) {
 
 }  // namespace
 
-PlanCompiler::PlanCompiler(Lookup lookup, const SerializationNode* settings)
-    : lookup_(std::move(lookup)), hasSettings_(settings != nullptr), top_(CreateTopNodeView(settings)) {}
+PlanCompiler::PlanCompiler(DefinitionLookup lookup, const SerializationNode* settings)
+    : lookup_(std::move(lookup)),
+      copyable_(lookup_),
+      hasSettings_(settings != nullptr),
+      top_(CreateTopNodeView(settings)) {}
 
 std::shared_ptr<const Plan> PlanCompiler::Compile(const std::string& typeName) {
   if (!CompileType(typeName, top_, plan_.root)) {
@@ -227,6 +230,7 @@ bool PlanCompiler::CompileEnumeration(const TypeDefinition& definition, PlanNode
   }
   node.primitive = base.primitive;
   node.baseSize = base.baseSize;
+  node.valueName = base.typeName;
   return true;
 }
 
@@ -293,6 +297,7 @@ void PlanCompiler::AddError(const TypeDefinition& definition, PlanNode& node) {
 std::uint32_t PlanCompiler::Add(const std::string& typeName, PlanNode node) {
   node.isValue = IsValueKind(node.kind);
   node.typeName = static_cast<std::uint32_t>(plan_.names.size());
+  node.valueName = node.kind == PlanKind::kEnumeration ? node.valueName : node.typeName;
   plan_.names.push_back(typeName);
   node.lengthFieldSize = hasSettings_ ? GetDataTypeLengthField(node) : 0;
   Extent extent;
@@ -308,33 +313,28 @@ void PlanCompiler::Measure(PlanNode& node, Extent& extent) const {
   std::uint64_t bytes = 0;
   std::uint64_t unpaid = 0;
   std::uint64_t mostUnpaid = 0;
-  bool arePartsCopyable = true;
   for (const PlanChild& part : parts) {
     const Extent& inner = extents_[part.node];
     extent.height = std::max(extent.height, inner.height + 1);
     bytes = Sum(bytes, plan_.NodeOf(part).minSize);
     unpaid = Sum(unpaid, inner.unpaidValues);
     mostUnpaid = std::max(mostUnpaid, inner.unpaidValues);
-    arePartsCopyable = arePartsCopyable && inner.isTriviallyCopyable;
   }
   const bool hasTags = hasSettings_ && plan_.SettingsOf(node).isChildNodeEnableTlv;
   switch (node.kind) {
     case PlanKind::kPrimitive:
     case PlanKind::kEnumeration:
       node.minSize = node.baseSize;
-      extent.isTriviallyCopyable = true;
       break;
     case PlanKind::kFixedString:
       node.minSize = node.length;
       break;
     case PlanKind::kStructure:
       node.minSize = Sum(node.lengthFieldSize, hasTags ? 0 : bytes);
-      extent.isTriviallyCopyable = arePartsCopyable;
       break;
     case PlanKind::kArray:
       node.minSize = Sum(node.lengthFieldSize, Product(bytes, node.length));
       unpaid = bytes == 0 ? Product(unpaid, node.length) : unpaid;
-      extent.isTriviallyCopyable = arePartsCopyable;
       break;
     case PlanKind::kVariant:
       unpaid = mostUnpaid;
@@ -351,7 +351,7 @@ void PlanCompiler::Measure(PlanNode& node, Extent& extent) const {
   extent.unpaidValues = Sum(unpaid, node.minSize == 0 || node.childCount > 0 ? 1 : 0);
 }
 
-std::uint8_t PlanCompiler::GetDataTypeLengthField(const PlanNode& node) const {
+std::uint8_t PlanCompiler::GetDataTypeLengthField(const PlanNode& node) {
   const SerializationNode& settings = plan_.SettingsOf(node);
   if (settings.dataId != SerializationNode::kNoDataId) {
     return settings.tlvLengthFieldSize;
@@ -363,7 +363,7 @@ std::uint8_t PlanCompiler::GetDataTypeLengthField(const PlanNode& node) const {
       return settings.vectorAndMapLength;
     case PlanKind::kVector: {
       const bool isPlain = settings.plainVectorLength != SerializationNode::kSameLength &&
-                           extents_[plan_.ChildrenOf(node).front().node].isTriviallyCopyable;
+                           copyable_.Contains(plan_.childNames[node.firstChild]);
       return isPlain ? settings.plainVectorLength : settings.vectorAndMapLength;
     }
     case PlanKind::kString:

@@ -3,7 +3,6 @@
 #define QOR_DATATYPE_PLAN_COMPILER_H
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "src/common/records/serialization_node.h"
+#include "src/datatype/copyable_types.h"
 #include "src/datatype/plan.h"
 #include "src/datatype/type_definition.h"
 
@@ -20,8 +20,6 @@ namespace qor::datatype {
 /// Makes a plan of a type. Used once, by one thread.
 class PlanCompiler {
  public:
-  using Lookup = std::function<std::shared_ptr<const TypeDefinition>(const std::string&)>;
-
   static constexpr std::uint32_t kMaxDepth = 64;
   /// Types, each for every way in which it is serialized.
   static constexpr std::size_t kMaxNodes = 65536;
@@ -29,7 +27,7 @@ class PlanCompiler {
   static constexpr std::uint64_t kMaxUnpaidValues = 65536;
 
   /// `settings` null: the type is serialized in the middleware's own way.
-  PlanCompiler(Lookup lookup, const maintaind::SerializationNode* settings);
+  PlanCompiler(DefinitionLookup lookup, const maintaind::SerializationNode* settings);
 
   /// Null when a definition is missing, unknown in its kind, part of a circle, nested too deep, or describes more than
   /// any payload holds; then Fault() has the reason.
@@ -41,7 +39,6 @@ class PlanCompiler {
   struct Extent {
     std::uint32_t height = 1;
     std::uint64_t unpaidValues = 0;  ///< that one value has without any bytes
-    bool isTriviallyCopyable = false;
   };
   /// How a value is serialized: a node of the tree, or what follows from one above it.
   struct SettingsView {
@@ -64,13 +61,14 @@ class PlanCompiler {
 
   std::uint32_t Add(const std::string& typeName, PlanNode node);
   void Measure(PlanNode& node, Extent& extent) const;
-  std::uint8_t GetDataTypeLengthField(const PlanNode& node) const;
+  std::uint8_t GetDataTypeLengthField(const PlanNode& node);
   SettingsView CreateTopNodeView(const maintaind::SerializationNode* settings);
   SettingsView CreateChildNodeView(SettingsView parent, std::size_t index);
   bool Refuse(std::string_view key, std::string reason);
   std::string Circle(const std::string& typeName) const;
 
-  const Lookup lookup_;
+  const DefinitionLookup lookup_;
+  CopyableTypes copyable_;
   const bool hasSettings_;
   Plan plan_;
   SettingsView top_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "src/datatype/copyable_types.h"
 #include "src/datatype/plan_compiler.h"
 #include "src/datatype/type_parser.h"
 
@@ -38,7 +39,7 @@ QorDeserializer::QorDeserializer(Protocol protocol, QueryFunction query, Deseria
       policy_(policy),
       format_(format),
       settings_(std::move(settings)),
-      layout_(IsMultiLine() ? LayoutKind::kMultiLine : LayoutKind::kOneLine) {}
+      style_(IsMultiLine() ? LayoutKind::kMultiLine : LayoutKind::kOneLine) {}
 
 bool QorDeserializer::IsMultiLine() const { return (static_cast<unsigned>(format_) & 1U) != 0; }
 bool QorDeserializer::IsSummary() const { return (static_cast<unsigned>(format_) & 2U) != 0; }
@@ -60,7 +61,7 @@ bool QorDeserializer::Deserialize(const std::string& dataType, std::string_view 
     return false;
   }
   text_.Clear();
-  const auto frame = [this](auto use) { datatype::WithLayout(layout_, text_, 0, true, use); };
+  const auto frame = [this](auto use) { datatype::WithLayout(style_, text_, 0, true, use); };
   const bool isFramed = type->field.empty();
   if (isFramed) {
     frame([name](auto& layout) { return layout.BeginPayload(name), true; });
@@ -143,7 +144,7 @@ QorDeserializer::TypeRenderer* QorDeserializer::RendererOf(const std::string& da
     SetResult(DeserializationRetCode::kTypeUnknown, compiler.Fault());
     return nullptr;
   }
-  return &renderers_.try_emplace(dataType, TypeRenderer{PayloadRenderer(std::move(plan), layout_), {}}).first->second;
+  return &renderers_.try_emplace(dataType, TypeRenderer{PayloadRenderer(std::move(plan), style_), {}}).first->second;
 }
 
 bool QorDeserializer::SetResult(DeserializationRetCode code, std::string info) {
@@ -209,45 +210,8 @@ bool QorDeserializer::IsValue(const std::string& name) const {
 }
 
 bool QorDeserializer::IsTriviallyCopyableType(const TypeDefinition& definition) const {
-  std::set<std::string> copyable;
-  return protocol_ == Protocol::kSomeip && IsTriviallyCopyable(definition, 0, copyable);
-}
-
-bool QorDeserializer::IsTriviallyCopyable(const std::string& name, std::uint32_t depth,
-                                          std::set<std::string>& copyable) const {
-  const std::string bare = SubStdDataType(name);
-  if (const auto primitive = datatype::PrimitiveByName(bare)) {
-    return *primitive != Primitive::kString;
-  }
-  if (copyable.count(bare) != 0) {
-    return true;
-  }
-  const Definition definition = depth < kMaxDepth ? Find(bare) : nullptr;
-  if (definition == nullptr || !IsTriviallyCopyable(*definition, depth + 1, copyable)) {
-    return false;
-  }
-  copyable.insert(bare);
-  return true;
-}
-
-bool QorDeserializer::IsTriviallyCopyable(const TypeDefinition& definition, std::uint32_t depth,
-                                          std::set<std::string>& copyable) const {
-  switch (definition.category) {
-    case Category::kValue:
-      return SubStdDataType(definition.baseTypeName) != "string";
-    case Category::kEnumeration:
-      return true;
-    case Category::kArray:
-      return IsTriviallyCopyable(definition.templateTypeName, depth, copyable);
-    case Category::kTypeReference:
-      return IsTriviallyCopyable(definition.referencedTypeName, depth, copyable);
-    case Category::kStructure:
-      return std::ranges::all_of(definition.members, [&](const StructureDefElement& member) {
-        return IsTriviallyCopyable(member.typeName, depth, copyable);
-      });
-    default:
-      return false;
-  }
+  return protocol_ == Protocol::kSomeip &&
+         datatype::CopyableTypes([this](const std::string& name) { return Find(name); }).Contains(definition);
 }
 
 std::size_t QorDeserializer::BaseTypeSize(const TypeDefinition& definition) const {

@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -86,7 +85,10 @@ class QorDeserializer {
   /// The byte order of DDS payloads from now on, where the encapsulation says another than little-endian.
   void SetBigEndian(bool isBigEndian) { isDdsBigEndian_ = isBigEndian; }
   /// Prints values as JSON, without their names; lists as the format says. Before the first type is resolved.
-  void SetJson() { layout_ = datatype::LayoutKind::kJson; }
+  void SetJson() { style_.kind = datatype::LayoutKind::kJson; }
+  /// What becomes of texts in the payload, and of names in the definitions, that are not plain ASCII, in the layouts
+  /// for people; the terminating zero is one of them. Before the first type is resolved.
+  void SetTextFilter(datatype::TextFilter filter) { style_.filter = filter; }
 
   /// False, with a line in the log, when there is no definition or it cannot be parsed.
   bool GetTypeDefinition(const std::string& name, TypeDefinition& definition) const;
@@ -127,10 +129,6 @@ class QorDeserializer {
                    std::span<const OutMbufData> mbufs, std::uint32_t depth, bool isTop);
   bool SetResult(DeserializationRetCode code, std::string info);
   Definition Find(const std::string& name) const;
-  /// `copyable`: the names that were found to be so already.
-  bool IsTriviallyCopyable(const std::string& name, std::uint32_t depth, std::set<std::string>& copyable) const;
-  bool IsTriviallyCopyable(const TypeDefinition& definition, std::uint32_t depth,
-                           std::set<std::string>& copyable) const;
   /// The name that type references lead to; nothing when a definition is missing or they lead in a circle.
   std::optional<std::string> Target(std::string name) const;
 
@@ -141,7 +139,7 @@ class QorDeserializer {
   const maintaind::StructSerializationPolicy policy_;
   const FormatType format_;
   const std::optional<maintaind::SerializationNode> settings_;
-  datatype::LayoutKind layout_;
+  datatype::LayoutStyle style_;
   bool isDdsBigEndian_ = false;
   std::int32_t errorCode_ = 0;
   std::map<std::string, TypeRenderer, std::less<>> renderers_;

@@ -6,7 +6,6 @@
 namespace qor {
 namespace {
 
-using datatype::LayoutKind;
 using maintaind::PduSignal;
 
 double ToDouble(const std::string& text, double otherwise) {
@@ -41,7 +40,8 @@ std::optional<std::uint64_t> datatype::RawSignal(const PduSignal& signal, std::s
   return raw;
 }
 
-QorS2SDeserializer::QorS2SDeserializer(const maintaind::PduDescription& pdu, LayoutKind layout) : layout_(layout) {
+QorS2SDeserializer::QorS2SDeserializer(const maintaind::PduDescription& pdu, const datatype::LayoutStyle& style)
+    : style_(style) {
   for (const PduSignal& signal : pdu.signals) {
     if (signal.bitLength < 1 || signal.bitLength > 64) {
       log_.Error() << "Signal '" << signal.name << "' has " << signal.bitLength << " bits, so it is left out";
@@ -49,7 +49,7 @@ QorS2SDeserializer::QorS2SDeserializer(const maintaind::PduDescription& pdu, Lay
     }
     const bool isPhysical = !signal.factor.empty() || !signal.offset.empty();
     signals_.push_back(Signal{signal, isPhysical, ToDouble(signal.factor, 1.0), ToDouble(signal.offset, 0.0)});
-    datatype::AddLabel(layout, signal.name, labels_);
+    datatype::AddLabel(style, signal.name, labels_);
   }
 }
 
@@ -84,7 +84,7 @@ bool QorS2SDeserializer::Deserialize(std::string_view name, std::span<const std:
   retCode_ = DeserializationRetCode::kSuccess;
   retInfo_.clear();
   text_.Clear();
-  const bool isOk = datatype::WithLayout(layout_, text_, 0, /*isAfterName=*/true, [&](auto& out) {
+  const bool isOk = datatype::WithLayout(style_, text_, 0, /*isAfterName=*/true, [&](auto& out) {
     out.BeginPayload(name);
     if (!Signals(out, payload)) {
       return false;

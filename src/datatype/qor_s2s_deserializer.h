@@ -25,7 +25,7 @@ class QorS2SDeserializer {
  public:
   using DeserializationRetCode = datatype::DeserializationRetCode;
 
-  QorS2SDeserializer(const maintaind::PduDescription& pdu, datatype::LayoutKind layout);
+  QorS2SDeserializer(const maintaind::PduDescription& pdu, const datatype::LayoutStyle& style);
 
   /// Appends the PDU with its name to `text`. False when it is too short for a signal without an initial value: then
   /// the text ends there.
@@ -47,7 +47,7 @@ class QorS2SDeserializer {
   bool Fail(const Signal& signal, std::size_t size);
 
   const QorLog log_{"QorS2SDeserializer"};
-  const datatype::LayoutKind layout_;
+  const datatype::LayoutStyle style_;
   std::vector<Signal> signals_;
   datatype::Labels labels_;
   datatype::TextBuffer text_;

@@ -2,6 +2,7 @@
 #ifndef QOR_DATATYPE_TEXT_LAYOUT_H
 #define QOR_DATATYPE_TEXT_LAYOUT_H
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -14,10 +15,13 @@
 /// it has is told by the walk (payload_walker.h). `isValue` says that a part prints as a scalar.
 namespace qor::datatype {
 
+/// Makes texts of the network fit for where they are printed. Null leaves them as they are.
+using TextFilter = std::string (*)(std::string_view);
+
 /// What both layouts for people share: scalars, lists of scalars, summaries.
 class TextLayout {
  public:
-  explicit TextLayout(TextBuffer& text) : text_(text) {}
+  TextLayout(TextBuffer& text, TextFilter filter) : text_(text), filter_(filter) {}
 
   TextBuffer& Buffer() { return text_; }
   std::size_t Size() const { return text_.Size(); }
@@ -29,17 +33,33 @@ class TextLayout {
   [[gnu::always_inline]] static char* Write(char* to, T value) {
     return WriteNumber(to, value);
   }
-  void BeginEnumeration(std::string_view typeName) { Append('"', typeName, "::"); }
+  void BeginEnumeration(std::string_view typeName) {
+    text_.Append('"');
+    Foreign(typeName);
+    text_.Append("::");
+  }
   void EndEnumeration() { text_.Append('"'); }
-  void Text(std::string_view text) { Append('"', text, '"'); }
+  void Text(std::string_view text) {
+    text_.Append('"');
+    Foreign(text);
+    text_.Append('"');
+  }
   void Error(std::string_view domain, std::string_view code) {
-    Append("{ \"errorDomain\": \"", domain, "\", \"errorCode\": \"", code, "\" }");
+    text_.Append("{ \"errorDomain\": \"");
+    Foreign(domain);
+    text_.Append("\", \"errorCode\": \"");
+    Foreign(code);
+    text_.Append("\" }");
   }
   void BeginRawBuffers() {}
   void RawBuffer(std::span<const std::uint8_t> bytes, bool isFirst);
   void EndRawBuffers() {}
   void ListSummary(std::string_view kind, std::string_view elementType, std::uint64_t count) {
-    Append("\"<", kind, " type: ", elementType, ", length: ");
+    text_.Append("\"<");
+    text_.Append(kind);
+    text_.Append(" type: ");
+    Foreign(elementType);
+    text_.Append(", length: ");
     AppendNumber(text_, count);
     text_.Append(">\"");
   }
@@ -50,12 +70,20 @@ class TextLayout {
   }
 
  protected:
-  template <class... Parts>
-  void Append(const Parts&... parts) {
-    ((text_.Append(parts), ...));
+  /// A text that is not the layout's.
+  void Foreign(std::string_view text) {
+    const auto isPlain = [](char c) { return c >= ' ' && c < '\x7F'; };
+    if (filter_ == nullptr || std::ranges::all_of(text, isPlain)) {
+      text_.Append(text);
+    } else {
+      text_.Append(std::string_view(filter_(text)));
+    }
   }
 
   TextBuffer& text_;
+
+ private:
+  const TextFilter filter_;
 };
 
 /// Everything on one line.
@@ -65,7 +93,11 @@ class OneLineLayout : public TextLayout {
 
   static std::string Label(std::string_view name) { return ", \"" + std::string(name) + "\" : "; }
 
-  void BeginPayload(std::string_view name) { Append("{ \"", name, "\" : "); }
+  void BeginPayload(std::string_view name) {
+    text_.Append("{ \"");
+    Foreign(name);
+    text_.Append("\" : ");
+  }
   void EndPayload() { text_.Append(" }"); }
   void BeginStructure() { text_.Append("{ "); }
   void BeginMember(const Labels& labels, std::size_t index, bool isFirst) {
@@ -100,8 +132,8 @@ class OneLineLayout : public TextLayout {
 class MultiLineLayout : public TextLayout {
  public:
   /// `isAfterName`: the first container begins on the line that is there.
-  MultiLineLayout(TextBuffer& text, std::uint32_t depth, bool isAfterName)
-      : TextLayout(text), depth_(depth), isAfterName_(isAfterName) {}
+  MultiLineLayout(TextBuffer& text, TextFilter filter, std::uint32_t depth, bool isAfterName)
+      : TextLayout(text, filter), depth_(depth), isAfterName_(isAfterName) {}
 
   static std::string Label(std::string_view name) { return std::string(name) + ": "; }
 

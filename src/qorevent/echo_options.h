@@ -26,9 +26,10 @@ struct EchoOptions {
 /// How samples are printed.
 struct EchoRendering {
   QorDeserializer::FormatType format = QorDeserializer::FormatType::kOneLine;
-  bool isJson = false;    ///< the value as JSON, without the event's name
-  bool isRaw = false;     ///< nothing is printed: the bytes alone are wanted
-  std::string fieldPath;  ///< only this part of the value; empty: all
+  bool isJson = false;                        ///< the value as JSON, without the event's name
+  bool isRaw = false;                         ///< nothing is printed: the bytes alone are wanted
+  std::string fieldPath;                      ///< only this part of the value; empty: all
+  datatype::TextFilter textFilter = nullptr;  ///< see QorDeserializer::SetTextFilter
 };
 
 /// One received sample. The texts and views end with the callback, which may take the texts over.

@@ -9,13 +9,10 @@
 #include "src/qorevent/event_records.h"
 
 namespace qor::qorevent {
-namespace {
 
 using maintaind::DriverType;
 using maintaind::EventRegisterInfo;
 using maintaind::TransportQos;
-
-}  // namespace
 
 bool EventSubscriber::IsUsingRawData(const std::vector<TransportQos>& transports) {
   return std::any_of(transports.begin(), transports.end(), [](TransportQos transport) {

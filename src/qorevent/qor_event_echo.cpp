@@ -245,13 +245,14 @@ com::Subscriber QorEventEcho::DoSubscribeRecvMemory(EchoRecord& record, const Ev
 /// Registers and subscribes in one step: both bindings of an event use one entity name.
 com::Subscriber QorEventEcho::DoSubscribe(EchoRecord& record, const EventRegisterInfo& event, std::uint32_t queueSize) {
   const std::lock_guard lock(QorCommon::GetInstance().modifyConfigMutex_);
-  const Helper::RegisterOptions network{kNodePath, record.options.ddsNetwork, record.options.someipNetwork};
-  if (!Helper::AddConfig(/*isPublisher=*/false, network, event)) {
+  const std::string name = HandleEventName(record.records.front());
+  if (!Helper::AddConfig(/*isPublisher=*/false,
+                         {kNodePath, record.options.ddsNetwork, record.options.someipNetwork, name}, event)) {
     return {};
   }
   const DriverType driver = event.bindings.begin()->first;
   return node_->SubscribeEx(
-      kNodePath + event.eventName, com::SubscribeOptions{queueSize},
+      kNodePath + name, com::SubscribeOptions{queueSize},
       [this, &record, driver](const com::RecvBuffer& sample) { OnEventReceived(record, driver, sample); });
 }
 
@@ -291,7 +292,8 @@ void QorEventEcho::SetE2ECheckResult(EchoRecord& record, DriverType driver, cons
   }
   info.e2eStatus = CheckStatusName(sample.e2eStatus);
   if (sample.e2eStatus == CheckStatus::kCheckDisabled) {
-    log_.Warn("QorEventEcho_E2EHandler", kLogIntervalMs) << "Use E2E protection but without set e2e handler";
+    log_.Warn("QorEventEcho_E2EHandler" + record.eventName, kLogIntervalMs)
+        << "Use E2E protection but without set e2e handler";
   } else if (sample.e2eStatus != CheckStatus::kOk && !(isFirst && sample.e2eStatus == CheckStatus::kWrongSequence)) {
     log_.Error("QorEventEcho_E2E" + record.eventName, kLogIntervalMs)
         << "Receive event has e2e protection error[eventName=" << record.eventName

@@ -28,12 +28,13 @@ QorDeserializer::DeserializeType DeserializeTypeOf(SerializationType type) {
   return QorDeserializer::DeserializeType::kUnpadded;
 }
 
-datatype::LayoutKind LayoutOf(const EchoRendering& rendering) {
-  if (rendering.isJson) {
-    return datatype::LayoutKind::kJson;
-  }
-  return (static_cast<unsigned>(rendering.format) & 1U) != 0 ? datatype::LayoutKind::kMultiLine
-                                                             : datatype::LayoutKind::kOneLine;
+datatype::LayoutStyle StyleOf(const EchoRendering& rendering) {
+  using datatype::LayoutKind;
+  const bool isMultiLine = (static_cast<unsigned>(rendering.format) & 1U) != 0;
+  return {rendering.isJson ? LayoutKind::kJson
+          : isMultiLine    ? LayoutKind::kMultiLine
+                           : LayoutKind::kOneLine,
+          rendering.textFilter};
 }
 
 /// The type as discovery announces it serves for programs that know no deployment.
@@ -64,7 +65,7 @@ SampleRenderer::SampleRenderer(const EventRegisterInfo& event, bool isFromDdsPub
   }
   if (isPdu_ && !pdu_.signals.empty()) {
     fault_ = isFieldKnown_ ? "" : "a PDU has signals, and no parts to choose from";
-    pduDeserializer_ = std::make_unique<QorS2SDeserializer>(pdu_, LayoutOf(rendering));
+    pduDeserializer_ = std::make_unique<QorS2SDeserializer>(pdu_, StyleOf(rendering));
     return;
   }
   MakeDeserializer(event, isFromDdsPublisher, query);
@@ -76,16 +77,11 @@ void SampleRenderer::MakeDeserializer(const EventRegisterInfo& event, bool isFro
     fault_ = "its type is not known";
     return;
   }
-  datatype::DefinitionTexts definitions;
-  const bool isDefined = !datatype::IsReservedName(datatype::WithoutStd(dataType_));
-  if (isDefined && (!query(definitions) || definitions.count(dataType_) == 0)) {
+  const std::string type = QorDeserializer::SubStdDataType(dataType_);
+  if (!datatype::IsReservedName(type) && !datatype::DefinitionTables::Process().Has(type, query)) {
     fault_ = "there is no definition of its type '" + dataType_ + "'";
     return;
   }
-  const auto known = [definitions = std::move(definitions)](datatype::DefinitionTexts& texts) {
-    texts.insert(definitions.begin(), definitions.end());
-    return true;
-  };
   const maintaind::SerializeConfig& config = event.serializeConfig;
   std::unique_ptr<QorDeserializer> deserializer;
   if (config.type == SerializationType::kSomeip && !config.serializedConfig.empty()) {
@@ -94,16 +90,17 @@ void SampleRenderer::MakeDeserializer(const EventRegisterInfo& event, bool isFro
       fault_ = "its serialization settings cannot be read";
       return;
     }
-    deserializer = std::make_unique<qortools::common::QorSomeipDeserializer>(known, topNode, rendering_.format);
+    deserializer = std::make_unique<qortools::common::QorSomeipDeserializer>(query, topNode, rendering_.format);
   } else {
     const bool isSomeipForm = config.type == SerializationType::kSomeip || !isFromDdsPublisher;
     deserializer =
-        std::make_unique<QorDeserializer>(isSomeipForm ? Protocol::kSomeip : Protocol::kDds, known,
+        std::make_unique<QorDeserializer>(isSomeipForm ? Protocol::kSomeip : Protocol::kDds, query,
                                           DeserializeTypeOf(config.type), config.structPolicy, rendering_.format);
   }
   if (rendering_.isJson) {
     deserializer->SetJson();
   }
+  deserializer->SetTextFilter(rendering_.textFilter);
   if (!deserializer->Prepare(dataType_)) {
     fault_ = deserializer->GetDeserializationRetInfo();
     return;
@@ -119,7 +116,7 @@ bool SampleRenderer::Render(DriverType driver, const com::RecvBuffer& sample, Sa
   info.retCode = QorDeserializer::DeserializationRetCode::kSuccess;
   info.payload = sample.payload;
   if (isPdu_ && !TruncateMsg(info.payload)) {
-    log_.Error("QorEventEcho_TruncateMsg", 500) << "[QorEventEcho][Failed to truncate msg]";
+    log_.Error("QorEventEcho_TruncateMsg" + eventName_, 500) << "[QorEventEcho][Failed to truncate msg]";
     return false;
   }
   if (pduDeserializer_ != nullptr) {

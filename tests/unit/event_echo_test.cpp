@@ -67,6 +67,9 @@ class SampleRendererTest : public ::testing::Test {
  protected:
   static bool Query(datatype::DefinitionTexts& texts) {
     texts["EchoWord"] = R"({"ShortName": "EchoWord", "Type": "VALUE", "Primitive": "uint16"})";
+    texts["EchoImage"] = R"({"ShortName": "EchoImage", "Type": "RAWBUFFER"})";
+    texts["EchoNote"] =
+        R"({"ShortName": "EchoNote", "Type": "STRUCTURE", "Subelements": [{"Name": "a\n b", "Type": "string"}]})";
     return true;
   }
 
@@ -125,7 +128,8 @@ TEST_F(SampleRendererTest, AnEventWithoutATypeLeavesTheText) {
   event_.dataTypeName = "EchoNobody";
   Render(maintaind::DriverType::kDds, "0102");
   EXPECT_EQ(fault_, "there is no definition of its type 'EchoNobody'");
-  EXPECT_EQ(log_.CountContaining("EchoNobody"), 0U) << "the tool says it once";
+  EXPECT_EQ(log_.Count(LogLevel::kError, "Cannot get any avaliable type definition of 'EchoNobody'"), 0U)
+      << "the tool says it once";
 }
 
 TEST_F(SampleRendererTest, APduIsCutToItsLength) {
@@ -141,6 +145,28 @@ TEST_F(SampleRendererTest, APduIsCutToItsLength) {
   Render(maintaind::DriverType::kSomeip, "01");
   EXPECT_FALSE(isRendered_);
   EXPECT_EQ(log_.Count(LogLevel::kError, "[QorEventEcho][Failed to truncate msg]"), 1U);
+}
+
+TEST_F(SampleRendererTest, WhatTheTerminalCannotTakeIsFilteredAndMbufsAreTheValue) {
+  event_.dataTypeName = "EchoNote";
+  event_.bindings[maintaind::DriverType::kDds];
+  EchoRendering rendering;
+  rendering.format = QorDeserializer::FormatType::kMultiLine;
+  rendering.textFilter = [](std::string_view text) { return std::to_string(text.size()) + " bytes"; };
+  EXPECT_EQ(Render(maintaind::DriverType::kDds, "05000000 0A 613A2031", 1, rendering).text, "4 bytes: \"5 bytes\"\n---")
+      << "neither a name nor a value can begin a line";
+  rendering.textFilter = nullptr;
+  EXPECT_EQ(Render(maintaind::DriverType::kDds, "05000000 0A 613A2031", 1, rendering).text, "a\n b: \"\na: 1\"\n---");
+
+  event_.dataTypeName = "EchoImage";
+  SampleRenderer renderer(event_, true, {}, Query);
+  const std::vector<std::uint8_t> pixels = {7, 8};
+  const std::vector<OutMbufData> mbufs = {{pixels.data(), 2}};
+  com::RecvBuffer sample;
+  sample.mbufs = mbufs;
+  SampleInfo info;
+  ASSERT_TRUE(renderer.Render(maintaind::DriverType::kDds, sample, info));
+  EXPECT_EQ(info.text, R"({ "" : [ 7, 8 ] })");
 }
 
 }  // namespace

@@ -71,6 +71,14 @@ constexpr char kDefinitions[] = R"([
   {"ShortName": "Tagged", "Type": "STRUCTURE", "Subelements": [
     {"Name": "a", "Type": "uint16"}, {"Name": "b", "Type": "Bytes", "IsOptional": "true"},
     {"Name": "c", "Type": "Point"}]},
+  {"ShortName": "Lever", "Type": "STRUCTURE", "Subelements": [
+    {"Name": "gear", "Type": "Gear"}, {"Name": "at", "Type": "Point"}, {"Name": "on", "Type": "bool"}]},
+  {"ShortName": "Words", "Type": "STRUCTURE", "Subelements": [
+    {"Name": "a", "Type": "uint16"}, {"Name": "b", "Type": "uint16"}]},
+  {"ShortName": "Noted", "Type": "STRUCTURE", "Subelements": [
+    {"Name": "x", "Type": "uint8"}, {"Name": "note", "Type": "string", "IsConstant": "true"}]},
+  {"ShortName": "NotedList", "Type": "VECTOR", "template": "Noted"},
+  {"ShortName": "TaggedEither", "Type": "STRUCTURE", "Subelements": [{"Name": "v", "Type": "Either"}]},
   {"ShortName": "Fault", "Type": "FOO"}
 ])";
 
@@ -146,6 +154,7 @@ const Golden kGoldens[] = {
      R"({ "e" : { "id" : 5, "at" : { "x" : 1, "y" : 2 }, "path" : [ { "x" : 3, "y" : 4 } ] } })"},
     {kDds, kLine, "Frame", "01AA02 BBBB 03AA04",
      R"({ "e" : { "first" : { "x" : 1, "y" : 2 }, "second" : { "x" : 3, "y" : 4 } } })"},
+    {kDds, kLine, "Lever", "FD 0102 01", R"({ "e" : { "gear" : "Gear::-3", "at" : { "x" : 1, "y" : 2 }, "on" : 1 } })"},
     // variants, alone and deep inside
     {kDds, kLine, "Either", "00000000 01000000 09", R"({ "e" : { "index" : 0, "value" : 9 } })"},
     {kSomeip, kLines, "Either", "00000006 00000002 0102", "\n\"index\" : 1\n\"value\" : \n\tx: 1\n\ty: 2\n---"},
@@ -280,6 +289,7 @@ TEST_F(DeserializerTest, JsonIsJson) {
   EXPECT_EQ(render("Items", "01000000 01000000 07 00000000 02000000 0102"),
             R"([{"options":[{"key":7,"value":{"index":1,"value":{"x":1,"y":2}}}]}])");
   EXPECT_EQ(render("Gear", "FD"), "-3");
+  EXPECT_EQ(render("Lever", "FD 0102 01"), R"({"gear":-3,"at":{"x":1,"y":2},"on":true})");
   EXPECT_EQ(render("Raw", "01FF"), "[[1,255]]");
 }
 
@@ -316,6 +326,25 @@ TEST_F(DeserializerTest, NestingHasALimit) {
   EXPECT_EQ(deserializer.Deserialize("Nest90", "e", {0, 0, 0, 0}, {}), "{ \"e\" : [  ] }");
   EXPECT_EQ(deserializer.Deserialize("Nest0", "e", {0, 0, 0, 0}, {}), "");
   EXPECT_EQ(deserializer.Deserialize("Nest40", "e", {0, 0, 0, 0}, {}), "{ \"e\" : [  ] }") << "60 deep";
+}
+
+TEST_F(DeserializerTest, TextIsBoundedByThePayload) {
+  const auto query = [](datatype::DefinitionTexts& texts) {
+    std::string members = R"({"Name": "x", "Type": "uint8"})";
+    for (int i = 0; i < 10000; ++i) {
+      members += R"(,{"Name": "m)" + std::to_string(i) + R"(", "Type": "Hollow"})";
+    }
+    texts["Hollow"] = R"({"ShortName": "Hollow", "Type": "STRUCTURE", "Subelements": []})";
+    texts["Wide"] = R"({"ShortName": "Wide", "Type": "STRUCTURE", "Subelements": [)" + members + "]}";
+    texts["WideList"] = R"({"ShortName": "WideList", "Type": "VECTOR", "template": "Wide"})";
+    return true;
+  };
+  QorDeserializer deserializer(kDds, query, QorDeserializer::DeserializeType::kPadded, Policy::kAlignOuterLayer, kLine);
+  std::vector<std::uint8_t> payload = {0x88, 0x13, 0, 0};
+  payload.resize(5004);
+  const std::string text = deserializer.Deserialize("WideList", "e", payload, {});
+  EXPECT_EQ(deserializer.GetDeserializationRetInfo(), "the value is too long for its payload");
+  EXPECT_LT(text.size(), 8'000'000U) << "650 million without a limit";
 }
 
 // ---------------------------------------------------------------------------------------- SOME/IP with settings
@@ -382,6 +411,7 @@ std::vector<ConfiguredGolden> ConfiguredGoldens() {
     node.children = {Plain(), Plain(), Plain()};
     node.children[2].alignment = 4;
   });
+  const auto mixed = With([&](SerializationNode& node) { node.children = {Plain(), little}; });
   const auto plainVectors = With([](SerializationNode& node) { node.plainVectorLength = 1; });
   return {
       {Plain(), "Speed", "0102", "258"},
@@ -423,6 +453,8 @@ std::vector<ConfiguredGolden> ConfiguredGoldens() {
       {lengths(1), "Triple", "02 010203", "", "Insufficiant bytes to deserialize[dataType=uint8_t]"},
       {plainVectors, "Bytes", "02 0102", "[ 1, 2 ]"},
       {plainVectors, "Titles", "00000005 00000001 61", "[ \"a\" ]"},
+      {plainVectors, "NotedList", "00000002 0102", R"([ { "x" : 1 }, { "x" : 2 } ])"},  // a constant text counts
+      {mixed, "Words", "0102 0102", R"({ "a" : 258, "b" : 513 })"},
       // padding behind elements, and behind what varies in size
       {padded, "Triple", "01AA 02AA 03AA", "[ 1, 2, 3 ]"},
       {padded, "Triple", "01AA 02AA 03", "", "Array add padding will overflow[offset=5]"},
@@ -433,6 +465,7 @@ std::vector<ConfiguredGolden> ConfiguredGoldens() {
       {Tagged(), "Tagged", "1001 0005 4003 00000002 0102", R"({ "a" : 5, "c" : { "x" : 1, "y" : 2 } })"},
       {Tagged(1), "Tagged", "4003 02 0102 6002 0003 020708 1001 0005 2009 FFFFFFFF 7FFF 00000001 AA",
        R"({ "a" : 5, "b" : [ 2, 7, 8 ], "c" : { "x" : 1, "y" : 2 } })"},
+      {Tagged(1), "TaggedEither", "4001 05 00000001 09", R"({ "v" : { "index" : 0, "value" : 9 } })"},
       {Tagged(), "Tagged", "1001 0005", "", "Find data id failed[dataType=Point]"},
       {Tagged(), "Tagged", "1001 0005 40", "", "Get tlv data id failed[dataType=Tagged]"},
       {Tagged(), "Tagged", "0001 05", "", "Get tlv data id failed[dataType=uint16]"},

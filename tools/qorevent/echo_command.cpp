@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <limits>
 #include <memory>
 #include <string>
 
@@ -9,6 +8,8 @@
 
 namespace qor::tools {
 namespace {
+
+constexpr int kMaxNames = 5000;
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -20,7 +21,7 @@ constexpr char kExamples[] =
     "  qorevent echo /vehicle/speed --json | jq .value   one object a sample\n"
     "A sample of an E2E-protected event has the status of its check in front; the first one of an event that runs\n"
     "already is kWrongSequence. An event without a type definition prints as bytes. When the output is slower than\n"
-    "the event, samples are left out and counted at the end.";
+    "the event, samples are left out and counted at the end. With --json every sample is one line, on a terminal too.";
 
 int RunEcho(const EchoCommandOptions& options) {
   StopSignal stop;
@@ -44,40 +45,18 @@ void AddLayouts(CLI::App& command, EchoCommandOptions& options) {
   command.add_flag("--time", options.hasTime, "When each sample arrived, local time");
 }
 
-void AddLimits(CLI::App& command, EchoCommandOptions& options) {
-  auto* count = command.add_option("-n,--count", options.count, "End after so many samples")
-                    ->check(PositiveCount(std::numeric_limits<std::uint64_t>::max()))
-                    ->option_text("N");
-  command.add_flag("--once", options.isOnce, "End after one sample")->excludes(count);
-  command.add_option("-d,--duration", options.duration, "End after so many seconds")
-      ->check(Seconds())
-      ->option_text("SECONDS");
-  command
-      .add_option("-t,--timeout", options.timeout,
-                  "Wait at most so many seconds for one of the names to appear and for the first sample")
-      ->check(Seconds())
-      ->option_text("SECONDS");
-}
-
 }  // namespace
 
 void AddEchoCommand(CLI::App& app, Task& task) {
   auto options = std::make_shared<EchoCommandOptions>();
   CLI::App* command = app.add_subcommand("echo", "Print the samples of events as they arrive");
   command->footer(kExamples);
-  command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
-      ->option_text("NAME...")
-      ->check(EventName())
-      ->expected(1, 5000);
+  AddReceiveOptions(*command, *options, kMaxNames);
   AddLayouts(*command, *options);
-  AddLimits(*command, *options);
-  AddFilterOptions(*command, options->filter);
-  AddNetworkOptions(*command, options->ddsNetwork, options->someipNetwork);
-  AddCommonOptions(*command, options->common);
+  auto* count = AddCountOption(*command, *options, "End after so many samples");
+  command->add_flag("--once", options->isOnce, "End after one sample")->excludes(count);
   command->callback([options, &task] {
-    if (options->names.empty()) {
-      throw CLI::RequiredError("NAME");
-    }
+    RequireNames(*options);
     task = [options] { return RunEcho(*options); };
   });
 }

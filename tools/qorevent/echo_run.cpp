@@ -3,28 +3,16 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "tools/common/printable.h"
+#include "tools/qorevent/echo_text.h"
 
 namespace qor::tools {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
-constexpr seconds kPeriod{1};
-constexpr milliseconds kGather{2};  ///< while samples come: to wake up for each of them would cost more than they do
-
-std::chrono::steady_clock::duration ToDuration(double timeInSeconds) {
-  return std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(timeInSeconds));
-}
-
-/// Rounded up, so that a wait is never a little short.
-milliseconds Until(std::chrono::steady_clock::time_point end) {
-  const auto now = std::chrono::steady_clock::now();
-  return std::chrono::ceil<milliseconds>(std::max(end - now, std::chrono::steady_clock::duration::zero()));
-}
+constexpr std::chrono::milliseconds kGather{2};  ///< while samples come: to wake up for each would cost more than it
 
 }  // namespace
 
@@ -32,26 +20,22 @@ EchoRun::EchoRun(const EchoCommandOptions& options, StopSignal& stop, Session& s
     : options_(options),
       stop_(stop),
       session_(session),
-      printer_(options),
       limit_(options.isOnce ? 1 : options.count),
       samples_(limit_),
-      pending_(options.names.begin(), options.names.end()) {}
+      pending_(options.names.begin(), options.names.end()),
+      limits_(options) {}
 
 ExitCode EchoRun::Run() {
   if (!echo_.Initialize()) {
     return kExitFailure;
   }
   echo_.SetRendering(Rendering());
-  begin_ = Clock::now();
-  if (const auto ending = WaitForEvents(); ending.has_value()) {
+  const auto look = [this] { return StartKnownEvents(); };
+  if (const auto ending = WaitForEvents(options_.names, limits_, stop_, session_, look); ending.has_value()) {
     return *ending;
   }
-  if (!isComplete_ && session_.Finish(answers_.IsAny(), answers_.missing) != kExitDone) {
-    return kExitFailure;
-  }
   for (const std::string& name : pending_) {
-    session_.ComplainUnknown(name);
-    Complain("still looking for '" + Printable(name) + "'");
+    ComplainStillLooking(session_, name);
   }
   const ExitCode code = Receive();
   return session_.Out().HasFailed() ? kExitFailure : code;
@@ -76,52 +60,33 @@ qorevent::EchoRendering EchoRun::Rendering() const {
   rendering.isJson = options_.common.isJson;
   rendering.isRaw = options_.isRaw;
   rendering.fieldPath = options_.fieldPath;
+  rendering.textFilter = &TerminalText;
   return rendering;
 }
 
-std::optional<ExitCode> EchoRun::WaitForEvents() {
-  const auto deadline = begin_ + ToDuration(options_.timeout);
-  while (true) {
-    if (const auto ending = StartKnownEvents(); ending.has_value() || !echoing_.empty()) {
-      return ending;
-    }
-    if (Clock::now() >= deadline) {
-      if (!isComplete_) {  // a daemon that is silent may know the events
-        session_.Finish(answers_.IsAny(), answers_.missing);
-        return kExitFailure;
-      }
-      for (const std::string& name : options_.names) {
-        session_.ComplainUnknown(name);
-      }
-      return kExitNoMatch;
-    }
-    if (stop_.WaitFor(std::min<milliseconds>(Until(deadline), kPeriod)) == StopSignal::Wake::kSignal) {
-      return kExitInterrupted;
-    }
-  }
-}
-
-std::optional<ExitCode> EchoRun::StartKnownEvents() {
-  nextLook_ = Clock::now() + kPeriod;
-  isComplete_ = echo_.QueryEvents();
-  answers_ = echo_.GetAnswers();
+EventLook EchoRun::StartKnownEvents() {
+  nextLook_ = Clock::now() + RunLimits::kPeriod;
+  echo_.QueryEvents();
+  EventLook look;
+  look.anyAnswered = echo_.GetAnswers().IsAny();
+  look.missing = echo_.GetAnswers().missing;
   std::vector<std::string> known;
-  std::copy_if(pending_.begin(), pending_.end(), std::back_inserter(known),
-               [this](const std::string& name) { return echo_.IsKnown(name, Options()); });
-  std::optional<ExitCode> ending;
+  std::ranges::copy_if(pending_, std::back_inserter(known),
+                       [this](const std::string& name) { return echo_.IsKnown(name, Options()); });
   for (const std::string& name : known) {
     pending_.erase(name);
     if (const auto failed = Start(name); failed.has_value()) {
-      ending = failed;
+      look.ending = failed;
     }
   }
-  return ending;
+  look.isAnyKnown = !echoing_.empty();
+  return look;
 }
 
 std::optional<ExitCode> EchoRun::Start(const std::string& name) {
-  const EchoResult result = echo_.Echo(name, Options(), [this](qorevent::SampleInfo&& sample) {
-    samples_.Push([this, &sample](std::string& out) { printer_.Append(sample, out); });
-  });
+  const auto printer = std::make_shared<EchoPrinter>(options_, name);
+  const EchoResult result = echo_.Echo(
+      name, Options(), [this, printer](qorevent::SampleInfo&& sample) { samples_.Push(printer->Print(sample)); });
   switch (result) {
     case EchoResult::kEchoing: {
       echoing_.insert(name);
@@ -135,8 +100,7 @@ std::optional<ExitCode> EchoRun::Start(const std::string& name) {
       Complain("'" + Printable(name) + "': " + Printable(echo_.FieldFault()));
       return kExitUsage;
     case EchoResult::kAmbiguous:
-      Complain("there are several events '" + Printable(name) +
-               "': choose one with --domain-id, --instance or --network-ip");
+      ComplainAmbiguous(name);
       return kExitFailure;
     case EchoResult::kUnknownEvent:  // it has gone meanwhile
       pending_.insert(name);
@@ -149,12 +113,11 @@ std::optional<ExitCode> EchoRun::Start(const std::string& name) {
 
 ExitCode EchoRun::Receive() {
   bool isInterrupted = false;
-  if (options_.duration > 0.0) {
-    end_ = Clock::now() + ToDuration(options_.duration);
-  }
   bool isFlowing = false;
+  limits_.Begin();
   while (!IsOver()) {
-    const auto wake = isFlowing ? stop_.WaitFor(kGather) : stop_.WaitFor(Until(NextDeadline()), samples_.Descriptor());
+    const auto end = limits_.Next(pending_.empty() ? Clock::now() + RunLimits::kPeriod : nextLook_, HasData());
+    const auto wake = isFlowing ? stop_.WaitFor(kGather) : stop_.WaitFor(RunLimits::Until(end), samples_.Descriptor());
     isFlowing = WriteSamples() > 0;
     if (wake == StopSignal::Wake::kSignal) {
       isInterrupted = true;
@@ -169,14 +132,11 @@ ExitCode EchoRun::Receive() {
   if (session_.Out().HasReaderGone()) {
     return kExitDone;
   }
-  ReportLosses(lost);
-  if (sampleCount_ > 0) {
-    return kExitDone;
+  ComplainDropped(samples_.DroppedCount());
+  if (lost > 0 && limit_ != 1) {  // between one sample and itself nothing is lost
+    Complain(std::to_string(lost) + " samples were lost before they arrived here");
   }
-  if (!isInterrupted) {
-    Complain("no sample arrived within the time limit");
-  }
-  return isInterrupted ? kExitInterrupted : kExitTimeLimit;
+  return EndOf(HasData(), isInterrupted);
 }
 
 std::uint64_t EchoRun::WriteSamples() {
@@ -189,21 +149,8 @@ std::uint64_t EchoRun::WriteSamples() {
 }
 
 bool EchoRun::IsOver() const {
-  const auto now = Clock::now();
   return session_.Out().HasReaderGone() || session_.Out().HasFailed() || (limit_ > 0 && sampleCount_ >= limit_) ||
-         (end_.has_value() && now >= *end_) ||
-         (options_.timeout > 0.0 && sampleCount_ == 0 && now >= begin_ + ToDuration(options_.timeout));
-}
-
-EchoRun::Clock::time_point EchoRun::NextDeadline() const {
-  auto deadline = pending_.empty() ? Clock::now() + kPeriod : nextLook_;
-  if (end_.has_value()) {
-    deadline = std::min(deadline, *end_);
-  }
-  if (options_.timeout > 0.0 && sampleCount_ == 0) {
-    deadline = std::min(deadline, begin_ + ToDuration(options_.timeout));
-  }
-  return deadline;
+         limits_.IsOver(HasData());
 }
 
 std::uint64_t EchoRun::StopAll() {
@@ -213,15 +160,6 @@ std::uint64_t EchoRun::StopAll() {
     echo_.Stop(name);
   }
   return lost;
-}
-
-void EchoRun::ReportLosses(std::uint64_t lost) const {
-  if (const std::uint64_t dropped = samples_.DroppedCount(); dropped > 0) {
-    Complain("the output was too slow: " + std::to_string(dropped) + " samples are not printed");
-  }
-  if (lost > 0 && limit_ != 1) {  // between one sample and itself nothing is lost
-    Complain(std::to_string(lost) + " samples were lost before they arrived here");
-  }
 }
 
 }  // namespace qor::tools

@@ -2,7 +2,6 @@
 #ifndef QOR_TOOLS_QOREVENT_ECHO_RUN_H
 #define QOR_TOOLS_QOREVENT_ECHO_RUN_H
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -12,7 +11,8 @@
 #include "tools/common/exit_code.h"
 #include "tools/common/stop_signal.h"
 #include "tools/qorevent/echo_command_options.h"
-#include "tools/qorevent/echo_text.h"
+#include "tools/qorevent/event_wait.h"
+#include "tools/qorevent/run_limits.h"
 #include "tools/qorevent/sample_pipe.h"
 #include "tools/qorevent/session.h"
 
@@ -30,41 +30,35 @@ class EchoRun {
   ExitCode Run();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = RunLimits::Clock;
   using EchoResult = qorevent::QorEventEcho::EchoResult;
 
   qorevent::EchoOptions Options() const;
   qorevent::EchoRendering Rendering() const;
 
-  /// Nothing when at least one event is echoing; otherwise how the run ends.
-  std::optional<ExitCode> WaitForEvents();
-  /// Starts what is known and not started yet. Nothing, or how the run ends because an event cannot be echoed.
-  std::optional<ExitCode> StartKnownEvents();
+  /// Looks for the events that are not known yet and starts those that are there now.
+  EventLook StartKnownEvents();
+  /// Nothing, or how the run ends because the event cannot be echoed.
   std::optional<ExitCode> Start(const std::string& name);
   ExitCode Receive();
   /// What waits; the number of samples.
   std::uint64_t WriteSamples();
   bool IsOver() const;
-  Clock::time_point NextDeadline() const;
+  bool HasData() const { return sampleCount_ > 0; }
   /// Ends every echo; the samples that the transports know were lost.
   std::uint64_t StopAll();
-  void ReportLosses(std::uint64_t lost) const;
 
   const EchoCommandOptions& options_;
   StopSignal& stop_;
   Session& session_;
-  const EchoPrinter printer_;
   const std::uint64_t limit_;  ///< samples; 0: none
   SamplePipe samples_;
   std::string text_;
   std::set<std::string> pending_;  ///< names that are not known yet
   std::set<std::string> echoing_;
-  common::Answers answers_;        ///< to the last look
-  bool isComplete_ = true;         ///< every daemon answered it
   std::uint64_t sampleCount_ = 0;  ///< written
-  Clock::time_point begin_;
   Clock::time_point nextLook_;
-  std::optional<Clock::time_point> end_;  ///< of the duration
+  RunLimits limits_;
   // Its receive threads use everything above.
   qorevent::QorEventEcho echo_;
 };

@@ -34,31 +34,6 @@ std::string TimeText(std::chrono::system_clock::time_point time, bool isUtc) {
   return std::string(text.data(), size) + "." + fraction + (isUtc ? "Z" : "");
 }
 
-bool IsPlain(char c) { return c >= ' ' && c < '\x7F'; }
-
-/// One line of a text, whose first tabs are the layout's.
-void AppendLine(std::string_view line, std::string& out) {
-  const std::size_t indent = std::min(line.find_first_not_of('\t'), line.size());
-  out += line.substr(0, indent);
-  line.remove_prefix(indent);
-  if (std::ranges::all_of(line, IsPlain)) {
-    out += line;
-    return;
-  }
-  std::string withoutZeros(line);
-  std::erase(withoutZeros, '\0');
-  out += Printable(withoutZeros);
-}
-
-void AppendText(std::string_view text, bool isMultiLine, std::string& out) {
-  for (std::size_t end = 0; isMultiLine && (end = text.find('\n')) != std::string_view::npos;) {
-    AppendLine(text.substr(0, end), out);
-    out += '\n';
-    text.remove_prefix(end + 1);
-  }
-  AppendLine(text, out);
-}
-
 std::string Escaped(const std::string& text) {
   return nlohmann::json(text).dump(-1, ' ', /*ensure_ascii=*/true, nlohmann::json::error_handler_t::replace);
 }
@@ -76,60 +51,75 @@ void AppendHex(std::span<const std::uint8_t> bytes, std::string_view separator, 
   }
 }
 
-void EchoPrinter::Append(const qorevent::SampleInfo& sample, std::string& out) const {
-  if (options_.common.isJson) {
-    AppendJson(sample, out);
-  } else if (sample.text.empty() && sample.retCode == Code::kSuccess) {
-    AppendBytes(sample, out);
-  } else {
-    const bool isLong = options_.isMultiLine;
-    const std::string heading = Heading(sample, !isLong && options_.fieldPath.empty());
-    out += heading;
-    out += heading.empty() ? "" : isLong ? "\n" : " ";
-    AppendText(sample.text, isLong, out);
-    if (sample.retCode != Code::kSuccess) {
-      out += (sample.text.empty() ? "<" : " <") + Printable(sample.retInfo) + ">";
-      out += isLong ? "\n---" : "";
-    }
-  }
-  out += '\n';
+std::string TerminalText(std::string_view text) {
+  std::string withoutZeros(text);
+  std::erase(withoutZeros, '\0');
+  return Printable(withoutZeros);
 }
 
-std::string EchoPrinter::Heading(const qorevent::SampleInfo& sample, bool isNameTold) const {
-  std::string heading = options_.hasTime ? TimeText(sample.receivedAt, /*isUtc=*/false) : "";
-  const auto add = [&heading](const std::string& part) { heading += (heading.empty() ? "" : " ") + part; };
+EchoPrinter::EchoPrinter(const EchoCommandOptions& options, const std::string& eventName)
+    : options_(options), name_(Printable(eventName)), jsonName_(Escaped(eventName)) {}
+
+std::string_view EchoPrinter::Print(const qorevent::SampleInfo& sample) {
+  out_.clear();
+  if (options_.common.isJson) {
+    AddJson(sample);
+  } else if (sample.text.empty() && sample.retCode == Code::kSuccess) {
+    AddBytes(sample);
+  } else {
+    AddText(sample);
+  }
+  out_ += '\n';
+  return out_;
+}
+
+void EchoPrinter::AddText(const qorevent::SampleInfo& sample) {
+  const bool isLong = options_.isMultiLine;
+  AddHeading(sample, /*isNameTold=*/!isLong && options_.fieldPath.empty());
+  if (isLong && !out_.empty()) {
+    out_.back() = '\n';
+  }
+  out_ += sample.text;
+  if (sample.retCode != Code::kSuccess) {
+    out_ += (sample.text.empty() ? "<" : " <") + Printable(sample.retInfo) + ">";
+    out_ += isLong ? "\n---" : "";
+  }
+}
+
+void EchoPrinter::AddHeading(const qorevent::SampleInfo& sample, bool isNameTold) {
+  if (options_.hasTime) {
+    out_ += TimeText(sample.receivedAt, /*isUtc=*/false) + " ";
+  }
   if (!isNameTold && options_.names.size() > 1) {
-    add(Printable(sample.eventName) + ":");
+    out_ += name_ + ": ";
   }
   if (!sample.e2eStatus.empty()) {
-    add("E2E " + sample.e2eStatus);
+    out_ += "E2E " + sample.e2eStatus + " ";
   }
-  return heading;
 }
 
-void EchoPrinter::AppendBytes(const qorevent::SampleInfo& sample, std::string& out) const {
-  const std::string heading = Heading(sample, /*isNameTold=*/true);
-  out += heading + (heading.empty() ? "" : " ") + Printable(sample.eventName) + " " +
-         std::to_string(sample.payload.size()) + " bytes" + (sample.payload.empty() ? "" : ": ");
-  AppendHex(sample.payload, " ", out);
+void EchoPrinter::AddBytes(const qorevent::SampleInfo& sample) {
+  AddHeading(sample, /*isNameTold=*/true);
+  out_ += name_ + " " + std::to_string(sample.payload.size()) + " bytes" + (sample.payload.empty() ? "" : ": ");
+  AppendHex(sample.payload, " ", out_);
 }
 
-void EchoPrinter::AppendJson(const qorevent::SampleInfo& sample, std::string& out) const {
+void EchoPrinter::AddJson(const qorevent::SampleInfo& sample) {
   const bool isWhole = sample.retCode == Code::kSuccess && !sample.text.empty();
-  out += "{\"event\":" + Escaped(sample.eventName) + ",\"time\":\"" + TimeText(sample.receivedAt, /*isUtc=*/true);
-  out += "\",\"e2e\":" + (sample.e2eStatus.empty() ? std::string("null") : Escaped(sample.e2eStatus));
-  out += ",\"returnCode\":" + std::to_string(static_cast<int>(sample.retCode));
-  out += ",\"value\":";
-  out += isWhole ? std::string_view(sample.text) : "null";
+  out_ += "{\"event\":" + jsonName_ + ",\"time\":\"" + TimeText(sample.receivedAt, /*isUtc=*/true);
+  out_ += "\",\"e2e\":" + (sample.e2eStatus.empty() ? std::string("null") : Escaped(sample.e2eStatus));
+  out_ += ",\"returnCode\":" + std::to_string(static_cast<int>(sample.retCode));
+  out_ += ",\"value\":";
+  out_ += isWhole ? std::string_view(sample.text) : "null";
   if (sample.retCode != Code::kSuccess) {
-    out += ",\"error\":" + Escaped(sample.retInfo);
+    out_ += ",\"error\":" + Escaped(sample.retInfo);
   }
   if (!isWhole && sample.retCode != Code::kAbsent) {
-    out += ",\"bytes\":\"";
-    AppendHex(sample.payload, "", out);
-    out += '"';
+    out_ += ",\"bytes\":\"";
+    AppendHex(sample.payload, "", out_);
+    out_ += '"';
   }
-  out += '}';
+  out_ += '}';
 }
 
 }  // namespace qor::tools

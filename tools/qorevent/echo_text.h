@@ -10,23 +10,30 @@
 
 namespace qor::tools {
 
-/// Makes what echo prints for a sample. Any thread; never changes.
+/// Makes what echo prints for the samples of one event. Used by one thread at a time.
 class EchoPrinter {
  public:
-  explicit EchoPrinter(const EchoCommandOptions& options) : options_(options) {}
+  EchoPrinter(const EchoCommandOptions& options, const std::string& eventName);
 
-  /// Appends the sample: with --json an object on one line, otherwise its text in lines of its own, after what --time
-  /// and the E2E check say. Control characters of the payload become "\xNN", zeros nothing.
-  void Append(const qorevent::SampleInfo& sample, std::string& out) const;
+  /// The sample: with --json an object on one line, otherwise its text in lines of its own, after what --time and the
+  /// E2E check say. Valid until the next call.
+  std::string_view Print(const qorevent::SampleInfo& sample);
 
  private:
-  void AppendJson(const qorevent::SampleInfo& sample, std::string& out) const;
-  void AppendBytes(const qorevent::SampleInfo& sample, std::string& out) const;
-  /// What the text does not say itself.
-  std::string Heading(const qorevent::SampleInfo& sample, bool isNameTold) const;
+  void AddText(const qorevent::SampleInfo& sample);
+  void AddJson(const qorevent::SampleInfo& sample);
+  void AddBytes(const qorevent::SampleInfo& sample);
+  /// What the text does not say itself; a blank stands behind it.
+  void AddHeading(const qorevent::SampleInfo& sample, bool isNameTold);
 
   const EchoCommandOptions& options_;
+  const std::string name_;      ///< fit for a terminal
+  const std::string jsonName_;  ///< as JSON
+  std::string out_;
 };
+
+/// A text of the network, fit for a terminal: characters that are not become "\xNN", zeros nothing.
+std::string TerminalText(std::string_view text);
 
 /// As hexadecimal digits, two a byte, `separator` between two bytes.
 void AppendHex(std::span<const std::uint8_t> bytes, std::string_view separator, std::string& out);

@@ -5,7 +5,7 @@
 
 #include "src/qorevent/qor_event_hz.h"
 #include "tools/qorevent/commands.h"
-#include "tools/qorevent/hz_options.h"
+#include "tools/qorevent/hz_command_options.h"
 #include "tools/qorevent/hz_run.h"
 
 namespace qor::tools {
@@ -31,42 +31,20 @@ int RunHz(const HzCommandOptions& options) {
   return HzRun(options, stop, session).Run();
 }
 
-void AddLimits(CLI::App& command, HzCommandOptions& options) {
-  command.add_option("-n,--count", options.count, "End after so many reports, or with --messages samples")
-      ->check(PositiveCount(std::numeric_limits<std::uint64_t>::max()))
-      ->option_text("N");
-  command.add_option("-d,--duration", options.duration, "End after measuring for so many seconds")
-      ->check(Seconds())
-      ->option_text("SECONDS");
-  command
-      .add_option("-t,--timeout", options.timeout,
-                  "Wait at most so many seconds for one of the names to appear and for the first sample")
-      ->check(Seconds())
-      ->option_text("SECONDS");
-}
-
 }  // namespace
 
 void AddHzCommand(CLI::App& app, Task& task) {
   auto options = std::make_shared<HzCommandOptions>();
   CLI::App* command = app.add_subcommand("hz", "Measure how often events arrive, once a second");
   command->footer(kExamples);
-  command->add_option("names", options->names, "Event names; a uuid may follow in square brackets")
-      ->option_text("NAME...")
-      ->check(EventName())
-      ->expected(1, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
+  AddReceiveOptions(*command, *options, static_cast<int>(qorevent::QorEventHz::kMaxEvents));
   command->add_option("-w,--window", options->windowSize, "Intervals kept for each event")
       ->check(PositiveCount(std::numeric_limits<std::uint32_t>::max()))
       ->option_text("N [1000]");
   command->add_flag("-m,--messages", options->isMessages, "Print the name of the event of each sample instead");
-  AddLimits(*command, *options);
-  AddFilterOptions(*command, options->hz.filter);
-  AddNetworkOptions(*command, options->hz.ddsNetwork, options->hz.someipNetwork);
-  AddCommonOptions(*command, options->common);
+  AddCountOption(*command, *options, "End after so many reports, or with --messages samples");
   command->callback([options, &task] {
-    if (options->names.empty()) {
-      throw CLI::RequiredError("NAME");
-    }
+    RequireNames(*options);
     task = [options] { return RunHz(*options); };
   });
 }

@@ -4,25 +4,10 @@
 #include <algorithm>
 
 #include "tools/common/printable.h"
+#include "tools/qorevent/event_wait.h"
 
 namespace qor::tools {
 namespace {
-
-using std::chrono::duration_cast;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-using std::chrono::steady_clock;
-
-constexpr seconds kPeriod{1};
-
-steady_clock::duration ToDuration(double timeInSeconds) {
-  return duration_cast<steady_clock::duration>(std::chrono::duration<double>(timeInSeconds));
-}
-
-/// Rounded up, so that a wait is never a little short.
-milliseconds Until(steady_clock::time_point end) {
-  return std::chrono::ceil<milliseconds>(std::max(end - steady_clock::now(), steady_clock::duration::zero()));
-}
 
 std::string SampleLine(const std::string& name, bool isJson) {
   using Json = nlohmann::ordered_json;
@@ -34,20 +19,35 @@ std::string SampleLine(const std::string& name, bool isJson) {
 }  // namespace
 
 HzRun::HzRun(const HzCommandOptions& options, StopSignal& stop, Session& session)
-    : options_(options), stop_(stop), session_(session), printer_(session.Out(), session.IsJson()) {}
+    : options_(options),
+      stop_(stop),
+      session_(session),
+      printer_(session.Out(), session.IsJson()),
+      samples_(options.isMessages ? options.count : 0),
+      limits_(options) {
+  for (const std::string& name : options.names) {
+    lines_.emplace(name, SampleLine(name, session.IsJson()));
+  }
+}
 
 ExitCode HzRun::Run() {
   if (!Init()) {
     return kExitFailure;
   }
-  begin_ = Clock::now();
-  if (const auto ending = WaitForEvents(); ending.has_value()) {
+  const auto look = [this] {
+    hz_.QueryEvent();
+    const bool isAnyKnown =
+        std::ranges::any_of(options_.names, [this](const auto& name) { return hz_.IsQueried(name); });
+    return EventLook{isAnyKnown, hz_.AnyDaemonAnswered(), hz_.MissingDaemons(), std::nullopt};
+  };
+  if (const auto ending = WaitForEvents(options_.names, limits_, stop_, session_, look); ending.has_value()) {
     return *ending;
   }
-  if (!isComplete_ && session_.Finish(hz_.AnyDaemonAnswered(), hz_.MissingDaemons()) != kExitDone) {
-    return kExitFailure;
+  for (const std::string& name : options_.names) {
+    if (!hz_.IsQueried(name)) {
+      ComplainStillLooking(session_, name);
+    }
   }
-  WarnOfUnknownEvents();
   const bool isStarted = hz_.QorEventHzStart();
   WarnOfAmbiguousEvents();
   if (!isStarted) {
@@ -62,62 +62,28 @@ ExitCode HzRun::Run() {
 }
 
 bool HzRun::Init() {
+  const qorevent::HzOptions hz{options_.filter, options_.ddsNetwork, options_.someipNetwork};
   if (options_.isMessages) {
-    return hz_.Init(options_.names, options_.hz, [this](const std::string& name) { samples_.Push(name); });
+    return hz_.Init(options_.names, hz, [this](const std::string& name) { samples_.Push(lines_.at(name)); });
   }
   return hz_.Init(
-      options_.names, options_.windowSize, options_.hz,
+      options_.names, options_.windowSize, hz,
       [this](const qorevent::EventHzList& events, qorevent::QoreventHzType /*type*/) { printer_.PrintReport(events); });
-}
-
-std::optional<ExitCode> HzRun::WaitForEvents() {
-  const auto isAnyKnown = [this] {
-    isComplete_ = hz_.QueryEvent();
-    return std::any_of(options_.names.begin(), options_.names.end(),
-                       [this](const std::string& name) { return hz_.IsQueried(name); });
-  };
-  const auto deadline = begin_ + ToDuration(options_.timeout);
-  while (!isAnyKnown()) {
-    if (Clock::now() >= deadline) {
-      if (!isComplete_) {  // a daemon that is silent may know the events
-        session_.Finish(hz_.AnyDaemonAnswered(), hz_.MissingDaemons());
-        return kExitFailure;
-      }
-      for (const std::string& name : options_.names) {
-        session_.ComplainUnknown(name);
-      }
-      return kExitNoMatch;
-    }
-    if (stop_.WaitFor(std::min<milliseconds>(Until(deadline), kPeriod)) == StopSignal::Wake::kSignal) {
-      return kExitInterrupted;
-    }
-  }
-  return std::nullopt;
-}
-
-void HzRun::WarnOfUnknownEvents() {
-  for (const std::string& name : options_.names) {
-    if (!hz_.IsQueried(name)) {
-      session_.ComplainUnknown(name);
-      Complain("still looking for '" + Printable(name) + "'");
-    }
-  }
 }
 
 void HzRun::WarnOfAmbiguousEvents() {
   for (const std::string& name : options_.names) {
     if (hz_.IsAmbiguous(name) && ambiguous_.insert(name).second) {
-      Complain("there are several events '" + Printable(name) +
-               "', so none of them is subscribed: choose one with --domain-id, --instance or --network-ip");
+      ComplainAmbiguous(name);
     }
   }
 }
 
 ExitCode HzRun::Measure() {
-  measureBegin_ = Clock::now();
-  auto next = measureBegin_;
+  limits_.Begin();
+  auto next = Clock::now();
   do {
-    next += kPeriod;
+    next += RunLimits::kPeriod;
     if (!WaitUntil(next)) {
       break;
     }
@@ -134,40 +100,21 @@ ExitCode HzRun::Measure() {
   if (!options_.isMessages) {
     printer_.PrintSummary(hz_.QorEventGetTotals());
   }
-  if (const auto dropped = samples_.DroppedCount(); dropped > 0) {
-    Complain("the output was too slow: " + std::to_string(dropped) + " samples are not printed");
-  }
-  if (HasData()) {
-    return kExitDone;
-  }
-  if (!isInterrupted_) {
-    Complain("no sample arrived within the time limit");
-  }
-  return isInterrupted_ ? kExitInterrupted : kExitTimeLimit;
-}
-
-HzRun::Clock::time_point HzRun::NextDeadline(Clock::time_point periodEnd) const {
-  auto deadline = periodEnd;
-  if (options_.duration > 0.0) {
-    deadline = std::min(deadline, measureBegin_ + ToDuration(options_.duration));
-  }
-  if (options_.timeout > 0.0 && !HasData()) {
-    deadline = std::min(deadline, begin_ + ToDuration(options_.timeout));
-  }
-  return deadline;
+  ComplainDropped(samples_.DroppedCount());
+  return EndOf(HasData(), isInterrupted_);
 }
 
 bool HzRun::WaitUntil(Clock::time_point end) {
-  const int samplesReady = options_.isMessages ? samples_.Descriptor() : -1;
   while (!IsOver()) {
-    const auto deadline = NextDeadline(end);
-    const auto wake = stop_.WaitFor(Until(deadline), samplesReady);
+    const auto deadline = limits_.Next(end, HasData());
+    const auto wake = stop_.WaitFor(RunLimits::Until(deadline), samples_.Descriptor());
     if (wake == StopSignal::Wake::kSignal) {
       isInterrupted_ = true;
       return false;
     }
     if (wake == StopSignal::Wake::kReadable) {
-      PrintSamples();
+      sampleCount_ += samples_.Take(text_);
+      session_.Out().Write(text_);
     } else if (Clock::now() >= deadline) {
       CountSamples();
       return true;
@@ -183,11 +130,9 @@ void HzRun::CountSamples() {
 }
 
 bool HzRun::IsOver() const {
-  const auto now = Clock::now();
   const std::uint64_t counted = options_.isMessages ? sampleCount_ : reportCount_;
   return session_.Out().HasReaderGone() || (options_.count > 0 && counted >= options_.count) ||
-         (options_.duration > 0.0 && now >= measureBegin_ + ToDuration(options_.duration)) ||
-         (options_.timeout > 0.0 && !HasData() && now >= begin_ + ToDuration(options_.timeout));
+         limits_.IsOver(HasData());
 }
 
 void HzRun::Report() {
@@ -197,23 +142,6 @@ void HzRun::Report() {
   hz_.QorEventPrintHz();
   CountSamples();
   reportCount_ += HasData() ? 1 : 0;
-}
-
-void HzRun::PrintSamples() {
-  samples_.Take(taken_);
-  if (options_.count > 0) {
-    taken_.resize(std::min<std::size_t>(taken_.size(), options_.count - sampleCount_));
-  }
-  std::string text;
-  for (const std::string* name : taken_) {
-    std::string& line = lines_[name];
-    if (line.empty()) {
-      line = SampleLine(*name, session_.IsJson());
-    }
-    text += line;
-  }
-  session_.Out().Write(text);
-  sampleCount_ += taken_.size();
 }
 
 }  // namespace qor::tools

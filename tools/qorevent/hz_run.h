@@ -2,20 +2,18 @@
 #ifndef QOR_TOOLS_QOREVENT_HZ_RUN_H
 #define QOR_TOOLS_QOREVENT_HZ_RUN_H
 
-#include <chrono>
 #include <cstdint>
-#include <optional>
+#include <map>
 #include <set>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 #include "src/qorevent/qor_event_hz.h"
 #include "tools/common/exit_code.h"
 #include "tools/common/stop_signal.h"
-#include "tools/qorevent/hz_options.h"
+#include "tools/qorevent/hz_command_options.h"
 #include "tools/qorevent/hz_text.h"
-#include "tools/qorevent/sample_queue.h"
+#include "tools/qorevent/run_limits.h"
+#include "tools/qorevent/sample_pipe.h"
 #include "tools/qorevent/session.h"
 
 namespace qor::tools {
@@ -32,12 +30,9 @@ class HzRun {
   ExitCode Run();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = RunLimits::Clock;
 
   bool Init();
-  /// Nothing when at least one of the events is known; otherwise how the run ends.
-  std::optional<ExitCode> WaitForEvents();
-  void WarnOfUnknownEvents();
   /// Once for each name that means several events.
   void WarnOfAmbiguousEvents();
   ExitCode Measure();
@@ -48,19 +43,15 @@ class HzRun {
   bool HasData() const { return sampleCount_ > 0; }
   void Report();
   void CountSamples();
-  void PrintSamples();
-  Clock::time_point NextDeadline(Clock::time_point periodEnd) const;
 
   const HzCommandOptions& options_;
   StopSignal& stop_;
   Session& session_;
   HzPrinter printer_;
-  SampleQueue samples_;
-  std::vector<const std::string*> taken_;
-  std::unordered_map<const std::string*, std::string> lines_;  ///< what is printed for each event in message mode
-  Clock::time_point begin_{};
-  Clock::time_point measureBegin_{};
-  bool isComplete_ = true;  ///< every daemon answered
+  SamplePipe samples_;
+  std::map<std::string, std::string> lines_;  ///< what is printed for each event in message mode
+  std::string text_;
+  RunLimits limits_;
   std::set<std::string> ambiguous_;
   std::uint64_t reportCount_ = 0;
   std::uint64_t sampleCount_ = 0;

@@ -12,7 +12,7 @@ SamplePipe::SamplePipe(std::uint64_t count) : eventFd_(eventfd(0, EFD_CLOEXEC | 
 
 SamplePipe::~SamplePipe() { close(eventFd_); }
 
-void SamplePipe::Push(const std::function<void(std::string&)>& append) {
+void SamplePipe::Push(std::string_view text) {
   bool isFirst = false;
   {
     const std::lock_guard lock(mutex_);
@@ -23,8 +23,8 @@ void SamplePipe::Push(const std::function<void(std::string&)>& append) {
       ++dropped_;
       return;
     }
-    isFirst = text_.empty();
-    append(text_);
+    isFirst = waiting_ == 0;
+    text_ += text;
     ++waiting_;
     ++accepted_;
   }

@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace qor::tools {
 
@@ -14,7 +14,7 @@ namespace qor::tools {
 /// newest samples are dropped and counted: its memory has a limit.
 class SamplePipe {
  public:
-  /// Text that waits at most; a sample that is longer passes when nothing else waits.
+  /// A sample is dropped when more text than that waits already.
   static constexpr std::size_t kLimit = std::size_t{8} << 20U;
 
   /// `count`: samples that are let through in all; 0: no limit.
@@ -23,8 +23,8 @@ class SamplePipe {
   SamplePipe(const SamplePipe&) = delete;
   SamplePipe& operator=(const SamplePipe&) = delete;
 
-  /// Adds what `append` appends for one sample. Any thread; does not wait for the writer.
-  void Push(const std::function<void(std::string&)>& append);
+  /// Adds the text of one sample. Any thread; does not wait for the writer.
+  void Push(std::string_view text);
 
   /// Readable while text waits.
   int Descriptor() const { return eventFd_; }

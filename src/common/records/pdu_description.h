@@ -37,6 +37,17 @@ struct PduSignal {
   }
 };
 
+/// The bytes of a PDU up to the end of a signal.
+inline std::uint64_t EndOf(const PduSignal& signal) {
+  constexpr std::uint64_t kByte = 8;
+  if (!signal.isBigEndian) {
+    return (std::uint64_t{signal.bitPosition} + signal.bitLength + kByte - 1) / kByte;
+  }
+  const std::uint64_t ahead =
+      kByte - 1 - signal.bitPosition % kByte;  // bits of the first byte that are more significant
+  return signal.bitPosition / kByte + (ahead + signal.bitLength + kByte - 1) / kByte;
+}
+
 /// The layout of a signal-based PDU.
 struct PduDescription {
   std::uint32_t length = 0;  ///< bytes; what follows them in a sample is cut off; 0: not configured
