@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <array>
+#include <bit>
 #include <string_view>
 
 #include "demo/feed.h"
@@ -12,13 +13,29 @@ enum class DoorState : std::uint8_t { kClosed = 0, kOpen = 1, kLocked = 2 };
 
 constexpr std::array<std::string_view, 4> kDoors = {"front left", "front right", "rear left", "rear right"};
 
+// Tags of SOME/IP members: the kind of length in the upper four bits, the id in the others.
+constexpr std::uint16_t kMinute = 0x1001;  // a number of 16 bits
+constexpr std::uint16_t kTitle = 0x6002;     // behind a length of 16 bits
+constexpr std::uint16_t kArtist = 0x6003;
+
+/// A member in UTF-16, little-endian, with its byte-order mark and its end; `text` is ASCII.
+void AddText(std::uint16_t tag, std::string_view text, PayloadWriter& payload) {
+  constexpr std::array<std::uint8_t, 2> kMark = {0xFF, 0xFE};
+  payload.Number(tag).Number(static_cast<std::uint16_t>(2 * (text.size() + 2))).Raw(kMark);
+  for (const char c : text) {
+    payload.Number(static_cast<std::uint8_t>(c)).Number(std::uint8_t{0});
+  }
+  payload.Number(std::uint16_t{0});
+}
+
 }  // namespace
 
 int RunBody(Schedule& schedule) {
   com::NodeHandle node("/body");
   Feed doors(node, "/body/doors");
   Feed status(node, "/body/status");
-  if (!doors.Ok() || !status.Ok()) {
+  Feed media(node, "/body/media", std::endian::big);
+  if (!doors.Ok() || !status.Ok() || !media.Ok()) {
     return 1;
   }
   std::uint32_t second = 0;
@@ -31,6 +48,13 @@ int RunBody(Schedule& schedule) {
       doors.Payload().Text(kDoors[i]).Number(isOpen ? DoorState::kOpen : DoorState::kLocked);
     }
     doors.Send();
+    const bool isMusic = second % 10 < 5;
+    media.Payload().Number(kMinute).Number(static_cast<std::uint16_t>(second % 5));
+    AddText(kTitle, isMusic ? "Autobahn" : "Traffic news", media.Payload());
+    if (isMusic) {
+      AddText(kArtist, "The Cruise Controls", media.Payload());
+    }
+    media.Send();
   });
   schedule.Every(std::chrono::milliseconds(100), [&] {
     const bool isWarm = ++tick % 100 > 50;

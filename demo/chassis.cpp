@@ -36,10 +36,12 @@ int RunChassis(Schedule& schedule) {
   Feed speed(node, "/chassis/speed");
   Feed yawRate(node, "/chassis/yaw_rate", std::endian::big);
   Feed brake(node, "/chassis/brake", std::endian::big);
-  if (!ticks.Ok() || !speed.Ok() || !yawRate.Ok() || !brake.Ok()) {
+  Feed steering(node, "/chassis/steering", std::endian::big);
+  if (!ticks.Ok() || !speed.Ok() || !yawRate.Ok() || !brake.Ok() || !steering.Ok()) {
     return 1;
   }
   Drive drive;
+  std::uint8_t counter = 0;
   schedule.Every(std::chrono::milliseconds(1), [&] {
     drive.Advance(0.001);
     const auto count = static_cast<std::uint16_t>(std::fmod(drive.Distance() * kTicksPerMetre, 65536.0));
@@ -57,6 +59,11 @@ int RunChassis(Schedule& schedule) {
     const double pressure = std::max(0.0, -std::sin(drive.Seconds() * 2.0 * M_PI / 60.0)) * 40.0;  // bar
     brake.Payload().Number(static_cast<std::uint8_t>(pressure > 1.0)).Number(static_cast<float>(pressure));
     brake.Send();
+    const double degrees = 90.0 * std::sin(drive.Distance() / 50.0);
+    constexpr std::uint8_t kHandsOn = 0x10;  // above the counter of four bits
+    steering.Payload().Number(static_cast<std::int16_t>(degrees * 10.0));
+    steering.Payload().Number(static_cast<std::uint8_t>(kHandsOn | (++counter & 0xF)));
+    steering.Send();
   });
   schedule.Run();
   return 0;

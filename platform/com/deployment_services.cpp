@@ -62,8 +62,8 @@ class ServiceFile {
     maintaind::EventRegisterInfo info;
     info.applicationName = owner.applicationName;
     ReadIdentity(reader, info.eventName, info.uuid);
-    ReadType(reader, info.dataTypeName);
     ReadSerialization(reader, info.serializeConfig);
+    ReadType(reader, info.serializeConfig, info.dataTypeName);
     reader.Read("resource", info.resource);
     info.bindings = ReadEventBindings(reader, service, info.dataTypeName);
     reader.Finish();
@@ -103,8 +103,8 @@ class ServiceFile {
     maintaind::FieldRegisterInfo info;
     info.applicationName = owner.applicationName;
     ReadIdentity(reader, info.fieldName, info.uuid);
-    ReadType(reader, info.dataTypeName);
     ReadSerialization(reader, info.serializeConfig);
+    ReadType(reader, info.serializeConfig, info.dataTypeName);
     reader.Read("resource", info.resource);
     info.bindings = ReadFieldBindings(reader, service, info.dataTypeName);
     reader.Finish();
@@ -127,8 +127,10 @@ class ServiceFile {
     }
   }
 
-  void ReadType(DeploymentReader& reader, std::string& name) {
-    if (reader.Read("type", name) && !name.empty()) {
+  /// A PDU brings its layout along, so its type needs no definition.
+  void ReadType(DeploymentReader& reader, const maintaind::SerializeConfig& config, std::string& name) {
+    const bool isPdu = config.type == maintaind::SerializationType::kPdu;
+    if (reader.Read("type", name) && !name.empty() && !isPdu) {
       mentions_.push_back({reader.PointerOf("type"), name});
     }
   }

@@ -31,6 +31,10 @@ class QorS2SDeserializer {
   /// the text ends there.
   bool Deserialize(std::string_view name, std::span<const std::uint8_t> payload, std::string& text);
 
+  /// Prints only one signal from now on, without its name. False, with the reason in GetDeserializationRetInfo, when
+  /// there is none of that name.
+  bool SetField(std::string_view signalName);
+
   DeserializationRetCode GetDeserializationRetCode() const { return retCode_; }
   const std::string& GetDeserializationRetInfo() const { return retInfo_; }
 
@@ -38,18 +42,23 @@ class QorS2SDeserializer {
   struct Signal {
     maintaind::PduSignal layout;
     bool isPhysical = false;  ///< it has a factor or an offset
-    double factor = 1.0;
-    double offset = 0.0;
+    long double factor = 1.0L;
+    long double offset = 0.0L;
   };
 
   template <class Layout>
   bool Signals(Layout& out, std::span<const std::uint8_t> payload);
-  bool Fail(const Signal& signal, std::size_t size);
+  /// What the PDU or the initial value says; nothing when neither does.
+  std::optional<std::uint64_t> BitsOf(const Signal& signal, std::span<const std::uint8_t> payload);
+  template <class Layout>
+  static void Value(Layout& out, const Signal& signal, std::uint64_t bits);
+  void Fail(const Signal& signal, std::size_t size);
 
   const QorLog log_{"QorS2SDeserializer"};
   const datatype::LayoutStyle style_;
   std::vector<Signal> signals_;
   datatype::Labels labels_;
+  std::optional<std::size_t> field_;  ///< the signal that is printed alone
   datatype::TextBuffer text_;
   DeserializationRetCode retCode_ = DeserializationRetCode::kSuccess;
   std::string retInfo_;

@@ -64,8 +64,9 @@ SampleRenderer::SampleRenderer(const EventRegisterInfo& event, bool isFromDdsPub
     return;
   }
   if (isPdu_ && !pdu_.signals.empty()) {
-    fault_ = isFieldKnown_ ? "" : "a PDU has signals, and no parts to choose from";
     pduDeserializer_ = std::make_unique<QorS2SDeserializer>(pdu_, StyleOf(rendering));
+    isFieldKnown_ = isFieldKnown_ || pduDeserializer_->SetField(rendering.fieldPath);
+    fault_ = isFieldKnown_ ? "" : pduDeserializer_->GetDeserializationRetInfo();
     return;
   }
   MakeDeserializer(event, isFromDdsPublisher, query);

@@ -368,6 +368,11 @@ TEST_F(DeploymentTest, SerializationsThatCannotBeAreRefused) {
                         ",\n" + event("e", R"({"type": "PDU", "pdu": {"signals": [{"name": "s", "bitLength": 65}]}})") +
                         ",\n" + event("f", R"({"type": "PDU", "pdu": {"signals": [
                             {"name": "s", "bitLength": 1, "factor": "x"}, {"name": "s", "bitLength": 1}]}})") +
+                        ",\n" + event("g", R"({"type": "PDU", "pdu": {"length": 2, "signals": [
+                            {"name": "last", "bitPosition": 15, "bitLength": 8, "bigEndian": true},
+                            {"name": "s", "bitPosition": 14, "bitLength": 8, "bigEndian": true},
+                            {"name": "t", "bitPosition": 9, "bitLength": 8},
+                            {"name": "u", "bitLength": 3, "initialValue": 8}]}})") +
                         "]"));
 
   const Deployment deployment = Load();
@@ -381,7 +386,10 @@ TEST_F(DeploymentTest, SerializationsThatCannotBeAreRefused) {
                           at + "4" + events + "2/serialization/settings", at + "5" + events + "3/serialization",
                           at + "6" + events + "4/serialization/pdu/signals/0/bitLength",
                           at + "8" + events + "5/serialization/pdu/signals/0/factor",
-                          at + "8" + events + "5/serialization/pdu/signals/1/name"));
+                          at + "8" + events + "5/serialization/pdu/signals/1/name",
+                          at + "11" + events + "6/serialization/pdu/signals/1/bitPosition",
+                          at + "12" + events + "6/serialization/pdu/signals/2/bitPosition",
+                          at + "13" + events + "6/serialization/pdu/signals/3/initialValue"));
 }
 
 }  // namespace

@@ -63,6 +63,21 @@ TEST(PduTest, FactorAndOffsetMakeThePhysicalValue) {
   PduSignal level = Signal("level", 8, 8);
   EXPECT_EQ(Render({2, {speed, level}}, "FE 07", LayoutKind::kMultiLine), "speed: -41.000000\nlevel: 7\n---");
   EXPECT_EQ(Render({2, {speed, level}}, "FE 07", LayoutKind::kJson), "{\"speed\":-41,\"level\":7}");
+  speed.factor = "0.1";
+  speed.offset = "";
+  EXPECT_EQ(Render({2, {speed}}, "13", LayoutKind::kJson), "{\"speed\":1.9}") << "19 x 0.1 in binary is a little more";
+}
+
+TEST(PduTest, OneSignalCanBeChosen) {
+  const PduDescription pdu{2, {Signal("low", 0, 8), Signal("high", 8, 8)}};
+  QorS2SDeserializer deserializer(pdu, LayoutKind::kOneLine);
+  EXPECT_FALSE(deserializer.SetField("hihg"));
+  EXPECT_EQ(deserializer.GetDeserializationRetInfo(), "the PDU has no signal 'hihg'; it has: low, high");
+  ASSERT_TRUE(deserializer.SetField("high"));
+  std::string text;
+  EXPECT_TRUE(deserializer.Deserialize("pdu", test::FromHex("0102"), text));
+  EXPECT_EQ(text, "2");
+  EXPECT_FALSE(deserializer.Deserialize("pdu", test::FromHex("01"), text));
 }
 
 TEST(PduTest, AShortPduHasInitialValuesOrEnds) {

@@ -8,6 +8,7 @@
 #include "tools/common/number_text.h"
 #include "tools/common/printable.h"
 #include "tools/qorevent/event_text.h"
+#include "tools/qorevent/pdu_text.h"
 #include "tools/qorevent/type_tree.h"
 
 namespace qor::tools {
@@ -114,6 +115,12 @@ void AddSides(Sheet& sheet, const EventDetails& event) {
 void AddType(Sheet& sheet, const EventDetails& event) {
   const std::string& name = event.type.dataTypeName.empty() ? event.record.dataTypeName : event.type.dataTypeName;
   sheet.Section("Data type: " + (name.empty() ? std::string("not known") : name));
+  if (const auto pdu = PduOf(event.record); pdu.has_value() && !pdu->signals.empty()) {
+    for (const maintaind::PduSignal& signal : pdu->signals) {
+      sheet.SubLine(signal.name, SignalText(signal));
+    }
+    return;
+  }
   if (event.type.topLevelTypeJson.empty()) {
     sheet.SubLine("Definition", "not deployed");
     return;
@@ -168,6 +175,9 @@ Json ShowJson(const EventDetails& event) {
   json["dataType"] = event.type.dataTypeName.empty() ? event.record.dataTypeName : event.type.dataTypeName;
   json["definition"] = ParseTypeJson(event.type.topLevelTypeJson);
   json["definitionTypes"] = ParseTypeJson(event.type.typeListJson);
+  if (const auto pdu = PduOf(event.record)) {
+    json["pdu"] = PduJson(*pdu);
+  }
   return json;
 }
 
