@@ -252,7 +252,8 @@ TEST_F(QoreventSpeedTest, ExportIsWholeOrNotThere) {
 TEST_F(QoreventSpeedTest, ADaemonThatDoesNotAnswerIsAWarningOrWithStrictAFailure) {
   std::atomic<bool> isSecondMute{true};
   const auto second = StartedDaemon(1, isSecondMute);
-  for (const std::string& arguments : std::vector<std::string>{"list", "show /car/speed", "hz /car/speed -n 1"}) {
+  for (const std::string& arguments :
+       std::vector<std::string>{"list", "show /car/speed", "hz /car/speed -n 1", "echo /car/speed --once"}) {
     const Finished run = Run(arguments);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("/car/speed"));
@@ -385,6 +386,7 @@ TEST_F(QoreventEchoTest, SamplesArePrintedAsAsked) {
   expectOut("-n 3 -s", line + line + line);
   expectOut("--once -m -s", "number: 1515870810\nrest: \"<array type: uint8, length: 96>\"\n---\n");
   expectOut("--once --field number", "1515870810\n");
+  expectOut("--once -m --field number", "1515870810\n");
   expectOut("--once --field rest[95]", "90\n");
   std::string bytes = "/car/speed 100 bytes:";
   for (int i = 0; i < 100; ++i) {
