@@ -35,6 +35,12 @@ constexpr char kDefinitions[] = R"([
   {"ShortName": "Either", "Type": "VARIANT", "Subelements": [{"Type": "uint8"}, {"Type": "Rows"}, {"Type": "Empty"}]},
   {"ShortName": "Empty", "Type": "STRUCTURE", "Subelements": []},
   {"ShortName": "Empties", "Type": "VECTOR", "template": "Empty"},
+  {"ShortName": "Flat", "Type": "STRUCTURE", "Subelements": [
+    {"Name": "gear", "Type": "Gear", "Padding": "2"}, {"Name": "inner", "Type": "Inner", "Padding": "1"},
+    {"Name": "last", "Type": "float"}]},
+  {"ShortName": "Inner", "Type": "STRUCTURE", "Subelements": [
+    {"Name": "flag", "Type": "bool"}, {"Name": "small", "Type": "int8", "Padding": "4"}]},
+  {"ShortName": "Flats", "Type": "VECTOR", "template": "Flat"},
   {"ShortName": "Raw", "Type": "RAWBUFFER"},
   {"ShortName": "Gear", "Type": "ENUMERATION", "DataType": "int16", "value": []},
   {"ShortName": "Error", "Type": "ERROR", "ErrorDomainId": 1, "ErrorDomainName": "d", "ErrorCode": []}
@@ -81,15 +87,15 @@ std::vector<Target> AllTargets() {
     return at == definitions.end() ? nullptr : at->second;
   };
   std::vector<Target> targets;
-  for (const char* type : {"All", "Map", "Empties"}) {
+  for (const char* type : {"All", "Map", "Empties", "Flats"}) {
     const auto plan = PlanCompiler(lookup, nullptr).Compile(type);
     targets.push_back({plan, {WireOptions::Form::kDds, false, true, true}});
     targets.push_back({plan, {WireOptions::Form::kDds, true, false, false}});
     targets.push_back({plan, {WireOptions::Form::kSomeip, true, false, false}});
     for (const SerializationNode& settings : AllSettings()) {
-      if (auto configured = PlanCompiler(lookup, &settings).Compile(type)) {
-        targets.push_back({std::move(configured), {WireOptions::Form::kSomeipWithSettings, false, false, false}});
-      }
+      auto configured = PlanCompiler(lookup, &settings).Compile(type);
+      Require(configured != nullptr);
+      targets.push_back({std::move(configured), {WireOptions::Form::kSomeipWithSettings, false, false, false}});
     }
   }
   return targets;
@@ -114,9 +120,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto layout = static_cast<LayoutKind>(data[1] % 3);
   // A block of its own, so that the sanitizer sees the first byte that is read behind it.
   const std::vector<std::uint8_t> payload(data + 2, data + size);
-  PayloadRenderer renderer(target.plan, layout);
-  PayloadCursor cursor(payload);
-  TextBuffer text;
   WalkOptions options;
   options.isSummary = (data[1] & 0x80U) != 0;
   std::string fault;
@@ -124,10 +127,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (path.has_value() && (data[1] & 0x40U) != 0) {
     options.path = *path;
   }
+  PayloadRenderer renderer(target.plan, layout);
+  PayloadCursor cursor(payload);
+  TextBuffer text;
   const bool isOk = renderer.Render(cursor, target.wire, options, 0, true, text);
   qor::Require(isOk == (cursor.Code() == DeserializationRetCode::kSuccess));
   qor::Require(isOk == cursor.Reason().empty());
   qor::Require(text.Text().size() <= 200 * (payload.size() + 20));
+  // Several lines are printed member by member, one line in runs of numbers: both read the same bytes.
+  PayloadRenderer other(target.plan, LayoutKind::kMultiLine);
+  PayloadCursor otherCursor(payload);
+  TextBuffer otherText;
+  qor::Require(isOk == other.Render(otherCursor, target.wire, options, 0, true, otherText));
+  qor::Require(cursor.Code() == otherCursor.Code() && cursor.Reason() == otherCursor.Reason());
+  qor::Require(cursor.Offset() == otherCursor.Offset());
   if (isOk && layout == LayoutKind::kJson) {
     qor::Require(nlohmann::json::accept(text.Text()));
   }
