@@ -15,7 +15,7 @@ constexpr std::array<std::string_view, 4> kDoors = {"front left", "front right",
 
 // Tags of SOME/IP members: the kind of length in the upper four bits, the id in the others.
 constexpr std::uint16_t kMinute = 0x1001;  // a number of 16 bits
-constexpr std::uint16_t kTitle = 0x6002;     // behind a length of 16 bits
+constexpr std::uint16_t kTitle = 0x6002;   // behind a length of 16 bits
 constexpr std::uint16_t kArtist = 0x6003;
 
 /// A member in UTF-16, little-endian, with its byte-order mark and its end; `text` is ASCII.

@@ -52,8 +52,8 @@ bool ConfiguredWire::Insufficient(const PlanNode& node) {
   return cursor_.Fail(DeserializationRetCode::kOutOfBounds, std::move(reason));
 }
 
-bool ConfiguredWire::Invalid(std::string reason) {
-  log_.Error("QorSomeipDeserializer_Invalid", kLogIntervalMs) << reason;
+bool ConfiguredWire::Invalid(const PlanNode& node, std::string reason) {
+  log_.Error("QorSomeipDeserializer_Invalid" + plan_.NameOf(node), kLogIntervalMs) << reason;
   return cursor_.Fail(DeserializationRetCode::kInvalidData, std::move(reason));
 }
 
@@ -88,8 +88,8 @@ bool ConfiguredWire::ReadString(const PlanNode& node, std::string& scratch, std:
   if (settings.isAddBOM) {
     const std::string_view mark = ByteOrderMark(settings.stringEncoding);
     if (!bytes.starts_with(mark)) {
-      return Invalid("Check " + std::string(EncodingName(settings.stringEncoding)) +
-                     " String BOM is invalid[offset=" + std::to_string(cursor_.Offset()) + "]");
+      return Invalid(node, "Check " + std::string(EncodingName(settings.stringEncoding)) +
+                               " String BOM is invalid[offset=" + std::to_string(cursor_.Offset()) + "]");
     }
     bytes.remove_prefix(mark.size());
   }
@@ -121,18 +121,18 @@ bool ConfiguredWire::ReadFixedString(const PlanNode& node, std::string& scratch,
       const std::string at = std::to_string(cursor_.Offset()) + "]";
       switch (settings.stringEncoding) {
         case StringEncoding::kUtf16Le:
-          return Invalid("Check UTF_16LE FixedString BOM is invalid[offset=" + at);
+          return Invalid(node, "Check UTF_16LE FixedString BOM is invalid[offset=" + at);
         case StringEncoding::kUtf16Be:
-          return Invalid("Check UTF_16BE FixedString BOM is invalid[offset=" + at);
+          return Invalid(node, "Check UTF_16BE FixedString BOM is invalid[offset=" + at);
         case StringEncoding::kUtf8:
-          return Invalid("Check UTF_8 FixedString BOM is invalid[offset=" + at);
+          return Invalid(node, "Check UTF_8 FixedString BOM is invalid[offset=" + at);
       }
     }
     bytes.remove_prefix(mark.size());
   }
   const std::size_t end = FindTerminator(bytes, settings.stringEncoding);
   if (end == std::string_view::npos) {
-    return Invalid("Check FixedString terminate is invalid");
+    return Invalid(node, "Check FixedString terminate is invalid");
   }
   log_.Verbose() << "[QorSomeipDeserializer][FixedString paddingSize][paddingSize="
                  << bytes.size() - end - UnitSize(settings.stringEncoding) << "]";
@@ -172,7 +172,7 @@ bool ConfiguredWire::EndElement(const PlanNode& node, const ListExtent& extent, 
   if (node.kind == PlanKind::kArray) {
     const std::uint16_t padding = plan_.SettingsOf(node).elementPadding;
     if (padding > cursor_.Remaining()) {
-      return Invalid("Array add padding will overflow[offset=" + std::to_string(cursor_.Offset()) + "]");
+      return Invalid(node, "Array add padding will overflow[offset=" + std::to_string(cursor_.Offset()) + "]");
     }
     cursor_.Advance(padding);
     return true;
@@ -290,10 +290,9 @@ bool ConfiguredWire::BeginMember(const PlanChild& member, std::size_t index, con
   if (tag.offset == 0) {
     isPresent = false;
     const std::string& name = plan_.NameOf(plan_.NodeOf(member));
-    return member.isOptional || Invalid("Find data id failed[dataType=" + name + "]");
+    return member.isOptional || Invalid(plan_.NodeOf(member), "Find data id failed[dataType=" + name + "]");
   }
   cursor_.MoveTo(tag.offset);
-  nextLengthFieldSize_.reset();
   if (tag.wireType > kConfiguredLength) {
     nextLengthFieldSize_ = LengthFieldSize(tag.wireType, 0);
   }
@@ -317,7 +316,7 @@ bool ConfiguredWire::BeginVariant(const PlanNode& node, std::uint32_t& index, Sc
   const std::uint8_t size = TakeLengthFieldSize(node);
   std::size_t length = 0;
   if (cursor_.Remaining() < size) {
-    return Invalid("Insufficiant variant length field");
+    return Invalid(node, "Insufficiant variant length field");
   }
   if (size != 0 && !ReadLength(node, size, length)) {
     return false;

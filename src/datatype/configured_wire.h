@@ -64,10 +64,10 @@ class ConfiguredWire {
   bool EndList(const PlanNode& node, const ListExtent& extent);
   bool FailElement(const PlanNode& node, const PlanChild& part);
 
-  /// Whether a structure can be read as the run says; then how.
+  /// As PlainWire's.
   bool TakesFlat(const FlatRun& run, FlatReading& reading) const {
     reading = FlatReading{run.isBigEndian, false};
-    return !nextLengthFieldSize_.has_value();
+    return !nextLengthFieldSize_.has_value() && cursor_.Remaining() >= run.SizeOf(reading);
   }
   bool BeginStructure(const PlanNode& node, Scope& scope);
   bool BeginMember(const PlanChild& member, std::size_t index, const Scope& scope, bool& isPresent);
@@ -84,7 +84,7 @@ class ConfiguredWire {
 
  private:
   bool Insufficient(const PlanNode& node);
-  bool Invalid(std::string reason);
+  bool Invalid(const PlanNode& node, std::string reason);
   bool TagFault(const PlanNode& node);
   std::uint8_t TakeLengthFieldSize(const PlanNode& node);
   bool ReadLength(const PlanNode& node, std::uint8_t size, std::size_t& length);

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "src/datatype/plan_compiler.h"
+#include "src/datatype/plan.h"
 #include "src/datatype/type_names.h"
 
 namespace qor::datatype {
@@ -13,15 +13,18 @@ bool CopyableTypes::Contains(const std::string& typeName, std::uint32_t depth) {
   if (const auto primitive = PrimitiveByName(name)) {
     return *primitive != Primitive::kString;
   }
-  if (depth >= PlanCompiler::kMaxDepth || IsReservedName(name)) {
-    return false;
-  }
   if (const auto known = known_.find(name); known != known_.end()) {
     return known->second;
   }
+  if (depth >= kMaxTypeDepth || IsReservedName(name)) {
+    isTooDeep_ = isTooDeep_ || depth >= kMaxTypeDepth;
+    return false;
+  }
   const auto definition = lookup_(name);
   const bool isCopyable = definition != nullptr && Contains(*definition, depth + 1);
-  known_.emplace(name, isCopyable);
+  if (isCopyable || !isTooDeep_) {  // what is too deep from here may not be from elsewhere
+    known_.emplace(name, isCopyable);
+  }
   return isCopyable;
 }
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "src/datatype/type_definition.h"
 
@@ -21,8 +22,14 @@ class CopyableTypes {
  public:
   explicit CopyableTypes(DefinitionLookup lookup) : lookup_(std::move(lookup)) {}
 
-  bool Contains(const std::string& typeName) { return Contains(typeName, 0); }
-  bool Contains(const TypeDefinition& definition) { return Contains(definition, 0); }
+  bool Contains(const std::string& typeName) {
+    isTooDeep_ = false;
+    return Contains(typeName, 0);
+  }
+  bool Contains(const TypeDefinition& definition) {
+    isTooDeep_ = false;
+    return Contains(definition, 0);
+  }
 
  private:
   bool Contains(const std::string& typeName, std::uint32_t depth);
@@ -30,6 +37,7 @@ class CopyableTypes {
 
   const DefinitionLookup lookup_;
   std::map<std::string, bool> known_;
+  bool isTooDeep_ = false;  ///< the look that goes on has reached the limit
 };
 
 }  // namespace qor::datatype

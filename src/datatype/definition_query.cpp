@@ -26,4 +26,18 @@ bool QueryAllDefinitions(DefinitionTexts& texts) {
   return answers.IsAny();
 }
 
+std::string QueryDefinition(const std::string& name) {
+  const QorLog log("QorDatatypeManager");
+  std::string definition;
+  const auto proxies = qortools::common::ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
+  common::AskEach(
+      proxies, [&](auto& daemon) { return daemon.QueryDataType(name); },
+      [&](auto&) { log.Warn() << "Disconnect to Maintaind in QueryDefinition()."; },
+      [&](auto&) { log.Warn() << "Get result from Maintaind failed in QueryDefinition()."; },
+      [&](auto&, maintaind::DataTypeInfo&& type) {
+        definition = definition.empty() ? std::move(type.definitionJson) : definition;
+      });
+  return definition;
+}
+
 }  // namespace qor::datatype

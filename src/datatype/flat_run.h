@@ -18,14 +18,14 @@ struct FlatReading {
 struct FlatRun {
   std::uint32_t firstItem = 0;
   std::uint32_t itemCount = 0;  ///< 0: the structure is none
-  std::uint32_t size = 0;       ///< bytes of the numbers
-  std::uint32_t padding = 0;    ///< bytes that definitions tell between and behind them
+  std::uint64_t size = 0;       ///< bytes of the numbers
+  std::uint64_t padding = 0;    ///< bytes that definitions tell between and behind them
   std::size_t longestText = 0;  ///< that one value can take
   std::size_t endText = 0;      ///< offset of what stands behind the last number
   std::uint32_t endSize = 0;
   bool isBigEndian = true;  ///< by the settings; without settings not used
 
-  std::size_t SizeOf(FlatReading reading) const { return size + (reading.hasPadding ? padding : 0); }
+  std::uint64_t SizeOf(FlatReading reading) const { return size + (reading.hasPadding ? padding : 0); }
 };
 
 }  // namespace qor::datatype

@@ -21,38 +21,48 @@ FlatRuns::FlatRuns(const Plan& plan, const Labels& labels, const LayoutStyle& st
   if (style.kind == LayoutKind::kMultiLine) {
     return;
   }
-  const auto counts = CountNumbers(plan);
+  const auto extents = Measure(plan, labels);
   runs_.resize(plan.nodes.size());
   for (std::size_t i = 0; i < runs_.size(); ++i) {
-    const bool isRun = plan.nodes[i].kind == PlanKind::kStructure && counts[i] != 0 && counts[i] <= kMaxRun;
-    if (isRun && items_.size() + counts[i] <= kMaxItems && texts_.size() <= kMaxText) {
+    const Extent& extent = extents[i];
+    const bool isRun = plan.nodes[i].kind == PlanKind::kStructure && extent.numbers != 0;
+    if (isRun && items_.size() + extent.numbers <= kMaxItems && texts_.size() + extent.text <= kMaxTexts) {
       AddRun(plan, labels, style, plan.nodes[i], runs_[i]);
     }
   }
   texts_.append(TextBuffer::kSlack, '\0');
 }
 
-/// For each node how many numbers a value has; 0: it is nothing that a run can have. Parts stand before what they are
-/// parts of.
-std::vector<std::uint64_t> FlatRuns::CountNumbers(const Plan& plan) const {
-  std::vector<std::uint64_t> counts(plan.nodes.size());
-  for (std::size_t i = 0; i < counts.size(); ++i) {
-    const PlanNode& node = plan.nodes[i];
-    counts[i] = IsNumber(node) ? 1 : 0;
-    if (!IsPlain(plan, node)) {
-      continue;
-    }
-    for (const PlanChild& member : plan.ChildrenOf(node)) {
-      const std::uint64_t inner = counts[member.node];
-      const bool isSameOrder = plan.SettingsOf(plan.NodeOf(member)).isBigEndian == plan.SettingsOf(node).isBigEndian;
-      if (inner == 0 || !isSameOrder) {
-        counts[i] = 0;
-        break;
-      }
-      counts[i] = std::min(counts[i] + inner, kMaxRun + 1);
+/// Of each node. Parts stand before what they are parts of.
+std::vector<FlatRuns::Extent> FlatRuns::Measure(const Plan& plan, const Labels& labels) {
+  std::vector<Extent> extents;
+  extents.reserve(plan.nodes.size());
+  for (const PlanNode& node : plan.nodes) {
+    extents.push_back(ExtentOf(plan, labels, node, extents));
+  }
+  return extents;
+}
+
+FlatRuns::Extent FlatRuns::ExtentOf(const Plan& plan, const Labels& labels, const PlanNode& node,
+                                    const std::vector<Extent>& parts) {
+  if (IsNumber(node)) {
+    return Extent{1, node.kind == PlanKind::kEnumeration ? plan.NameOf(node).size() : 0};
+  }
+  Extent sum;
+  if (!IsPlain(plan, node)) {
+    return sum;
+  }
+  const auto members = plan.ChildrenOf(node);
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    const Extent& part = parts[members[i].node];
+    const bool isSameOrder = plan.SettingsOf(plan.NodeOf(members[i])).isBigEndian == plan.SettingsOf(node).isBigEndian;
+    sum.numbers += part.numbers;
+    sum.text += labels.SizeOf(node.firstChild + i) + part.text;
+    if (part.numbers == 0 || !isSameOrder || sum.numbers > kMaxNumbers || sum.text > kMaxText) {
+      return {};
     }
   }
-  return counts;
+  return sum;
 }
 
 /// The layout itself prints what stands between the numbers.
@@ -86,8 +96,11 @@ void FlatRuns::AddStructure(const Plan& plan, const Labels& labels, const PlanNo
       if (isEnumeration) {
         out.BeginEnumeration(plan.NameOf(member));
       }
-      Item item{texts_.size(), 0, members[i].padding, member.primitive};
+      Item item;
+      item.text = texts_.size();
       item.textSize = Cut(out.Buffer());
+      item.padding = members[i].padding;
+      item.primitive = member.primitive;
       items_.push_back(item);
       run.size += member.baseSize;
       run.longestText += item.textSize + LongestNumber(member.primitive);

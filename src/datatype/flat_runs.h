@@ -17,9 +17,12 @@
 
 namespace qor::datatype {
 
-/// The flat runs of a plan in a layout. Not for several lines, where the text depends on the place. Never changes.
+/// The flat runs of a plan in a layout: of structures with at most 4096 numbers and 64 KiB of names. Not for several
+/// lines, where the text depends on the place. Never changes.
 class FlatRuns {
  public:
+  /// None.
+  FlatRuns() = default;
   FlatRuns(const Plan& plan, const Labels& labels, const LayoutStyle& style);
 
   /// Null when the node is no flat run, or the runs before it took all the memory that they may.
@@ -50,16 +53,18 @@ class FlatRuns {
   }
 
  private:
-  // Of one run, and of all: beyond that a structure is printed member by member.
-  static constexpr std::uint64_t kMaxRun = 4096;
+  // Of one run: beyond that a structure is printed member by member.
+  static constexpr std::uint64_t kMaxNumbers = 4096;
+  static constexpr std::uint64_t kMaxText = std::uint64_t{1} << 16U;
+  // Of all runs.
   static constexpr std::size_t kMaxItems = 65536;
-  static constexpr std::size_t kMaxText = std::size_t{1} << 20U;
+  static constexpr std::size_t kMaxTexts = std::size_t{1} << 20U;
 
   /// A number.
   struct Item {
-    std::size_t text = 0;  ///< offset of what stands before it
+    std::size_t text = 0;       ///< offset of what stands before it
+    std::uint64_t padding = 0;  ///< bytes behind it
     std::uint32_t textSize = 0;
-    std::uint32_t padding = 0;  ///< bytes behind it
     Primitive primitive = Primitive::kBool;
   };
 
@@ -67,7 +72,15 @@ class FlatRuns {
     return TextBuffer::CopyPadded(texts_.data() + text, size, to);
   }
 
-  std::vector<std::uint64_t> CountNumbers(const Plan& plan) const;
+  /// How much of a run a value takes.
+  struct Extent {
+    std::uint64_t numbers = 0;  ///< 0: it can be in none
+    std::uint64_t text = 0;     ///< bytes of the names in it
+  };
+
+  static std::vector<Extent> Measure(const Plan& plan, const Labels& labels);
+  static Extent ExtentOf(const Plan& plan, const Labels& labels, const PlanNode& node,
+                         const std::vector<Extent>& parts);
   void AddRun(const Plan& plan, const Labels& labels, const LayoutStyle& style, const PlanNode& node, FlatRun& run);
   template <class Layout>
   void AddStructure(const Plan& plan, const Labels& labels, const PlanNode& node, Layout& out, FlatRun& run);

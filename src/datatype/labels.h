@@ -20,6 +20,8 @@ class Labels {
     ends_.push_back(static_cast<std::uint32_t>(ends_.back() + text.size()));
   }
 
+  std::size_t SizeOf(std::size_t index) const { return ends_[index + 1] - ends_[index]; }
+
   /// Appends a label without its first characters.
   void Append(std::size_t index, std::uint32_t without, TextBuffer& text) const {
     const std::uint32_t begin = ends_[index] + without;

@@ -41,36 +41,35 @@ template <class T>
   text.Advance(WriteNumber(text.Room(kLongestOf<T>), value));
 }
 
-/// Calls `use` with a zero of the type that the primitive stands for. False for texts.
+/// Calls `use` with a zero of the type that the primitive stands for. Not for texts.
 template <class Use>
-[[gnu::always_inline]] inline bool WithPrimitive(Primitive primitive, Use use) {
+[[gnu::always_inline]] inline void WithPrimitive(Primitive primitive, Use use) {
   switch (primitive) {
     case Primitive::kBool:
-      return use(false), true;
+      return use(false);
     case Primitive::kInt8:
-      return use(std::int8_t{}), true;
+      return use(std::int8_t{});
     case Primitive::kInt16:
-      return use(std::int16_t{}), true;
+      return use(std::int16_t{});
     case Primitive::kInt32:
-      return use(std::int32_t{}), true;
+      return use(std::int32_t{});
     case Primitive::kInt64:
-      return use(std::int64_t{}), true;
+      return use(std::int64_t{});
     case Primitive::kUint8:
-      return use(std::uint8_t{}), true;
+      return use(std::uint8_t{});
     case Primitive::kUint16:
-      return use(std::uint16_t{}), true;
+      return use(std::uint16_t{});
     case Primitive::kUint32:
-      return use(std::uint32_t{}), true;
+      return use(std::uint32_t{});
     case Primitive::kUint64:
-      return use(std::uint64_t{}), true;
+      return use(std::uint64_t{});
     case Primitive::kFloat:
-      return use(0.0F), true;
+      return use(0.0F);
     case Primitive::kDouble:
-      return use(0.0), true;
+      return use(0.0);
     case Primitive::kString:
       break;
   }
-  return false;
 }
 
 inline std::size_t LongestNumber(Primitive primitive) {

@@ -18,8 +18,11 @@ Labels LabelsOf(const Plan& plan, const LayoutStyle& style) {
 
 }  // namespace
 
-PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style)
-    : plan_(std::move(plan)), style_(style), labels_(LabelsOf(*plan_, style)), runs_(*plan_, labels_, style) {}
+PayloadRenderer::PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style, bool usesRuns)
+    : plan_(std::move(plan)),
+      style_(style),
+      labels_(LabelsOf(*plan_, style)),
+      runs_(usesRuns ? FlatRuns(*plan_, labels_, style) : FlatRuns()) {}
 
 bool PayloadRenderer::Render(PayloadCursor& cursor, const WireOptions& wire, const WalkOptions& options,
                              std::uint32_t depth, bool isAfterName, TextBuffer& text) {

@@ -33,7 +33,8 @@ struct WireOptions {
 /// what the text needs. Used by one thread at a time.
 class PayloadRenderer {
  public:
-  PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style);
+  /// `usesRuns` false: every member is printed for itself, which is slower and the same.
+  PayloadRenderer(std::shared_ptr<const Plan> plan, const LayoutStyle& style, bool usesRuns = true);
 
   const Plan& GetPlan() const { return *plan_; }
 

@@ -17,9 +17,9 @@
 #include "src/datatype/labels.h"
 #include "src/datatype/list_extent.h"
 #include "src/datatype/no_layout.h"
+#include "src/datatype/number_text.h"
 #include "src/datatype/payload_cursor.h"
 #include "src/datatype/plan.h"
-#include "src/datatype/plan_compiler.h"
 
 namespace qor::datatype {
 
@@ -44,7 +44,7 @@ class PayloadWalker {
     for (const OutMbufData& buffer : options.mbufs) {
       size += buffer.size;
     }
-    budget_ = PlanCompiler::kMaxUnpaidValues + PlanCompiler::kMaxDepth * size;
+    budget_ = kMaxUnpaidValues + kStepsOfAByte * size;
     textLimit_ = kLeastText + kTextOfAByte * size;
   }
 
@@ -107,6 +107,8 @@ class PayloadWalker {
   }
 
  private:
+  // Levels, members that are absent, values without bytes: a definition can ask for many of them at every byte.
+  static constexpr std::uint64_t kStepsOfAByte = 1024;
   // Beyond what a payload can be about, a definition asks for more text than anybody reads.
   static constexpr std::uint64_t kLeastText = std::uint64_t{1} << 20U;
   static constexpr std::uint64_t kTextOfAByte = 1024;
@@ -292,17 +294,10 @@ class PayloadWalker {
     return wire_.EndList(node, extent);
   }
 
-  /// Null also when the payload ends within the run: which member is cut shows when they are read one by one.
-  const FlatRun* FlatRunOf(const PlanNode& node, FlatReading& reading) {
-    const FlatRun* run = runs_.Of(plan_, node);
-    const bool isTaken =
-        run != nullptr && wire_.TakesFlat(*run, reading) && cursor_.Remaining() >= run->SizeOf(reading);
-    return isTaken ? run : nullptr;
-  }
-
   template <class Layout>
   bool Structure(Layout& out, const PlanNode& node) {
-    if (FlatReading reading; const FlatRun* run = FlatRunOf(node, reading)) {
+    const FlatRun* run = runs_.Of(plan_, node);
+    if (FlatReading reading; run != nullptr && wire_.TakesFlat(*run, reading)) {
       if (!Pay(out, run->itemCount)) {
         return false;
       }

@@ -65,13 +65,14 @@ class PlainWire {
   /// For a part of a vector or a map that could not be read, or took no bytes.
   bool FailElement(const PlanNode& node, const PlanChild& part);
 
-  /// Whether a structure can be read as the run says; then how.
+  /// Whether a structure is read as the run says, and how. Not when the payload ends within it: which member is cut
+  /// shows when they are read one by one.
   bool TakesFlat(const FlatRun& run, FlatReading& reading) {
-    if (isNextUnpadded_ && run.padding != 0) {
+    reading = FlatReading{isBigEndian_, hasPadding_};
+    if (cursor_.Remaining() < run.SizeOf(reading) || (isNextUnpadded_ && run.padding != 0)) {
       return false;
     }
     isNextUnpadded_ = false;
-    reading = FlatReading{isBigEndian_, hasPadding_};
     return true;
   }
   bool BeginStructure(const PlanNode& /*node*/, Scope& scope) {

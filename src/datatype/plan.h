@@ -14,6 +14,11 @@
 
 namespace qor::datatype {
 
+/// How deep types may nest.
+inline constexpr std::uint32_t kMaxTypeDepth = 64;
+/// Values that a type may have besides those that a payload brings bytes for.
+inline constexpr std::uint64_t kMaxUnpaidValues = 65536;
+
 enum class PlanKind : std::uint8_t {
   kPrimitive,
   kString,

@@ -16,7 +16,6 @@ using maintaind::SerializationNode;
 
 constexpr QorLog kLog("QorDeserializer");
 constexpr std::uint32_t kLogIntervalMs = 500;
-constexpr std::string_view kDefinitionKey = "QorDeserializer_Definition";
 
 constexpr std::uint16_t kMaxDataId = 0x0FFF;  // 12 bits of the tag
 
@@ -101,17 +100,19 @@ PlanCompiler::PlanCompiler(DefinitionLookup lookup, const SerializationNode* set
       top_(CreateTopNodeView(settings)) {}
 
 std::shared_ptr<const Plan> PlanCompiler::Compile(const std::string& typeName) {
+  root_ = typeName;
   if (!CompileType(typeName, top_, plan_.root)) {
     return nullptr;
   }
   if (!std::ranges::all_of(plan_.settings, AreUsable)) {
-    Refuse(kDefinitionKey, "Data type '" + typeName +
-                               "' has serialization settings that cannot be: length fields have "
-                               "0, 1, 2 or 4 bytes, a type selector 1, 2 or 4");
+    Refuse("QorDeserializer_Definition" + root_, "Data type '" + typeName +
+                                                     "' has serialization settings that cannot be: length fields have "
+                                                     "0, 1, 2 or 4 bytes, a type selector 1, 2 or 4");
     return nullptr;
   }
   if (extents_[plan_.root].unpaidValues > kMaxUnpaidValues) {
-    Refuse(kDefinitionKey, "Data type '" + typeName + "' describes more values than a payload can hold");
+    Refuse("QorDeserializer_Definition" + root_,
+           "Data type '" + typeName + "' describes more values than a payload can hold");
     return nullptr;
   }
   const auto definition = IsReservedName(WithoutStd(typeName)) ? nullptr : lookup_(typeName);
@@ -132,10 +133,12 @@ bool PlanCompiler::CompileType(const std::string& typeName, SettingsView setting
     node = Add(name, primitive);
   } else {
     if (std::ranges::find(open_, name) != open_.end()) {
-      return Refuse(kDefinitionKey, "Data type definitions refer to each other in a circle: " + Circle(name));
+      return Refuse("QorDeserializer_Definition" + root_,
+                    "Data type definitions refer to each other in a circle: " + Circle(name));
     }
-    if (open_.size() >= kMaxDepth) {
-      return Refuse(kDefinitionKey, "Data types nest deeper than " + std::to_string(kMaxDepth) + " at '" + name + "'");
+    if (open_.size() >= kMaxTypeDepth) {
+      return Refuse("QorDeserializer_Definition" + root_,
+                    "Data types nest deeper than " + std::to_string(kMaxTypeDepth) + " at '" + name + "'");
     }
     open_.push_back(name);
     const bool isCompiled = CompileDefined(name, settings, node);
@@ -151,7 +154,7 @@ bool PlanCompiler::CompileType(const std::string& typeName, SettingsView setting
 bool PlanCompiler::CompileDefined(const std::string& typeName, SettingsView settings, std::uint32_t& node) {
   const auto definition = IsReservedName(typeName) ? nullptr : lookup_(typeName);
   if (definition == nullptr) {
-    return Refuse(kDefinitionKey, "[Failed to get type definition][typeName=" + typeName + "]");
+    return Refuse("QorDeserializer_Definition" + root_, "[Failed to get type definition][typeName=" + typeName + "]");
   }
   if (definition->category == Category::kTypeReference) {
     return CompileType(definition->referencedTypeName, settings, node) ||
@@ -165,14 +168,14 @@ bool PlanCompiler::CompileDefined(const std::string& typeName, SettingsView sett
   }
   const bool isScalar = compiled.kind == PlanKind::kPrimitive || compiled.kind == PlanKind::kString;
   if (plan_.nodes.size() >= kMaxNodes) {
-    return Refuse(kDefinitionKey, "Data type '" + typeName +
-                                      "' and its serialization settings are too many: the plan has " +
-                                      std::to_string(kMaxNodes) + " parts already");
+    return Refuse("QorDeserializer_Definition" + root_,
+                  "Data type '" + typeName + "' and its serialization settings are too many: the plan has " +
+                      std::to_string(kMaxNodes) + " parts already");
   }
   node = Add(isScalar ? std::string(WithoutStd(definition->baseTypeName)) : definition->shortName, compiled);
-  if (open_.size() + extents_[node].height > kMaxDepth + 1) {
-    return Refuse(kDefinitionKey,
-                  "Data types nest deeper than " + std::to_string(kMaxDepth) + " at '" + typeName + "'");
+  if (open_.size() + extents_[node].height > kMaxTypeDepth + 1) {
+    return Refuse("QorDeserializer_Definition" + root_,
+                  "Data types nest deeper than " + std::to_string(kMaxTypeDepth) + " at '" + typeName + "'");
   }
   return true;
 }
@@ -225,8 +228,8 @@ bool PlanCompiler::CompileEnumeration(const TypeDefinition& definition, PlanNode
   }
   const PlanNode& base = plan_.nodes[underlying];
   if (base.kind != PlanKind::kPrimitive || !IsInteger(base.primitive)) {
-    return Refuse(kDefinitionKey, "Enumeration '" + definition.shortName + "' is based on '" +
-                                      definition.underlyingTypeName + "', which is no integer");
+    return Refuse("QorDeserializer_Definition" + root_, "Enumeration '" + definition.shortName + "' is based on '" +
+                                                            definition.underlyingTypeName + "', which is no integer");
   }
   node.primitive = base.primitive;
   node.baseSize = base.baseSize;
@@ -271,7 +274,7 @@ bool PlanCompiler::HasDataIds(const std::string& typeName, const std::vector<Pla
   std::set<std::uint16_t> ids;
   for (std::size_t i = 0; i < members.size(); ++i) {
     if (members[i].dataId > kMaxDataId || !ids.insert(members[i].dataId).second) {
-      return Refuse(kDefinitionKey,
+      return Refuse("QorDeserializer_Definition" + root_,
                     "Member '" + names[i] + "' of '" + typeName + "' has no data id of its own from 0 to 4095");
     }
   }

@@ -20,11 +20,8 @@ namespace qor::datatype {
 /// Makes a plan of a type. Used once, by one thread.
 class PlanCompiler {
  public:
-  static constexpr std::uint32_t kMaxDepth = 64;
   /// Types, each for every way in which it is serialized.
   static constexpr std::size_t kMaxNodes = 65536;
-  /// Values that a type may have besides those that a payload brings bytes for.
-  static constexpr std::uint64_t kMaxUnpaidValues = 65536;
 
   /// `settings` null: the type is serialized in the middleware's own way.
   PlanCompiler(DefinitionLookup lookup, const maintaind::SerializationNode* settings);
@@ -72,6 +69,7 @@ class PlanCompiler {
   const bool hasSettings_;
   Plan plan_;
   SettingsView top_;
+  std::string root_;  ///< the type that is compiled
   std::string fault_;
   std::vector<std::string> open_;  ///< the types being compiled, from the outermost
   std::vector<Extent> extents_;    ///< of plan_.nodes

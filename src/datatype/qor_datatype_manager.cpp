@@ -82,25 +82,20 @@ std::string QorDatatypeManager::GetJsonString(const std::string& name) const {
 }
 
 bool QorDatatypeManager::QueryMessageDataType(const std::string& name) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (const auto at = definitions_.find(name); at != definitions_.end() && !at->second.empty()) {
-      return true;
-    }
+  if (IsStored(name)) {
+    return true;
   }
-  datatype::DefinitionTexts found;
-  if (!datatype::QueryAllDefinitions(found) || found.empty()) {
-    log_.Warn() << "Get empty datatype info of " << name << " from Maintaind.";
-    return false;
-  }
+  std::string found = datatype::QueryDefinition(name);
   const std::lock_guard lock(mutex_);
-  definitions_.merge(found);
-  if (definitions_[name].empty()) {
-    log_.Warn() << "Datatype " << name << " jsonstring is empty.";
-    definitions_.erase(name);
-    return false;
+  if (!found.empty()) {
+    definitions_.insert_or_assign(name, std::move(found));
+    return true;
   }
-  return true;
+  log_.Warn() << "Get empty datatype info of " << name << " from Maintaind.";
+  if (definitions_.count(name) != 0) {
+    log_.Warn() << "Datatype " << name << " jsonstring is empty.";
+  }
+  return false;
 }
 
 std::string QorDatatypeManager::GetDataTypeInfo(const std::string& name) const { return MessageName(name, 0); }
@@ -242,6 +237,12 @@ QorDatatypeManager::Rows QorDatatypeManager::ParseEventMsgForTypeReference(const
   return ParseEventMsgForMultDataType(referenced, depth + 1);
 }
 
+bool QorDatatypeManager::IsStored(const std::string& name) const {
+  const std::lock_guard lock(mutex_);
+  const auto at = definitions_.find(name);
+  return at != definitions_.end() && !at->second.empty();
+}
+
 bool QorDatatypeManager::GetShowMessageTypeResult(const std::string& name, std::string& text) const {
   Rows rows;
   if (!GetShowDataTypeResult(name, rows)) {
@@ -256,7 +257,7 @@ bool QorDatatypeManager::GetShowMessageTypeResult(const std::string& name, std::
 void QorDatatypeManager::AppendTree(const std::string& name, std::uint32_t depth, std::set<std::string>& shown,
                                     std::string& text) const {
   Rows rows;
-  if (depth >= kMaxDepth || !shown.insert(name).second || !GetShowDataTypeResult(name, rows)) {
+  if (depth >= kMaxDepth || !IsStored(name) || !shown.insert(name).second || !GetShowDataTypeResult(name, rows)) {
     return;
   }
   for (const DataTypeReturnValue& row : rows) {

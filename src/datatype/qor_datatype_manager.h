@@ -74,6 +74,7 @@ class QorDatatypeManager {
   static Rows ParseEventMsgEnumeration(const Json& document);
   static Rows ParseEventMsgForStructAndVariant(const Json& document);
   Rows ParseEventMsgForTypeReference(const Json& document, std::uint32_t depth) const;
+  bool IsStored(const std::string& name) const;
   std::string MessageName(const std::string& name, std::uint32_t depth) const;
   void AppendTree(const std::string& name, std::uint32_t depth, std::set<std::string>& shown, std::string& text) const;
 

@@ -20,7 +20,6 @@ using datatype::WireOptions;
 
 constexpr std::uint32_t kLogIntervalMs = 500;
 constexpr std::size_t kLoggedText = 1024;
-constexpr std::uint32_t kMaxDepth = datatype::PlanCompiler::kMaxDepth;
 
 std::string_view Beginning(std::string_view text) { return text.substr(0, kLoggedText); }
 
@@ -177,7 +176,7 @@ bool QorDeserializer::IsUserDefinedType(const std::string& name) const { return 
 bool QorDeserializer::IsValue(const std::string& name) const {
   std::string current = SubStdDataType(name);
   std::string reference;
-  for (std::uint32_t depth = 0; depth < kMaxDepth; ++depth) {
+  for (std::uint32_t depth = 0; depth < datatype::kMaxTypeDepth; ++depth) {
     if (datatype::PrimitiveByName(current).has_value()) {
       return true;
     }
@@ -229,7 +228,7 @@ std::size_t QorDeserializer::BaseTypeSize(const TypeDefinition& definition) cons
 
 std::size_t QorDeserializer::GetBaseTypeSize(const std::string& name) const {
   std::string current = name;
-  for (std::uint32_t depth = 0; depth < kMaxDepth; ++depth) {
+  for (std::uint32_t depth = 0; depth < datatype::kMaxTypeDepth; ++depth) {
     const auto target = Target(current);
     if (!target.has_value()) {
       return 0;
@@ -247,7 +246,7 @@ std::size_t QorDeserializer::GetBaseTypeSize(const std::string& name) const {
 }
 
 std::optional<std::string> QorDeserializer::Target(std::string name) const {
-  for (std::uint32_t depth = 0; depth < kMaxDepth; ++depth) {
+  for (std::uint32_t depth = 0; depth < datatype::kMaxTypeDepth; ++depth) {
     name = SubStdDataType(name);
     if (datatype::PrimitiveByName(name).has_value()) {
       return name;

@@ -87,7 +87,7 @@ class QorDeserializer {
   /// Prints values as JSON, without their names; lists as the format says. Before the first type is resolved.
   void SetJson() { style_.kind = datatype::LayoutKind::kJson; }
   /// What becomes of texts in the payload, and of names in the definitions, that are not plain ASCII, in the layouts
-  /// for people; the terminating zero is one of them. Before the first type is resolved.
+  /// for people; a terminating zero is left out. Before the first type is resolved.
   void SetTextFilter(datatype::TextFilter filter) { style_.filter = filter; }
 
   /// False, with a line in the log, when there is no definition or it cannot be parsed.

@@ -139,7 +139,7 @@ void QorS2SDeserializer::Fail(const Signal& signal, std::size_t size) {
   retInfo_ = "Signal '" + signal.layout.name +
              "' lies behind the end of the PDU[bitPosition=" + std::to_string(signal.layout.bitPosition) +
              ", size=" + std::to_string(size) + "]";
-  log_.Error("QorS2SDeserializer_Signal", 500) << retInfo_;
+  log_.Error("QorS2SDeserializer_Signal" + signal.layout.name, 500) << retInfo_;
 }
 
 }  // namespace qor

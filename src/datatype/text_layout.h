@@ -40,6 +40,9 @@ class TextLayout {
   }
   void EndEnumeration() { text_.Append('"'); }
   void Text(std::string_view text) {
+    if (filter_ != nullptr && text.ends_with('\0')) {
+      text.remove_suffix(1);  // the terminator of most texts, which the filter needs not see
+    }
     text_.Append('"');
     Foreign(text);
     text_.Append('"');

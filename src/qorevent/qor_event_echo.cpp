@@ -46,15 +46,21 @@ bool QorEventEcho::Initialize() { return InitMaintaindConnection() && Initialize
 bool QorEventEcho::InitMaintaindConnection() {
   const auto manager = qortools::common::ToolsCommonClientManager::GetInstance();
   if (!isConnected_) {
-    ::setenv("SOMEIP_LOG_LEVEL", "error", /*overwrite=*/0);
+    constexpr char kVariable[] = "SOMEIP_LOG_LEVEL";
+    if (::setenv(kVariable, "error", /*overwrite=*/0) != 0) {
+      log_.Error() << "Failed to set up environment vairable '" << kVariable << "'";
+      return false;
+    }
     manager->FindMaintaindService();
     log_.Debug() << "[QorEventEcho] Find maintaind service over";
     isConnected_ = true;
   }
-  if (manager->GetProxyListSize() == 0) {
-    log_.Error() << "Find service fail.";
+  const std::size_t count = manager->GetProxyListSize();
+  if (count == 0) {
+    log_.Error() << "Failed to find maintaind service";
     return false;
   }
+  log_.Debug() << "Found " << count << " maintaind instance(s)";
   return true;
 }
 
@@ -90,13 +96,13 @@ QorEventEcho::EchoResult QorEventEcho::Echo(const std::string& eventName, const 
   record->eventName = eventName;
   record->options = options;
   record->callback = std::move(callback);
-  for (const auto step :
-       {&QorEventEcho::QueryEventInfoFromMaintaind, &QorEventEcho::RegisterEvent, &QorEventEcho::SubscribeEvent}) {
+  for (const auto step : {&QorEventEcho::QueryEventInfoFromMaintaind, &QorEventEcho::CheckIsNew,
+                          &QorEventEcho::RegisterEvent, &QorEventEcho::SubscribeEvent}) {
     if (const EchoResult result = (this->*step)(*record); result != EchoResult::kEchoing) {
       return result;
     }
   }
-  log_.Info() << "Event '" << HandleEventName(record->records.front()) << "' is echoing...";
+  log_.Info() << "Event '" << record->fullName << "' is echoing...";
   const std::lock_guard lock(mutex_);
   echoes_.emplace(eventName, std::move(record));
   return EchoResult::kEchoing;
@@ -110,8 +116,7 @@ QorEventEcho::EchoResult QorEventEcho::InitAndCheckValid(const std::string& even
   {
     const std::lock_guard lock(mutex_);
     if (echoes_.count(eventName) != 0) {
-      log_.Warn() << "Event '" << eventName << "' is already in echoing";
-      return EchoResult::kAlreadyEchoing;
+      return AlreadyEchoing(eventName);
     }
   }
   if (!InitMaintaindConnection()) {
@@ -120,9 +125,24 @@ QorEventEcho::EchoResult QorEventEcho::InitAndCheckValid(const std::string& even
   return InitializeQorComInterface() ? EchoResult::kEchoing : EchoResult::kFailed;
 }
 
+/// Another name may have led to the same event.
+QorEventEcho::EchoResult QorEventEcho::CheckIsNew(EchoRecord& record) {
+  record.fullName = HandleEventName(record.records.front());
+  const std::lock_guard lock(mutex_);
+  const bool isEchoing = std::ranges::any_of(
+      echoes_, [&](const auto& other) { return IsRepeated(record.records.front(), other.second->records); });
+  return isEchoing ? AlreadyEchoing(record.eventName) : EchoResult::kEchoing;
+}
+
+QorEventEcho::EchoResult QorEventEcho::AlreadyEchoing(const std::string& eventName) const {
+  log_.Warn() << "Event '" << eventName << "' is already in echoing";
+  return EchoResult::kAlreadyEchoing;
+}
+
 bool QorEventEcho::QueryEvents() {
   merged_.clear();
   answers_ = {};
+  askedAt_ = Clock::now();
   if (!InitMaintaindConnection()) {
     return false;
   }
@@ -141,10 +161,12 @@ EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoO
   filter.uuid = options.uuid;
   filter.domainId = options.isAnyDomain ? CommonFilter::kAnyDomain : options.domainId;
   filter.instanceShortName = options.instanceShortName;
-  if (common::IsValidNumber(inBrackets) && filter.uuid.empty()) {
-    filter.uuid = inBrackets;
-  } else if (filter.instanceShortName.empty()) {
-    filter.instanceShortName = inBrackets;
+  if (!inBrackets.empty()) {
+    std::string& meant = common::IsValidNumber(inBrackets) ? filter.uuid : filter.instanceShortName;
+    if (!meant.empty() && meant != inBrackets) {
+      return {};
+    }
+    meant = inBrackets;
   }
   EventRecords records;
   for (EventInfoWithPubSub& found : SelectRecords(merged_, pureName, filter)) {
@@ -157,7 +179,10 @@ EventRecords QorEventEcho::FindRecords(const std::string& eventName, const EchoO
 
 QorEventEcho::EchoResult QorEventEcho::QueryEventInfoFromMaintaind(EchoRecord& record) {
   log_.Info() << "Querying event info from maintaind[eventName=" << record.eventName << "]";
-  QueryEvents();
+  constexpr std::chrono::seconds kFresh{1};
+  if (!askedAt_.has_value() || Clock::now() - *askedAt_ > kFresh) {  // many names are mostly started in one go
+    QueryEvents();
+  }
   record.records = FindRecords(record.eventName, record.options);
   if (!IsOneEvent(record.records)) {
     log_.Error() << "Query result of event '" << record.eventName << "' is invalid.";
@@ -190,7 +215,7 @@ QorEventEcho::EchoResult QorEventEcho::RegisterEvent(EchoRecord& record) {
       }
     }
   }
-  record.renderer = std::make_unique<SampleRenderer>(record.records.front(), isDds, rendering_,
+  record.renderer = std::make_unique<SampleRenderer>(record.eventName, record.records.front(), isDds, rendering_,
                                                      &QorEventEcho::QueryTypeDefinitionFromMaintaind);
   if (!record.renderer->IsFieldKnown()) {
     fieldFault_ = record.renderer->Fault();
@@ -217,13 +242,11 @@ QorEventEcho::EchoResult QorEventEcho::SubscribeEvent(EchoRecord& record) {
     }
     if (auto subscriber = SubscribeBinding(record, *event)) {
       record.subscribers.push_back(std::move(subscriber));
+    } else {
+      log_.Error() << "Failed to subscribe event '" << record.eventName << "'";
     }
   }
-  if (record.subscribers.empty()) {
-    log_.Error() << "Failed to subscribe event '" << record.eventName << "'";
-    return EchoResult::kFailed;
-  }
-  return EchoResult::kEchoing;
+  return record.subscribers.empty() ? EchoResult::kFailed : EchoResult::kEchoing;
 }
 
 com::Subscriber QorEventEcho::SubscribeBinding(EchoRecord& record, const EventRegisterInfo& event) {
@@ -245,14 +268,14 @@ com::Subscriber QorEventEcho::DoSubscribeRecvMemory(EchoRecord& record, const Ev
 /// Registers and subscribes in one step: both bindings of an event use one entity name.
 com::Subscriber QorEventEcho::DoSubscribe(EchoRecord& record, const EventRegisterInfo& event, std::uint32_t queueSize) {
   const std::lock_guard lock(QorCommon::GetInstance().modifyConfigMutex_);
-  const std::string name = HandleEventName(record.records.front());
-  if (!Helper::AddConfig(/*isPublisher=*/false,
-                         {kNodePath, record.options.ddsNetwork, record.options.someipNetwork, name}, event)) {
+  if (!Helper::AddConfig(
+          /*isPublisher=*/false, {kNodePath, record.options.ddsNetwork, record.options.someipNetwork, record.fullName},
+          event)) {
     return {};
   }
   const DriverType driver = event.bindings.begin()->first;
   return node_->SubscribeEx(
-      kNodePath + name, com::SubscribeOptions{queueSize},
+      kNodePath + record.fullName, com::SubscribeOptions{queueSize},
       [this, &record, driver](const com::RecvBuffer& sample) { OnEventReceived(record, driver, sample); });
 }
 
@@ -262,7 +285,7 @@ void QorEventEcho::OnEventReceived(EchoRecord& record, DriverType driver, const 
     return;
   }
   if (record.callback == nullptr) {
-    log_.Error("QorEventEcho_Callback", kLogIntervalMs)
+    log_.Error("QorEventEcho_Callback" + record.eventName, kLogIntervalMs)
         << "Invalid callback function, function is nullptr, please check.";
     return;
   }

@@ -3,11 +3,13 @@
 #define QOR_QOREVENT_QOR_EVENT_ECHO_H
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -62,7 +64,8 @@ class QorEventEcho {
     return !FindRecords(eventName, options).empty();
   }
 
-  /// Starts echoing an event; several may be. The name may end in an instance or a uuid in square brackets.
+  /// Starts echoing an event; several may be. The name may end in an instance or a uuid in square brackets. Asks the
+  /// daemons, unless they answered within the last second.
   [[nodiscard]] EchoResult Echo(const std::string& eventName, const EchoOptions& options, TextCallback callback);
   [[nodiscard]] EchoResult Echo(const std::string& eventName, const EchoOptions& options, SampleCallback callback);
 
@@ -83,9 +86,12 @@ class QorEventEcho {
   static bool QueryTypeDefinitionFromMaintaind(datatype::DefinitionTexts& definitions);
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   /// One echoing event. Its address is stable, so that receive handlers keep it.
   struct EchoRecord {
     std::string eventName;  ///< as it was given
+    std::string fullName;   ///< with its instance
     EchoOptions options;
     EventRecords records;
     SampleCallback callback;
@@ -105,6 +111,8 @@ class QorEventEcho {
   EchoResult InitAndCheckValid(const std::string& eventName, const EchoOptions& options);
   EventRecords FindRecords(const std::string& eventName, const EchoOptions& options) const;
   EchoResult QueryEventInfoFromMaintaind(EchoRecord& record);
+  EchoResult CheckIsNew(EchoRecord& record);
+  EchoResult AlreadyEchoing(const std::string& eventName) const;
   EchoResult RegisterEvent(EchoRecord& record);
   bool CheckIsNoSupportRawData(const EchoRecord& record) const;
   EchoResult SubscribeEvent(EchoRecord& record);
@@ -120,7 +128,8 @@ class QorEventEcho {
   EchoRendering rendering_;
   std::string fieldFault_;
   common::Answers answers_;
-  EventRecords merged_;  ///< what they said
+  EventRecords merged_;                       ///< what they said
+  std::optional<Clock::time_point> askedAt_;  ///< when
   bool isConnected_ = false;
   std::unique_ptr<com::NodeHandle> node_;
   mutable std::mutex mutex_;                                   ///< guards the table

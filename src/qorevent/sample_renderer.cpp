@@ -48,9 +48,9 @@ bool IsBigEndian(std::uint16_t encapsulation) { return (encapsulation & 1U) == 0
 
 }  // namespace
 
-SampleRenderer::SampleRenderer(const EventRegisterInfo& event, bool isFromDdsPublisher, const EchoRendering& rendering,
-                               const QorDeserializer::QueryFunction& query)
-    : eventName_(event.eventName),
+SampleRenderer::SampleRenderer(std::string name, const EventRegisterInfo& event, bool isFromDdsPublisher,
+                               const EchoRendering& rendering, const QorDeserializer::QueryFunction& query)
+    : eventName_(std::move(name)),
       rendering_(rendering),
       isPdu_(event.serializeConfig.type == SerializationType::kPdu),
       dataType_(DataTypeOf(event)),
@@ -124,6 +124,9 @@ bool SampleRenderer::Render(DriverType driver, const com::RecvBuffer& sample, Sa
     CustomDeserializationToGetStr(info);
   } else if (deserializer_ != nullptr) {
     QorDeserializationToGetStr(driver, sample, info);
+  } else if (!rendering_.isRaw) {
+    info.retCode = QorDeserializer::DeserializationRetCode::kTypeUnknown;
+    info.retInfo = fault_;
   }
   return true;
 }

@@ -20,11 +20,13 @@ namespace qor::qorevent {
 /// thread at a time.
 class SampleRenderer {
  public:
-  /// `isFromDdsPublisher`: the event has a DDS binding too, so its payload is in the middleware's own form on both.
-  SampleRenderer(const maintaind::EventRegisterInfo& event, bool isFromDdsPublisher, const EchoRendering& rendering,
-                 const QorDeserializer::QueryFunction& query);
+  /// `name` is the label of each sample. `isFromDdsPublisher`: the event has a DDS binding too, so its payload is in
+  /// the middleware's own form on both.
+  SampleRenderer(std::string name, const maintaind::EventRegisterInfo& event, bool isFromDdsPublisher,
+                 const EchoRendering& rendering, const QorDeserializer::QueryFunction& query);
 
-  /// False when the event has no type definition that can be used: Render then leaves the text empty.
+  /// False when the event has no type definition that can be used: Render then leaves the text empty, and the code and
+  /// the reason say so, unless the bytes alone are wanted.
   bool IsDescribed() const { return deserializer_ != nullptr || pduDeserializer_ != nullptr; }
   /// Why it is not described; empty when it is.
   const std::string& Fault() const { return fault_; }

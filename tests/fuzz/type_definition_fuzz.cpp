@@ -45,9 +45,9 @@ void Render(const std::shared_ptr<const Plan>& plan, WireOptions::Form form) {
     PayloadCursor cursor(kPayload);
     TextBuffer text;
     static_cast<void>(renderer.Render(cursor, WireOptions{form, false, true, false}, WalkOptions{}, 0, true, text));
-    // What the walk allows, and what one look at the limit may let pass: a number for each byte with its name.
+    // What the walk allows, and what one look at the limit may let pass: a run of numbers, or one with its name.
     const std::size_t allowed = (std::size_t{1} << 20U) + 1024 * kPayload.size();
-    qor::Require(text.Text().size() <= allowed + (kPayload.size() + 1) * (6 * longestName + 400));
+    qor::Require(text.Text().size() <= allowed + (std::size_t{1} << 17U) + kPayload.size() * 400 + 6 * longestName);
   }
 }
 

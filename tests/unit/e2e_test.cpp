@@ -281,7 +281,7 @@ TEST(E2e, FaultyConfigurationsProtectNothingAndPassNothing) {
     const auto result = link.protector.Protect(Payload(30), sample);
     ASSERT_FALSE(result.HasValue());
     EXPECT_EQ(result.Error().Value(), static_cast<std::int32_t>(ProtectError::kConfiguration));
-    EXPECT_EQ(link.Receive(Payload(30)), CheckStatus::kError);
+    EXPECT_EQ(link.Receive(Payload(30)), CheckStatus::kCheckDisabled);
     config.isProtected = false;
     EXPECT_FALSE(ConfigFault(config));
   }

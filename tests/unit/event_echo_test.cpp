@@ -75,7 +75,8 @@ class SampleRendererTest : public ::testing::Test {
 
   SampleInfo Render(maintaind::DriverType driver, const char* payload, std::uint16_t encapsulation = 1,
                     const EchoRendering& rendering = {}) {
-    SampleRenderer renderer(event_, event_.bindings.count(maintaind::DriverType::kDds) != 0, rendering, Query);
+    SampleRenderer renderer(event_.eventName, event_, event_.bindings.count(maintaind::DriverType::kDds) != 0,
+                            rendering, Query);
     fault_ = renderer.Fault();
     const auto bytes = test::FromHex(payload);
     com::RecvBuffer sample;
@@ -122,7 +123,8 @@ TEST_F(SampleRendererTest, AnEventWithoutATypeLeavesTheText) {
   event_.bindings.clear();
   const SampleInfo info = Render(maintaind::DriverType::kDds, "0102");
   EXPECT_EQ(info.text, "");
-  EXPECT_EQ(info.retCode, QorDeserializer::DeserializationRetCode::kSuccess);
+  EXPECT_EQ(info.retCode, QorDeserializer::DeserializationRetCode::kTypeUnknown);
+  EXPECT_EQ(info.retInfo, "its type is not known");
   EXPECT_EQ(fault_, "its type is not known");
   EXPECT_EQ(size_, 2U);
   event_.dataTypeName = "EchoNobody";
@@ -159,7 +161,7 @@ TEST_F(SampleRendererTest, WhatTheTerminalCannotTakeIsFilteredAndMbufsAreTheValu
   EXPECT_EQ(Render(maintaind::DriverType::kDds, "05000000 0A 613A2031", 1, rendering).text, "a\n b: \"\na: 1\"\n---");
 
   event_.dataTypeName = "EchoImage";
-  SampleRenderer renderer(event_, true, {}, Query);
+  SampleRenderer renderer("", event_, true, {}, Query);
   const std::vector<std::uint8_t> pixels = {7, 8};
   const std::vector<OutMbufData> mbufs = {{pixels.data(), 2}};
   com::RecvBuffer sample;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <sstream>
 #include <string>
@@ -328,6 +329,33 @@ TEST_F(DeserializerTest, NestingHasALimit) {
   EXPECT_EQ(deserializer.Deserialize("Nest40", "e", {0, 0, 0, 0}, {}), "{ \"e\" : [  ] }") << "60 deep";
 }
 
+TEST_F(DeserializerTest, AStructureOfAnySizeAndPaddingIsPrintedWhole) {
+  const auto query = [](datatype::DefinitionTexts& texts) {
+    const auto add = [&texts](const std::string& name, int members, const std::string& type, const char* padding) {
+      std::string list;
+      for (int i = 0; i < members; ++i) {
+        list += (i == 0 ? "" : ",") + (R"({"Name": "m)" + std::to_string(i) + R"(", "Type": ")" + type +
+                                       R"(", "Padding": ")" + padding + R"("})");
+      }
+      texts[name] = R"({"ShortName": ")" + name + R"(", "Type": "STRUCTURE", "Subelements": [)" + list + "]}";
+    };
+    add("Sparse0", 1, "uint8", "65535");
+    for (int i = 1; i < 15; ++i) {
+      add("Sparse" + std::to_string(i), 1, "Sparse" + std::to_string(i - 1), "65535");
+    }
+    add("SparseRow", 64, "Sparse14", "65535");
+    add("SparseAll", 64, "SparseRow", "1024");
+    add("Many", 5000, "uint8", "1");
+    return true;
+  };
+  QorDeserializer padded(kDds, query, QorDeserializer::DeserializeType::kPadded, Policy::kAlignOuterLayer, kLine);
+  const std::string text = padded.Deserialize("SparseAll", "e", std::vector<std::uint8_t>(4096, 7), {});
+  EXPECT_EQ(padded.GetDeserializationRetCode(), Code::kOutOfBounds);
+  EXPECT_EQ(std::ranges::count(text, '7'), 1) << "behind the first number are 16 paddings; all are 2^32 bytes";
+  QorDeserializer packed(kDds, query, QorDeserializer::DeserializeType::kUnpadded, Policy::kAlignOuterLayer, kLine);
+  EXPECT_TRUE(packed.Deserialize("Many", "e", std::vector<std::uint8_t>(5000), {}).ends_with(R"("m4999" : 0 } })"));
+}
+
 TEST_F(DeserializerTest, TextIsBoundedByThePayload) {
   const auto query = [](datatype::DefinitionTexts& texts) {
     std::string members = R"({"Name": "x", "Type": "uint8"})";
@@ -471,6 +499,7 @@ std::vector<ConfiguredGolden> ConfiguredGoldens() {
       {Tagged(), "Tagged", "0001 05", "", "Get tlv data id failed[dataType=uint16]"},
       {Tagged(), "Tagged", "1001 00", "", "Insufficiant bytes to deserialize[dataType=uint16]"},
       {Tagged(0), "Tagged", "4003 0102", "", "Get tlv data id failed[dataType=Point]"},
+      {Tagged(0), "Tagged", "1001 0005 5003 02 0102", R"({ "a" : 5, "c" : { "x" : 1, "y" : 2 } })"},
   };
 }
 

@@ -86,7 +86,7 @@ CLI::Validator SomeipNetworkName() {
 }
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
-  command.add_flag("--json", options.isJson, "Print JSON: one object a line, indented on a terminal");
+  command.add_flag("--json", options.isJson, "Print JSON: one object a line in a pipe");
   command.add_flag("--strict", options.isStrict, "Fail when a daemon does not answer, instead of only warning");
   command.add_flag("-v,--verbose", options.verbosity, "More log lines on stderr; repeat for still more");
 }

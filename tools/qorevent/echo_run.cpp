@@ -75,11 +75,14 @@ EventLook EchoRun::StartKnownEvents() {
                        [this](const std::string& name) { return echo_.IsKnown(name, Options()); });
   for (const std::string& name : known) {
     pending_.erase(name);
-    if (const auto failed = Start(name); failed.has_value()) {
+    if (const auto failed = Start(name); failed.has_value() && !look.ending.has_value()) {
       look.ending = failed;
     }
   }
   look.isAnyKnown = !echoing_.empty();
+  if (look.isAnyKnown) {  // one that cannot be echoed does not end the others
+    look.ending.reset();
+  }
   return look;
 }
 
@@ -124,7 +127,7 @@ ExitCode EchoRun::Receive() {
       break;
     }
     if (!pending_.empty() && Clock::now() >= nextLook_) {
-      StartKnownEvents();  // one that cannot be echoed does not end the others
+      StartKnownEvents();
     }
   }
   const std::uint64_t lost = StopAll();
@@ -149,8 +152,7 @@ std::uint64_t EchoRun::WriteSamples() {
 }
 
 bool EchoRun::IsOver() const {
-  return session_.Out().HasReaderGone() || session_.Out().HasFailed() || (limit_ > 0 && sampleCount_ >= limit_) ||
-         limits_.IsOver(HasData());
+  return session_.Out().HasReaderGone() || (limit_ > 0 && sampleCount_ >= limit_) || limits_.IsOver(HasData());
 }
 
 std::uint64_t EchoRun::StopAll() {

@@ -64,7 +64,7 @@ std::string_view EchoPrinter::Print(const qorevent::SampleInfo& sample) {
   out_.clear();
   if (options_.common.isJson) {
     AddJson(sample);
-  } else if (sample.text.empty() && sample.retCode == Code::kSuccess) {
+  } else if (options_.isRaw || sample.retCode == Code::kTypeUnknown) {
     AddBytes(sample);
   } else {
     AddText(sample);
@@ -74,8 +74,9 @@ std::string_view EchoPrinter::Print(const qorevent::SampleInfo& sample) {
 }
 
 void EchoPrinter::AddText(const qorevent::SampleInfo& sample) {
-  const bool isLong = options_.isMultiLine;
-  AddHeading(sample, /*isNameTold=*/!isLong && options_.fieldPath.empty());
+  const bool isPart = !options_.fieldPath.empty();
+  const bool isLong = options_.isMultiLine && !isPart;
+  AddHeading(sample, /*isNameTold=*/!options_.isMultiLine && !isPart);
   if (isLong && !out_.empty()) {
     out_.back() = '\n';
   }
@@ -105,7 +106,7 @@ void EchoPrinter::AddBytes(const qorevent::SampleInfo& sample) {
 }
 
 void EchoPrinter::AddJson(const qorevent::SampleInfo& sample) {
-  const bool isWhole = sample.retCode == Code::kSuccess && !sample.text.empty();
+  const bool isWhole = sample.retCode == Code::kSuccess && !options_.isRaw;
   out_ += "{\"event\":" + jsonName_ + ",\"time\":\"" + TimeText(sample.receivedAt, /*isUtc=*/true);
   out_ += "\",\"e2e\":" + (sample.e2eStatus.empty() ? std::string("null") : Escaped(sample.e2eStatus));
   out_ += ",\"returnCode\":" + std::to_string(static_cast<int>(sample.retCode));

@@ -2,6 +2,8 @@
 #ifndef QOR_TOOLS_QOREVENT_ECHO_TEXT_H
 #define QOR_TOOLS_QOREVENT_ECHO_TEXT_H
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 

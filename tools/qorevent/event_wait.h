@@ -25,7 +25,7 @@ struct EventLook {
 };
 
 /// Looks until one of the events is known: each second for as long as the time-out says. Nothing when one is; otherwise
-/// how the run ends. Names that are not known while others are have their line on stderr.
+/// how the run ends.
 std::optional<ExitCode> WaitForEvents(const std::vector<std::string>& names, const RunLimits& limits, StopSignal& stop,
                                       Session& session, const std::function<EventLook()>& look);
 

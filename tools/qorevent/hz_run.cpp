@@ -97,6 +97,7 @@ ExitCode HzRun::Measure() {
     return kExitDone;
   }
   CountSamples();
+  PrintSamples();  // what came with the end
   if (!options_.isMessages) {
     printer_.PrintSummary(hz_.QorEventGetTotals());
   }
@@ -113,14 +114,20 @@ bool HzRun::WaitUntil(Clock::time_point end) {
       return false;
     }
     if (wake == StopSignal::Wake::kReadable) {
-      sampleCount_ += samples_.Take(text_);
-      session_.Out().Write(text_);
+      PrintSamples();
     } else if (Clock::now() >= deadline) {
       CountSamples();
       return true;
     }
   }
   return true;
+}
+
+void HzRun::PrintSamples() {
+  if (const std::uint64_t count = samples_.Take(text_); count > 0) {
+    sampleCount_ += count;
+    session_.Out().Write(text_);
+  }
 }
 
 void HzRun::CountSamples() {

@@ -43,6 +43,8 @@ class HzRun {
   bool HasData() const { return sampleCount_ > 0; }
   void Report();
   void CountSamples();
+  /// In message mode what waits.
+  void PrintSamples();
 
   const HzCommandOptions& options_;
   StopSignal& stop_;

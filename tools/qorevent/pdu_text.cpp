@@ -21,9 +21,11 @@ std::string SignalText(const PduSignal& signal) {
   text += signal.isSigned ? ", signed" : "";
   if (!signal.factor.empty() || !signal.offset.empty()) {
     text += ", x " + (signal.factor.empty() ? "1" : signal.factor);
-    text += signal.offset.empty() ? "" : " + " + signal.offset;
+    text += signal.offset.empty()            ? ""
+            : signal.offset.starts_with('-') ? " - " + signal.offset.substr(1)
+                                             : " + " + signal.offset;
   }
-  return text;
+  return text + (signal.hasInitialValue ? ", initially " + std::to_string(signal.initialValue) : "");
 }
 
 Json PduJson(const PduDescription& pdu) {

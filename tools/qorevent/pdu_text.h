@@ -16,7 +16,7 @@ namespace qor::tools {
 /// Nothing when the event is none, or its layout cannot be read.
 std::optional<maintaind::PduDescription> PduOf(const maintaind::EventRegisterInfo& event);
 
-/// Such as "12 bits at 4, big-endian, signed, x 0.1 + 40".
+/// Such as "12 bits at 4, big-endian, signed, x 0.1 - 40, initially 4095".
 std::string SignalText(const maintaind::PduSignal& signal);
 
 /// In the words of the deployment folder.

@@ -10,7 +10,7 @@ void AddReceiveOptions(CLI::App& command, ReceiveOptions& options, int maxNames)
       ->option_text("NAME...")
       ->check(EventName())
       ->expected(1, maxNames);
-  command.add_option("-d,--duration", options.duration, "End after so many seconds")
+  command.add_option("-d,--duration", options.duration, "End after receiving for so many seconds")
       ->check(Seconds())
       ->option_text("SECONDS");
   command

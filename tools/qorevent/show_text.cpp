@@ -116,6 +116,7 @@ void AddType(Sheet& sheet, const EventDetails& event) {
   const std::string& name = event.type.dataTypeName.empty() ? event.record.dataTypeName : event.type.dataTypeName;
   sheet.Section("Data type: " + (name.empty() ? std::string("not known") : name));
   if (const auto pdu = PduOf(event.record); pdu.has_value() && !pdu->signals.empty()) {
+    sheet.SubLine("Length", pdu->length == 0 ? "" : std::to_string(pdu->length) + " bytes");
     for (const maintaind::PduSignal& signal : pdu->signals) {
       sheet.SubLine(signal.name, SignalText(signal));
     }

@@ -14,7 +14,7 @@ enum class CheckStatus : std::uint8_t {
   kError = 3,          ///< checksum, data id or length is wrong
   kNotAvailable = 4,   ///< nothing was received yet
   kNoNewData = 5,      ///< nothing was received since the previous check
-  kCheckDisabled = 6   ///< the event is not protected
+  kCheckDisabled = 6   ///< the event is not protected, or with a profile that is not known here
 };
 
 /// The enumerator's name, for example "kOk"; "" for a number that is none.

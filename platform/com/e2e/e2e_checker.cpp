@@ -4,19 +4,15 @@
 namespace qor::com::e2e {
 
 E2eChecker::E2eChecker(const maintaind::E2EConfigInfo& config)
-    : isProtected_(config.isProtected),
-      maxDeltaCounter_(config.maxDeltaCounter),
+    : maxDeltaCounter_(config.maxDeltaCounter),
       format_(HeaderFormat::Of(config)),
       lastCounter_(format_ ? format_->MaxCounter() : 0) {}
 
 CheckResult E2eChecker::Check(std::span<const std::uint8_t> bytes) {
-  if (!isProtected_) {
+  if (!format_) {
     return {.status = CheckStatus::kCheckDisabled, .payload = bytes};
   }
   hasReceived_ = true;
-  if (!format_) {
-    return {.status = CheckStatus::kError, .payload = bytes};
-  }
   CheckResult result{.status = CheckStatus::kError, .payload = WithoutHeader(bytes)};
   if (const auto counter = format_->Read(bytes)) {
     CheckSequence(*counter, result);
@@ -25,7 +21,7 @@ CheckResult E2eChecker::Check(std::span<const std::uint8_t> bytes) {
 }
 
 CheckStatus E2eChecker::StatusWithoutData() const {
-  if (!isProtected_) {
+  if (!format_) {
     return CheckStatus::kCheckDisabled;
   }
   return hasReceived_ ? CheckStatus::kNoNewData : CheckStatus::kNotAvailable;

@@ -25,7 +25,7 @@ struct CheckResult {
 /// and
 /// 7. As there, a receiver expects the sender's first sample, with counter 0: one that joins later gets kWrongSequence
 /// for its first sample, and every sample with a correct header sets what is expected next. With a faulty configuration
-/// every sample is kError. One subscriber owns it; one thread at a time.
+/// nothing is checked. One subscriber owns it; one thread at a time.
 class E2eChecker {
  public:
   explicit E2eChecker(const maintaind::E2EConfigInfo& config);
@@ -41,7 +41,6 @@ class E2eChecker {
   std::span<const std::uint8_t> WithoutHeader(std::span<const std::uint8_t> bytes);
   void CheckSequence(std::uint32_t counter, CheckResult& result);
 
-  const bool isProtected_;
   const std::uint32_t maxDeltaCounter_;
   const std::optional<HeaderFormat> format_;
   std::uint32_t lastCounter_;

@@ -66,21 +66,30 @@ struct SerializationNode {
   }
 };
 
+namespace internal {
+
+/// Copies the fields of a node but its children.
+struct OwnFieldsVisitor {
+  template <class T>
+  void operator()(const char* /*name*/, T& to, const T& from) {
+    to = from;
+  }
+  void operator()(const char* /*name*/, std::vector<SerializationNode>& /*to*/,
+                  const std::vector<SerializationNode>& /*from*/) {}
+};
+
+}  // namespace internal
+
 /// What a child is before it says anything itself.
 inline SerializationNode InheritedFrom(const SerializationNode& parent) {
+  internal::OwnFieldsVisitor copy;
   SerializationNode child;
-  child.isBigEndian = parent.isBigEndian;
-  child.isAddBOM = parent.isAddBOM;
-  child.stringEncoding = parent.stringEncoding;
-  child.stringLength = parent.stringLength;
-  child.structLength = parent.structLength;
-  child.arrayLength = parent.arrayLength;
-  child.vectorAndMapLength = parent.vectorAndMapLength;
-  child.plainVectorLength = parent.plainVectorLength;
-  child.unionLengthField = parent.unionLengthField;
-  child.unionTypeSelectorLength = parent.unionTypeSelectorLength;
-  child.tlvLengthFieldSize = parent.tlvLengthFieldSize;
-  child.alignment = parent.alignment;
+  SerializationNode::Visit(copy, child, parent);
+  child.dataId = SerializationNode::kNoDataId;
+  child.isChildNodeEnableTlv = false;
+  child.isDynamic = false;
+  child.isLastSerializeNode = false;
+  child.elementPadding = 0;
   return child;
 }
 
