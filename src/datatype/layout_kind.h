@@ -17,10 +17,8 @@ enum class LayoutKind : std::uint8_t { kOneLine, kMultiLine, kJson };
 
 /// A layout, and what it does to texts of the network. JSON has its own escapes.
 struct LayoutStyle {
-  LayoutStyle(LayoutKind layoutKind, TextFilter textFilter = nullptr) : kind(layoutKind), filter(textFilter) {}
-
-  LayoutKind kind;
-  TextFilter filter;
+  LayoutKind kind = LayoutKind::kOneLine;
+  TextFilter filter = nullptr;
 };
 
 /// Adds the label of a member.

@@ -38,7 +38,7 @@ QorDeserializer::QorDeserializer(Protocol protocol, QueryFunction query, Deseria
       policy_(policy),
       format_(format),
       settings_(std::move(settings)),
-      style_(IsMultiLine() ? LayoutKind::kMultiLine : LayoutKind::kOneLine) {}
+      style_{IsMultiLine() ? LayoutKind::kMultiLine : LayoutKind::kOneLine} {}
 
 bool QorDeserializer::IsMultiLine() const { return (static_cast<unsigned>(format_) & 1U) != 0; }
 bool QorDeserializer::IsSummary() const { return (static_cast<unsigned>(format_) & 2U) != 0; }

@@ -127,14 +127,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (path.has_value() && (data[1] & 0x40U) != 0) {
     options.path = *path;
   }
-  PayloadRenderer renderer(target.plan, layout);
+  PayloadRenderer renderer(target.plan, {layout});
   PayloadCursor cursor(payload);
   TextBuffer text;
   const bool isOk = renderer.Render(cursor, target.wire, options, 0, true, text);
   qor::Require(isOk == (cursor.Code() == DeserializationRetCode::kSuccess));
   qor::Require(isOk == cursor.Reason().empty());
   qor::Require(text.Text().size() <= 200 * (payload.size() + 20));
-  PayloadRenderer single(target.plan, layout, /*usesRuns=*/false);
+  PayloadRenderer single(target.plan, {layout}, /*usesRuns=*/false);
   PayloadCursor singleCursor(payload);
   TextBuffer singleText;
   qor::Require(isOk == single.Render(singleCursor, target.wire, options, 0, true, singleText));

@@ -41,7 +41,7 @@ void Render(const std::shared_ptr<const Plan>& plan, WireOptions::Form form) {
     }
   }
   for (const LayoutKind layout : {LayoutKind::kOneLine, LayoutKind::kMultiLine, LayoutKind::kJson}) {
-    PayloadRenderer renderer(plan, layout);
+    PayloadRenderer renderer(plan, {layout});
     PayloadCursor cursor(kPayload);
     TextBuffer text;
     static_cast<void>(renderer.Render(cursor, WireOptions{form, false, true, false}, WalkOptions{}, 0, true, text));

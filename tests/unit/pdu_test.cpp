@@ -26,7 +26,7 @@ PduSignal Signal(const char* name, std::uint32_t position, std::uint32_t length,
 }
 
 std::string Render(const PduDescription& pdu, const char* payload, LayoutKind layout = LayoutKind::kOneLine) {
-  QorS2SDeserializer deserializer(pdu, layout);
+  QorS2SDeserializer deserializer(pdu, {layout});
   std::string text;
   const bool isOk = deserializer.Deserialize("pdu", test::FromHex(payload), text);
   EXPECT_EQ(isOk, deserializer.GetDeserializationRetInfo().empty());
@@ -70,7 +70,7 @@ TEST(PduTest, FactorAndOffsetMakeThePhysicalValue) {
 
 TEST(PduTest, OneSignalCanBeChosen) {
   const PduDescription pdu{2, {Signal("low", 0, 8), Signal("high", 8, 8)}};
-  QorS2SDeserializer deserializer(pdu, LayoutKind::kOneLine);
+  QorS2SDeserializer deserializer(pdu, {LayoutKind::kOneLine});
   EXPECT_FALSE(deserializer.SetField("hihg"));
   EXPECT_EQ(deserializer.GetDeserializationRetInfo(), "the PDU has no signal 'hihg'; it has: low, high");
   ASSERT_TRUE(deserializer.SetField("high"));

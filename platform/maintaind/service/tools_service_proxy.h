@@ -27,7 +27,7 @@ class QORMaintaindToolsServiceProxy {
     std::uint16_t GetInstanceId() const { return instance_; }
     /// The path of a socket for a daemon of this host, "<IPv4 address>:<TCP port>" for one of another.
     const std::string& GetAddress() const { return address_; }
-    auto operator<=>(const HandleType&) const = default;
+    auto operator<=>(const HandleType&) const = default;  // NOLINT(modernize-use-nullptr): there is no pointer
 
    private:
     std::uint16_t instance_;
