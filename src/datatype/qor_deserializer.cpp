@@ -15,7 +15,6 @@ using datatype::Category;
 using datatype::LayoutKind;
 using datatype::PayloadCursor;
 using datatype::PayloadRenderer;
-using datatype::Primitive;
 using datatype::WireOptions;
 
 constexpr std::uint32_t kLogIntervalMs = 500;
