@@ -6,6 +6,7 @@ find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(QOR_DLT IMPORTED_TARGET automotive-dlt)
+pkg_check_modules(QOR_COMPRESSION REQUIRED IMPORTED_TARGET liblz4 libzstd)
 
 # asio is header-only and ships no package file.
 find_path(QOR_ASIO_INCLUDE_DIR asio.hpp REQUIRED)
