@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/qorbag/qor_bag_file.h"
+
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "platform/log/qor_log.h"
+#include "src/common/checks.h"
+#include "src/qorbag/file_input.h"
+#include "src/qorbag/file_output.h"
+
+namespace qor::qorbag {
+namespace {
+
+constexpr QorLog kLog("QorBagFile");
+
+/// The names that this process records to.
+class OpenNames {
+ public:
+  static OpenNames& Process() {
+    static auto* const names = new OpenNames;
+    return *names;
+  }
+  bool Add(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    return names_.insert(name).second;
+  }
+  void Remove(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    names_.erase(name);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::set<std::string> names_;
+};
+
+int Failed(std::string_view text) {
+  kLog.Error() << text;
+  return QorBagFile::kFailed;
+}
+
+int CodeOf(BagFileWriter::Result result) {
+  switch (result) {
+    case BagFileWriter::Result::kOk:
+      return QorBagFile::kOk;
+    case BagFileWriter::Result::kCompressionFailed:
+      return QorBagFile::kCompressionFailed;
+    case BagFileWriter::Result::kFailed:
+      break;
+  }
+  return QorBagFile::kFailed;
+}
+
+}  // namespace
+
+QorBagFile::~QorBagFile() {
+  if (writer_.IsOpen()) {
+    OpenNames::Process().Remove(writeName_);
+  }
+}
+
+int QorBagFile::OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file) {
+  if (fileName.empty()) {
+    return Failed("OpenWrite: Bagfile name is NULL!");
+  }
+  if (!common::CheckPathForSecurity(filePath) || !common::CheckPathForSecurity(fileName)) {
+    return Failed("OpenWrite: The path is insecure[path=" + filePath + "].");
+  }
+  if (!OpenNames::Process().Add(fileName)) {
+    return Failed("Error: recording the same file name, please check the file name.");
+  }
+  auto output = std::make_unique<FileOutput>(fileName);
+  const bool isMade = output->IsOpen();
+  const auto result = isMade ? writer_.Open(std::move(output), file) : BagFileWriter::Result::kFailed;
+  if (result == BagFileWriter::Result::kFailed) {
+    OpenNames::Process().Remove(fileName);
+    return kFailed;
+  }
+  writeName_ = fileName;
+  file_ = file;
+  return CodeOf(result);
+}
+
+int QorBagFile::Write(const EventMsg& msg, std::uint64_t time, const std::uint8_t* data, std::uint32_t size) {
+  if (!writer_.IsOpen() || msg.event == nullptr) {
+    return kFailed;
+  }
+  const auto result = writer_.Write(msg, time, {data, size});
+  if (result == BagFileWriter::Result::kFailed) {
+    kLog.Error() << "Write: StopChunkWriting failed!";
+  }
+  return CodeOf(result);
+}
+
+bool QorBagFile::OpenRead(const std::string& name) { return OpenInput(name, /*isActive=*/false); }
+
+bool QorBagFile::OpenReadActiveFile(const std::string& name) { return OpenInput(name, /*isActive=*/true); }
+
+bool QorBagFile::OpenInput(const std::string& name, bool isActive) {
+  if (name.empty()) {
+    kLog.Error() << "OpenRead: Bagfile name is NULL!";
+    return false;
+  }
+  if (!common::CheckPathForSecurity(name)) {
+    kLog.Error() << "OpenRead: The path is insecure[path=" << name << "].";
+    return false;
+  }
+  auto input = std::make_unique<FileInput>(name);
+  if (!input->IsOpen()) {
+    kLog.Error() << "OpenRead: Bagfile " << name << " open failed!";
+    return false;
+  }
+  file_ = name;
+  return isActive ? reader_.OpenActive(std::move(input)) : reader_.Open(std::move(input));
+}
+
+bool QorBagFile::GetFileHeaderInfo(BagFileHeadInfo& info) const {
+  if (!reader_.IsOpen()) {
+    return false;
+  }
+  const FileHeader& header = reader_.Header();
+  info = {file_,
+          reader_.Version(),
+          reader_.FileSize(),
+          header.startRecordRealTime,
+          header.startRecordVirtualTime,
+          header.stopRecordRealTime,
+          header.stopRecordVirtualTime,
+          header.compression,
+          {}};
+  for (const auto& [id, connection] : reader_.Connections()) {
+    BagFileMessageInfo& message = info.messages.emplace_back();
+    message.eventName = connection.eventName;
+    message.dataType = connection.dataType;
+    message.driverType = connection.driverType;
+    message.serializationType = connection.serializationType;
+    message.eventInfo = connection.eventInfo;
+    // Of old and active bags the records do not tell; the index does for all.
+    if (const auto index = reader_.Indexes().find(id); index != reader_.Indexes().end() && !index->second.empty()) {
+      message.msgCount = index->second.size();
+      message.startTime = index->second.front().time;
+      message.endTime = index->second.back().time;
+    }
+  }
+  if (info.messages.empty()) {
+    kLog.Warn() << (info.version >= kWithStatistics ? "GetInfoFromOptimizedBag: connection size is zero!"
+                                                    : "GetInfoFromOldBag: connection size is zero!");
+  }
+  return true;
+}
+
+int QorBagFile::CloseWrite() {
+  if (!writer_.IsOpen()) {
+    return kFailed;
+  }
+  const auto result = writer_.Close();
+  OpenNames::Process().Remove(writeName_);
+  return CodeOf(result);
+}
+
+}  // namespace qor::qorbag

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_QORBAG_QOR_BAG_FILE_H
+#define QOR_QORBAG_QOR_BAG_FILE_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "src/qorbag/bag_file_reader.h"
+#include "src/qorbag/bag_file_writer.h"
+#include "src/qorbag/bag_format.h"
+#include "src/qorbag/event_description.h"
+
+namespace qor::qorbag {
+
+/// What is known about one recorded event of a bag.
+struct BagFileMessageInfo {
+  std::string eventName;
+  std::string dataType;
+  std::uint64_t msgCount = 0;
+  std::uint64_t startTime = 0;  ///< of its first message, milliseconds
+  std::uint64_t endTime = 0;
+  maintaind::DriverType driverType = maintaind::DriverType::kDds;
+  maintaind::SerializationType serializationType = maintaind::SerializationType::kCm;
+  maintaind::EventInfo eventInfo;
+};
+
+/// What is known about a bag without reading its messages. Times in milliseconds.
+struct BagFileHeadInfo {
+  std::string fileName;
+  std::uint32_t version = 0;
+  std::uint64_t fileSize = 0;  ///< bytes
+  std::uint64_t startRecordRealTime = 0;
+  std::uint64_t startRecordVirtualTime = 0;
+  std::uint64_t stopRecordRealTime = 0;
+  std::uint64_t stopRecordVirtualTime = 0;
+  FileCompressionType compression = FileCompressionType::kNone;
+  std::vector<BagFileMessageInfo> messages;  ///< by connection id
+};
+
+/// A bag file that is written or read. Not locked: used by one thread at a time.
+class QorBagFile {
+ public:
+  /// What an operation ended with.
+  static constexpr int kOk = 0;
+  static constexpr int kFailed = -1;
+  static constexpr int kCompressionFailed = -3;
+
+  QorBagFile() = default;
+  ~QorBagFile();
+  QorBagFile(const QorBagFile&) = delete;
+  QorBagFile& operator=(const QorBagFile&) = delete;
+
+  /// Before OpenWrite.
+  void SetVersion(std::uint32_t version) { writer_.SetVersion(version); }
+  void SetCompressionType(FileCompressionType type) { writer_.SetCompressionType(type); }
+  void SetMaxChunkSize(std::uint32_t kibibytes) { writer_.SetMaxChunkSize(kibibytes); }
+  /// Of the file that is read, otherwise of the one that is written.
+  std::uint32_t GetVersion() const { return reader_.IsOpen() ? reader_.Version() : writer_.GetVersion(); }
+  FileCompressionType GetCompressionType() const {
+    return reader_.IsOpen() ? reader_.Header().compression : writer_.GetCompressionType();
+  }
+
+  /// Makes the file and writes what it begins with. `fileName` is what is opened, in the folder `filePath`, and becomes
+  /// `file` when it is closed. kCompressionFailed: it is open, and will not be compressed.
+  [[nodiscard]] int OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file);
+  bool IsOpen() const { return writer_.IsOpen(); }
+
+  /// Adds a message of `size` bytes; `time` in milliseconds. See BagFileWriter::Write.
+  [[nodiscard]] int Write(const EventMsg& msg, std::uint64_t time, const std::uint8_t* data, std::uint32_t size);
+  [[nodiscard]] int CloseWrite();
+
+  /// Whether something was written since the last Sync.
+  bool IsDirty() const { return writer_.IsDirty(); }
+  [[nodiscard]] bool Flush() { return writer_.Flush(); }
+  [[nodiscard]] bool Sync() { return writer_.Sync(); }
+
+  /// Opens a bag that was closed, or one that was not. False, with a line in the log, when it cannot be read.
+  [[nodiscard]] bool OpenRead(const std::string& name);
+  [[nodiscard]] bool OpenReadActiveFile(const std::string& name);
+  void CloseRead() { reader_.Close(); }
+  bool IsReading() const { return reader_.IsOpen(); }
+  /// Of the file that is read. False when none is.
+  [[nodiscard]] bool GetFileHeaderInfo(BagFileHeadInfo& info) const;
+  const std::map<std::uint32_t, Connection>& Connections() const { return reader_.Connections(); }
+  const std::vector<ChunkInfo>& ChunkInfos() const { return reader_.ChunkInfos(); }
+  /// By connection id, each in the order of time.
+  const std::map<std::uint32_t, BagFileReader::Index>& Indexes() const { return reader_.Indexes(); }
+  /// See BagFileReader::ReadMsgDataIntoStream.
+  [[nodiscard]] bool ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset) {
+    return reader_.ReadMsgDataIntoStream(index, out, offset);
+  }
+  /// Bytes of the payload.
+  bool ReadMsgDataSize(const MessageIndex& index, std::uint32_t& size) const {
+    size = index.size;
+    return reader_.IsOpen();
+  }
+
+  /// What the file is called in the end, or was opened as.
+  const std::string& GetFileName() const { return file_; }
+  /// Bytes, with the chunk that is open.
+  std::uint64_t GetFileSize() const { return writer_.IsOpen() ? writer_.GetFileSize() : 0; }
+
+ private:
+  bool OpenInput(const std::string& name, bool isActive);
+
+  BagFileWriter writer_;
+  BagFileReader reader_;
+  std::string writeName_;  ///< of the open file
+  std::string file_;
+};
+
+}  // namespace qor::qorbag
+
+#endif

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_QORBAG_QOR_VIEW_H
+#define QOR_QORBAG_QOR_VIEW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "src/qorbag/bag_records.h"
+#include "src/qorbag/connection.h"
+#include "src/qorbag/qor_bag_file.h"
+#include "src/qorbag/qor_buffer.h"
+
+namespace qor::qorbag {
+
+/// Says which connections are wanted.
+using ConnectionPredicate = std::function<bool(const Connection&)>;
+
+/// All of them.
+struct QorTrueQuery {
+  bool operator()(const Connection& /*connection*/) const { return true; }
+};
+
+/// Those of some events: none that is skipped; of the others, when any are included, only those. Empty lists include
+/// all and skip none.
+class QorEventQuery {
+ public:
+  static constexpr std::uint16_t kAnyDomain = 1000;
+
+  QorEventQuery(std::vector<std::string> included, std::vector<std::string> skipped,
+                std::uint16_t domainId = kAnyDomain, std::string networkSegment = "");
+  bool operator()(const Connection& connection) const;
+
+ private:
+  bool CheckEventIndex(const Connection& connection) const;
+
+  std::vector<std::string> included_;  ///< sorted
+  std::vector<std::string> skipped_;   ///< sorted
+  std::uint16_t domainId_;
+  std::string networkSegment_;  ///< empty: any
+};
+
+/// Which connections of a bag, and of when. Both ends of the time count.
+struct QorQuery {
+  ConnectionPredicate predicate = QorTrueQuery();
+  std::uint64_t startTime = 0;
+  std::uint64_t endTime = UINT64_MAX;
+};
+
+/// A query of one bag, which must outlive it.
+struct QorBagQuery {
+  QorBagFile* bag = nullptr;
+  QorQuery query;
+};
+
+/// The messages of one connection that a query wants.
+struct MessageRange {
+  std::span<const MessageIndex> messages;
+  const Connection* connection = nullptr;
+  QorBagFile* bag = nullptr;
+};
+
+/// One message of a bag, which must be open while it is used.
+class QorMsgEntity {
+ public:
+  QorMsgEntity(QorBagFile& bag, const Connection& connection, const MessageIndex& index)
+      : bag_(&bag), connection_(&connection), index_(index) {}
+
+  std::uint64_t GetTime() const { return index_.time; }
+  const Connection& GetConnection() const { return *connection_; }
+  const std::string& GetEvent() const { return connection_->eventName; }
+  const std::string& GetDataType() const { return connection_->dataType; }
+  std::uint32_t GetBagVersion() const { return bag_->GetVersion(); }
+  bool GetMsgSize(std::uint32_t& size) const { return bag_->ReadMsgDataSize(index_, size); }
+  /// Puts the payload behind the first `offset` bytes of the buffer. False, with a line in the log, when it cannot be
+  /// read.
+  [[nodiscard]] bool WriteMsg(QorBuffer& buffer, std::uint32_t offset) const {
+    return bag_->ReadMsgDataIntoStream(index_, buffer, offset);
+  }
+
+ private:
+  QorBagFile* bag_;
+  const Connection* connection_;
+  MessageIndex index_;
+};
+
+/// The messages of one or several bags that queries want, in the order of time. Queries come first, then the iteration.
+/// Used by one thread; the bags must outlive it, open.
+class QorView {
+ public:
+  void AddQuery(QorBagFile& bag, std::uint64_t startTime, std::uint64_t endTime) {
+    AddQuery(bag, QorTrueQuery(), startTime, endTime);
+  }
+  void AddQuery(QorBagFile& bag, ConnectionPredicate predicate, std::uint64_t startTime, std::uint64_t endTime);
+
+  /// Messages.
+  std::uint64_t Size() const;
+  /// Of the first and of the last message; 0 when there is none.
+  std::uint64_t GetBeginTime() const;
+  std::uint64_t GetEndTime() const;
+  /// Those that have messages in the view.
+  std::vector<const Connection*> GetConnections() const;
+
+  class Iterator {
+   public:
+    explicit Iterator(const QorView& view);
+
+    bool IsEnd() const { return cursors_.empty(); }
+    /// The current message; valid until the iteration goes on, unless it is copied. Not at the end.
+    const QorMsgEntity& Value();
+    void Increase();
+    std::uint64_t GetPosValue() const { return position_; }
+
+   private:
+    /// Where one range stands.
+    struct ViewIterHelper {
+      const MessageIndex* at;
+      const MessageIndex* end;
+      const MessageRange* range;
+    };
+    static bool IsBefore(const ViewIterHelper& left, const ViewIterHelper& right);
+
+    void Populate(const QorView& view);
+    void SiftDown(std::size_t place);
+
+    std::vector<ViewIterHelper> cursors_;  ///< a heap, the earliest message in front
+    std::uint64_t position_ = 0;
+    std::vector<QorMsgEntity> current_;  ///< the message in front once it was asked for
+  };
+
+  Iterator Begin() const { return Iterator(*this); }
+
+ private:
+  void UpdateQueries(const QorBagQuery& query);
+
+  std::vector<QorBagQuery> queries_;
+  std::vector<MessageRange> ranges_;
+};
+
+}  // namespace qor::qorbag
+
+#endif
