@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/qorbag/qor_view.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/log/log_capture.h"
+#include "src/qorbag/file_input.h"
+#include "tests/support/scratch_folder.h"
+
+namespace qor::qorbag {
+namespace {
+
+using maintaind::DriverType;
+
+/// Time, event and payload of a message.
+using Seen = std::tuple<std::uint64_t, std::string, std::string>;
+
+class BagViewTest : public ::testing::Test {
+ protected:
+  static EventMsg Event(const std::string& name, std::uint16_t domain) {
+    auto event = std::make_shared<EventDescription>();
+    event->eventName = name;
+    event->eventInfo.dds.domainId = domain;
+    event->eventInfo.dds.networkIp = "10.0.0.7";
+    event->eventInfo.dds.subnetMask = "255.0.0.0";
+    return EventMsg{event};
+  }
+
+  /// A bag of random messages; what is in it.
+  std::vector<Seen> MakeBag(const std::string& name, unsigned seed, FileCompressionType compression) {
+    std::mt19937 random(seed);
+    std::vector<EventMsg> events;
+    for (std::uint16_t i = 0; i < 20; ++i) {
+      events.push_back(Event("/view/" + std::to_string(i), i % 3));
+    }
+    QorBagFile bag;
+    bag.SetCompressionType(compression);
+    bag.SetMaxChunkSize(4);
+    EXPECT_EQ(bag.OpenWrite(Path(name), folder_.Path(), Path(name)), QorBagFile::kOk);
+    std::vector<Seen> all;
+    for (int i = 0; i < 2000; ++i) {
+      const EventMsg& event = events[random() % events.size()];
+      const std::uint64_t time = 1000 + random() % 300;
+      const std::string payload(random() % 200, static_cast<char>('a' + random() % 26));
+      EXPECT_EQ(bag.Write(event, time, reinterpret_cast<const std::uint8_t*>(payload.data()),
+                          static_cast<std::uint32_t>(payload.size())),
+                QorBagFile::kOk);
+      all.emplace_back(time, event.event->eventName, payload);
+    }
+    EXPECT_EQ(bag.CloseWrite(), QorBagFile::kOk);
+    return all;
+  }
+
+  static std::vector<Seen> Walk(const QorView& view) {
+    std::vector<Seen> seen;
+    QorBuffer buffer;
+    for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
+      EXPECT_EQ(at.GetPosValue(), seen.size());
+      const QorMsgEntity& message = at.Value();
+      EXPECT_TRUE(message.WriteMsg(buffer, 3));
+      std::uint32_t size = 0;
+      EXPECT_TRUE(message.GetMsgSize(size));
+      EXPECT_EQ(buffer.GetSize(), size + 3);
+      seen.emplace_back(message.GetTime(), message.GetEvent(),
+                        std::string(reinterpret_cast<const char*>(buffer.GetData()) + 3, size));
+    }
+    EXPECT_EQ(seen.size(), view.Size());
+    EXPECT_TRUE(std::ranges::is_sorted(seen, {}, [](const Seen& one) { return std::get<0>(one); }));
+    return seen;
+  }
+
+  static std::vector<Seen> Sorted(std::vector<Seen> seen) {
+    std::ranges::sort(seen);
+    return seen;
+  }
+
+  std::string Path(const std::string& name) const { return folder_.Path() + "/" + name; }
+
+  const log::LogCapture quiet_;
+  const test::ScratchFolder folder_;
+};
+
+TEST_F(BagViewTest, EveryMessageComesOnceInTheOrderOfTime) {
+  std::vector<Seen> expected = MakeBag("one.bag", 1, FileCompressionType::kNone);
+  const std::vector<Seen> second = MakeBag("two.bag", 2, FileCompressionType::kZstd);
+  expected.insert(expected.end(), second.begin(), second.end());
+  QorBagFile one;
+  QorBagFile two;
+  ASSERT_TRUE(one.OpenRead(Path("one.bag")));
+  ASSERT_TRUE(two.OpenRead(Path("two.bag")));
+  QorView view;
+  view.AddQuery(one, 0, UINT64_MAX);
+  view.AddQuery(two, 0, UINT64_MAX);
+  EXPECT_EQ(Sorted(Walk(view)), Sorted(expected));
+  EXPECT_EQ(view.GetBeginTime(), 1000U);
+  EXPECT_EQ(view.GetEndTime(), 1299U);
+  EXPECT_EQ(view.GetConnections().size(), 40U);
+}
+
+TEST_F(BagViewTest, QueriesChooseEventsAndTimes) {
+  const std::vector<Seen> all = MakeBag("one.bag", 3, FileCompressionType::kLz4);
+  QorBagFile bag;
+  ASSERT_TRUE(bag.OpenRead(Path("one.bag")));
+  const auto expect = [&](const ConnectionPredicate& predicate, std::uint64_t from, std::uint64_t to, auto isWanted) {
+    QorView view;
+    view.AddQuery(bag, predicate, from, to);
+    std::vector<Seen> expected;
+    std::ranges::copy_if(all, std::back_inserter(expected), [&](const Seen& one) {
+      return std::get<0>(one) >= from && std::get<0>(one) <= to && isWanted(std::get<1>(one));
+    });
+    EXPECT_EQ(Sorted(Walk(view)), Sorted(expected));
+  };
+  const auto isAny = [](const std::string&) { return true; };
+  const auto is = [](const std::string& name) { return [name](const std::string& other) { return other == name; }; };
+  expect(QorTrueQuery(), 1100, 1100, isAny);
+  expect(QorTrueQuery(), 1200, 1100, isAny);
+  expect(QorEventQuery({"/view/4"}, {}), 0, UINT64_MAX, is("/view/4"));
+  expect(QorEventQuery({"/view/4", "/view/5"}, {"/view/5"}), 0, UINT64_MAX, is("/view/4"));
+  expect(QorEventQuery({"/view/4"}, {}, 1), 0, UINT64_MAX, is("/view/4"));
+  expect(QorEventQuery({"/view/4"}, {}, 2), 0, UINT64_MAX, is(""));
+  expect(QorEventQuery({}, {}, QorEventQuery::kAnyDomain, "11.0.0.0"), 0, UINT64_MAX, is(""));
+
+  BagFileHeadInfo info;
+  ASSERT_TRUE(bag.GetFileHeaderInfo(info));
+  EXPECT_EQ(info.version, CURRENT_BAG_VERSION);
+  EXPECT_EQ(info.fileSize, std::filesystem::file_size(Path("one.bag")));
+  std::uint64_t count = 0;
+  for (const BagFileMessageInfo& message : info.messages) {
+    count += message.msgCount;
+  }
+  EXPECT_EQ(count, all.size());
+}
+
+TEST_F(BagViewTest, WhateverIsReadNextTheWindowHasIt) {
+  std::mt19937 random(5);
+  std::string content(3U << 20U, '\0');
+  std::ranges::generate(content, [&] { return static_cast<char>(random()); });
+  std::ofstream(Path("bytes"), std::ios::binary) << content;
+  FileInput input(Path("bytes"));
+  std::uint64_t position = 0;
+  for (int i = 0; i < 2000; ++i) {
+    const std::size_t size = random() % (i % 50 == 0 ? 400000 : 300);
+    position = random() % 4 == 0 ? random() % content.size() : position;
+    std::vector<std::uint8_t> bytes(size);
+    const bool isInside = position + size <= content.size();
+    ASSERT_EQ(input.Read(position, bytes), isInside);
+    if (isInside) {
+      ASSERT_TRUE(std::equal(bytes.begin(), bytes.end(), content.begin() + static_cast<std::ptrdiff_t>(position),
+                             [](std::uint8_t left, char right) { return left == static_cast<std::uint8_t>(right); }));
+      position += size;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qor::qorbag
