@@ -74,7 +74,7 @@ bool BagFileReader::ReadVersion() {
   const std::string_view line = beginning.substr(0, beginning.find('\n'));
   if (line.starts_with(kMark)) {
     fileHeaderPos_ = std::min<std::uint64_t>(line.size() + 1, size);
-    return ReadVersionLine(std::string(line));
+    return ReadVersionLine(std::string(line));  // sscanf wants an end
   }
   kLog.Info() << "The version of the file is: QORBAG V1.0";
   version_ = kOldestBagVersion;
@@ -82,12 +82,11 @@ bool BagFileReader::ReadVersion() {
   return true;
 }
 
-bool BagFileReader::ReadVersionLine(std::string_view line) {
+bool BagFileReader::ReadVersionLine(const std::string& line) {
   constexpr unsigned kLargest = 1000;
   unsigned major = 0;
   unsigned minor = 0;
-  if (std::sscanf(std::string(line).c_str(), "#QORBAG V%u.%u", &major, &minor) != 2 || major > kLargest ||
-      minor > kLargest) {
+  if (std::sscanf(line.c_str(), "#QORBAG V%u.%u", &major, &minor) != 2 || major > kLargest || minor > kLargest) {
     return Failed("ReadVersion get version failed!");
   }
   version_ = major * 100 + minor * 10;

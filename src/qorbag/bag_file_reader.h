@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/zel/compressor.h"
@@ -55,7 +54,7 @@ class BagFileReader {
 
   bool Begin(std::unique_ptr<BagInput> input);
   bool ReadVersion();
-  bool ReadVersionLine(std::string_view line);
+  bool ReadVersionLine(const std::string& line);
   bool ReadFileHeaderRecord();
   bool SetUpDecompressor();
   bool StartReading();

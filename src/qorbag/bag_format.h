@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -55,10 +54,6 @@ inline constexpr std::size_t kMessagePayloadAt = 59;
 
 /// The line that a file of the version begins with; empty for 100. 0 stands for the current version.
 std::string VersionLine(std::uint32_t version);
-
-/// Of a text such as "2.7", which is a digit, a point and a digit; nothing when it is not, or the version is not one
-/// from 100 to the current.
-std::optional<std::uint32_t> VersionFromText(std::string_view text);
 
 }  // namespace qor::qorbag
 

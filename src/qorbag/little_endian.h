@@ -8,15 +8,11 @@
 #include <cstring>
 #include <span>
 #include <string>
-#include <type_traits>
 
 #include "src/qorbag/qor_buffer.h"
 
 /// Numbers as bag files have them: little-endian, in their own width.
 namespace qor::qorbag {
-
-template <class T>
-concept BagNumber = std::unsigned_integral<T> || std::is_enum_v<T>;
 
 template <std::unsigned_integral T>
 constexpr T LittleEndian(T value) {
@@ -57,7 +53,6 @@ class ByteReader {
   explicit ByteReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
   std::size_t Remaining() const { return bytes_.size(); }
-  std::span<const std::uint8_t> Rest() const { return bytes_; }
 
   template <std::unsigned_integral T>
   [[nodiscard]] bool Read(T& value) {

@@ -28,8 +28,7 @@ bool QorEventQuery::CheckEventIndex(const Connection& connection) const {
 }
 
 void QorView::AddQuery(QorBagFile& bag, ConnectionPredicate predicate, std::uint64_t startTime, std::uint64_t endTime) {
-  queries_.push_back({&bag, {std::move(predicate), startTime, endTime}});
-  UpdateQueries(queries_.back());
+  UpdateQueries(QorBagQuery{&bag, {std::move(predicate), startTime, endTime}});
 }
 
 void QorView::UpdateQueries(const QorBagQuery& query) {

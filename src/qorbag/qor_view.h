@@ -51,7 +51,7 @@ struct QorQuery {
   std::uint64_t endTime = UINT64_MAX;
 };
 
-/// A query of one bag, which must outlive it.
+/// A query of one bag.
 struct QorBagQuery {
   QorBagFile* bag = nullptr;
   QorQuery query;
@@ -137,7 +137,6 @@ class QorView {
  private:
   void UpdateQueries(const QorBagQuery& query);
 
-  std::vector<QorBagQuery> queries_;
   std::vector<MessageRange> ranges_;
 };
 
