@@ -85,10 +85,14 @@ CLI::Validator SomeipNetworkName() {
                 [](const std::string& text) { return QorCommon::GetInstance().CheckSOMEIPNet(text); });
 }
 
-void AddCommonOptions(CLI::App& command, CommonOptions& options) {
+void AddOutputOptions(CLI::App& command, OutputOptions& options) {
   command.add_flag("--json", options.isJson, "Print JSON: one object a line in a pipe");
-  command.add_flag("--strict", options.isStrict, "Fail when a daemon does not answer, instead of only warning");
   command.add_flag("-v,--verbose", options.verbosity, "More log lines on stderr; repeat for still more");
+}
+
+void AddCommonOptions(CLI::App& command, CommonOptions& options) {
+  AddOutputOptions(command, options);
+  command.add_flag("--strict", options.isStrict, "Fail when a daemon does not answer, instead of only warning");
 }
 
 void AddFilterOptions(CLI::App& command, CommonFilter& filter) {

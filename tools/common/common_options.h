@@ -12,13 +12,18 @@
 namespace qor::tools {
 
 /// What every verb of every tool takes.
-struct CommonOptions {
-  bool isJson = false;    ///< --json
+struct OutputOptions {
+  bool isJson = false;  ///< --json
+  int verbosity = 0;    ///< -v, -vv, -vvv
+};
+
+/// What every verb that asks the daemons takes.
+struct CommonOptions : OutputOptions {
   bool isStrict = false;  ///< --strict
-  int verbosity = 0;      ///< -v, -vv, -vvv
 };
 
 /// `options` must live as long as the command.
+void AddOutputOptions(CLI::App& command, OutputOptions& options);
 void AddCommonOptions(CLI::App& command, CommonOptions& options);
 
 /// --instance, --network-ip, --domain-id, --uuid: which of several entities of one name is meant. Values that cannot be

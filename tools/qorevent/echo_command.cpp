@@ -32,19 +32,6 @@ int RunEcho(const EchoCommandOptions& options) {
   return EchoRun(options, stop, session).Run();
 }
 
-void AddLayouts(CLI::App& command, EchoCommandOptions& options) {
-  auto* multiLine = command.add_flag("-m,--multi-line", options.isMultiLine, "A line for each member");
-  auto* summary = command.add_flag("-s,--summary", options.isSummary, "Lists by their type and length only");
-  auto* field = command.add_option("-f,--field", options.fieldPath,
-                                   "Only this part: members by name, elements by number, as in objects[2].position");
-  field->option_text("PATH");
-  command.add_flag("--raw", options.isRaw, "The bytes in hexadecimal instead")
-      ->excludes(multiLine)
-      ->excludes(summary)
-      ->excludes(field);
-  command.add_flag("--time", options.hasTime, "When each sample arrived, local time");
-}
-
 }  // namespace
 
 void AddEchoCommand(CLI::App& app, Task& task) {
@@ -52,11 +39,13 @@ void AddEchoCommand(CLI::App& app, Task& task) {
   CLI::App* command = app.add_subcommand("echo", "Print the samples of events as they arrive");
   command->footer(kExamples);
   AddReceiveOptions(*command, *options, kMaxNames);
-  AddLayouts(*command, *options);
+  AddLayoutOptions(*command, options->layout, "When each sample arrived, local time");
   auto* count = AddCountOption(*command, *options, "End after so many samples");
   command->add_flag("--once", options->isOnce, "End after one sample")->excludes(count);
   command->callback([options, &task] {
     RequireNames(*options);
+    options->layout.isJson = options->common.isJson;
+    options->layout.hasSeveralNames = options->names.size() > 1;
     task = [options] { return RunEcho(*options); };
   });
 }

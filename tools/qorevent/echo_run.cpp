@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/common/printable.h"
-#include "tools/qorevent/echo_text.h"
+#include "tools/common/sample_printer.h"
 
 namespace qor::tools {
 namespace {
@@ -29,7 +29,7 @@ ExitCode EchoRun::Run() {
   if (!echo_.Initialize()) {
     return kExitFailure;
   }
-  echo_.SetRendering(Rendering());
+  echo_.SetRendering(options_.layout.Rendering());
   const auto look = [this] { return StartKnownEvents(); };
   if (const auto ending = WaitForEvents(options_.names, limits_, stop_, session_, look); ending.has_value()) {
     return *ending;
@@ -51,17 +51,6 @@ qorevent::EchoOptions EchoRun::Options() const {
   options.domainId = options.isAnyDomain ? std::uint16_t{0} : options_.filter.domainId;
   options.instanceShortName = options_.filter.instanceShortName;
   return options;
-}
-
-qorevent::EchoRendering EchoRun::Rendering() const {
-  qorevent::EchoRendering rendering;
-  rendering.format =
-      static_cast<QorDeserializer::FormatType>((options_.isMultiLine ? 1U : 0U) | (options_.isSummary ? 2U : 0U));
-  rendering.isJson = options_.common.isJson;
-  rendering.isRaw = options_.isRaw;
-  rendering.fieldPath = options_.fieldPath;
-  rendering.textFilter = &TerminalText;
-  return rendering;
 }
 
 EventLook EchoRun::StartKnownEvents() {
@@ -87,14 +76,14 @@ EventLook EchoRun::StartKnownEvents() {
 }
 
 std::optional<ExitCode> EchoRun::Start(const std::string& name) {
-  const auto printer = std::make_shared<EchoPrinter>(options_, name);
+  const auto printer = std::make_shared<SamplePrinter>(options_.layout, name);
   const EchoResult result = echo_.Echo(
       name, Options(), [this, printer](qorevent::SampleInfo&& sample) { samples_.Push(printer->Print(sample)); });
   switch (result) {
     case EchoResult::kEchoing: {
       echoing_.insert(name);
       const std::string reason = echo_.WhyNotDescribed(name);
-      if (!reason.empty() && !options_.isRaw) {
+      if (!reason.empty() && !options_.layout.isRaw) {
         Complain("the samples of '" + Printable(name) + "' are printed as bytes: " + Printable(reason));
       }
       return std::nullopt;

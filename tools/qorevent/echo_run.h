@@ -34,7 +34,6 @@ class EchoRun {
   using EchoResult = qorevent::QorEventEcho::EchoResult;
 
   qorevent::EchoOptions Options() const;
-  qorevent::EchoRendering Rendering() const;
 
   /// Looks for the events that are not known yet and starts those that are there now.
   EventLook StartKnownEvents();

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/qorevent/echo_text.h"
+#include "tools/common/sample_printer.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
+#include <span>
 
 #include <nlohmann/json.hpp>
 
@@ -38,8 +40,7 @@ std::string Escaped(const std::string& text) {
   return nlohmann::json(text).dump(-1, ' ', /*ensure_ascii=*/true, nlohmann::json::error_handler_t::replace);
 }
 
-}  // namespace
-
+/// As hexadecimal digits, two a byte, `separator` between two bytes.
 void AppendHex(std::span<const std::uint8_t> bytes, std::string_view separator, std::string& out) {
   constexpr char kDigits[] = "0123456789abcdef";
   bool isFirst = true;
@@ -51,20 +52,45 @@ void AppendHex(std::span<const std::uint8_t> bytes, std::string_view separator, 
   }
 }
 
+}  // namespace
+
 std::string TerminalText(std::string_view text) {
   std::string withoutZeros(text);
   std::erase(withoutZeros, '\0');
   return Printable(withoutZeros);
 }
 
-EchoPrinter::EchoPrinter(const EchoCommandOptions& options, const std::string& eventName)
-    : options_(options), name_(Printable(eventName)), jsonName_(Escaped(eventName)) {}
+qorevent::EchoRendering SampleLayout::Rendering() const {
+  qorevent::EchoRendering rendering;
+  rendering.format = static_cast<QorDeserializer::FormatType>((isMultiLine ? 1U : 0U) | (isSummary ? 2U : 0U));
+  rendering.isJson = isJson;
+  rendering.isRaw = isRaw;
+  rendering.fieldPath = fieldPath;
+  rendering.textFilter = &TerminalText;
+  return rendering;
+}
 
-std::string_view EchoPrinter::Print(const qorevent::SampleInfo& sample) {
+void AddLayoutOptions(CLI::App& command, SampleLayout& layout, const std::string& timeText) {
+  auto* multiLine = command.add_flag("-m,--multi-line", layout.isMultiLine, "A line for each member");
+  auto* summary = command.add_flag("-s,--summary", layout.isSummary, "Lists by their type and length only");
+  auto* field = command.add_option("-f,--field", layout.fieldPath,
+                                   "Only this part: members by name, elements by number, as in objects[2].position");
+  field->option_text("PATH");
+  command.add_flag("--raw", layout.isRaw, "The bytes in hexadecimal instead")
+      ->excludes(multiLine)
+      ->excludes(summary)
+      ->excludes(field);
+  command.add_flag("--time", layout.hasTime, timeText);
+}
+
+SamplePrinter::SamplePrinter(const SampleLayout& layout, const std::string& eventName)
+    : layout_(layout), name_(Printable(eventName)), jsonName_(Escaped(eventName)) {}
+
+std::string_view SamplePrinter::Print(const qorevent::SampleInfo& sample) {
   out_.clear();
-  if (options_.common.isJson) {
+  if (layout_.isJson) {
     AddJson(sample);
-  } else if (options_.isRaw || sample.retCode == Code::kTypeUnknown) {
+  } else if (layout_.isRaw || sample.retCode == Code::kTypeUnknown) {
     AddBytes(sample);
   } else {
     AddText(sample);
@@ -73,10 +99,10 @@ std::string_view EchoPrinter::Print(const qorevent::SampleInfo& sample) {
   return out_;
 }
 
-void EchoPrinter::AddText(const qorevent::SampleInfo& sample) {
-  const bool isPart = !options_.fieldPath.empty();
-  const bool isLong = options_.isMultiLine && !isPart;
-  AddHeading(sample, /*isNameTold=*/!options_.isMultiLine && !isPart);
+void SamplePrinter::AddText(const qorevent::SampleInfo& sample) {
+  const bool isPart = !layout_.fieldPath.empty();
+  const bool isLong = layout_.isMultiLine && !isPart;
+  AddHeading(sample, /*isNameTold=*/!layout_.isMultiLine && !isPart);
   if (isLong && !out_.empty()) {
     out_.back() = '\n';
   }
@@ -87,11 +113,11 @@ void EchoPrinter::AddText(const qorevent::SampleInfo& sample) {
   }
 }
 
-void EchoPrinter::AddHeading(const qorevent::SampleInfo& sample, bool isNameTold) {
-  if (options_.hasTime) {
+void SamplePrinter::AddHeading(const qorevent::SampleInfo& sample, bool isNameTold) {
+  if (layout_.hasTime) {
     out_ += TimeText(sample.receivedAt, /*isUtc=*/false) + " ";
   }
-  if (!isNameTold && options_.names.size() > 1) {
+  if (!isNameTold && layout_.hasSeveralNames) {
     out_ += name_ + ": ";
   }
   if (!sample.e2eStatus.empty()) {
@@ -99,14 +125,14 @@ void EchoPrinter::AddHeading(const qorevent::SampleInfo& sample, bool isNameTold
   }
 }
 
-void EchoPrinter::AddBytes(const qorevent::SampleInfo& sample) {
+void SamplePrinter::AddBytes(const qorevent::SampleInfo& sample) {
   AddHeading(sample, /*isNameTold=*/true);
   out_ += name_ + " " + std::to_string(sample.payload.size()) + " bytes" + (sample.payload.empty() ? "" : ": ");
   AppendHex(sample.payload, " ", out_);
 }
 
-void EchoPrinter::AddJson(const qorevent::SampleInfo& sample) {
-  const bool isWhole = sample.retCode == Code::kSuccess && !options_.isRaw;
+void SamplePrinter::AddJson(const qorevent::SampleInfo& sample) {
+  const bool isWhole = sample.retCode == Code::kSuccess && !layout_.isRaw;
   out_ += "{\"event\":" + jsonName_ + ",\"time\":\"" + TimeText(sample.receivedAt, /*isUtc=*/true);
   out_ += "\",\"e2e\":" + (sample.e2eStatus.empty() ? std::string("null") : Escaped(sample.e2eStatus));
   out_ += ",\"returnCode\":" + std::to_string(static_cast<int>(sample.retCode));

@@ -1,21 +1,36 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef QOR_TOOLS_QOREVENT_ECHO_TEXT_H
-#define QOR_TOOLS_QOREVENT_ECHO_TEXT_H
+#ifndef QOR_TOOLS_COMMON_SAMPLE_PRINTER_H
+#define QOR_TOOLS_COMMON_SAMPLE_PRINTER_H
 
-#include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
 
+#include <CLI/CLI.hpp>
+
 #include "src/qorevent/echo_options.h"
-#include "tools/qorevent/echo_command_options.h"
 
 namespace qor::tools {
 
-/// Makes what echo prints for the samples of one event. Used by one thread at a time.
-class EchoPrinter {
+/// How samples are printed.
+struct SampleLayout {
+  std::string fieldPath;  ///< empty: the whole value
+  bool isJson = false;    ///< --json, of the options of every verb
+  bool isMultiLine = false;
+  bool isSummary = false;
+  bool isRaw = false;
+  bool hasTime = false;
+  bool hasSeveralNames = false;  ///< samples of other events stand between those of one
+
+  qorevent::EchoRendering Rendering() const;
+};
+
+/// The options of the layout; `timeText` says what the time is. `layout` must live as long as the command.
+void AddLayoutOptions(CLI::App& command, SampleLayout& layout, const std::string& timeText);
+
+/// Makes what is printed for the samples of one event. Used by one thread at a time; the layout must outlive it.
+class SamplePrinter {
  public:
-  EchoPrinter(const EchoCommandOptions& options, const std::string& eventName);
+  SamplePrinter(const SampleLayout& layout, const std::string& eventName);
 
   /// The sample: with --json an object on one line, otherwise its text in lines of its own, after what --time and the
   /// E2E check say. Valid until the next call.
@@ -28,7 +43,7 @@ class EchoPrinter {
   /// What the text does not say itself; a blank stands behind it.
   void AddHeading(const qorevent::SampleInfo& sample, bool isNameTold);
 
-  const EchoCommandOptions& options_;
+  const SampleLayout& layout_;
   const std::string name_;      ///< fit for a terminal
   const std::string jsonName_;  ///< as JSON
   std::string out_;
@@ -36,9 +51,6 @@ class EchoPrinter {
 
 /// A text of the network, fit for a terminal: characters that are not become "\xNN", zeros nothing.
 std::string TerminalText(std::string_view text);
-
-/// As hexadecimal digits, two a byte, `separator` between two bytes.
-void AppendHex(std::span<const std::uint8_t> bytes, std::string_view separator, std::string& out);
 
 }  // namespace qor::tools
 
