@@ -11,7 +11,7 @@ install(TARGETS ${qor_libraries}
 # The public headers: what an application or a tool may include. The wires and the daemon stay inside.
 file(GLOB qor_public_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
      platform/ara/*/*.h platform/log/*.h platform/dp/*.h
-     src/common/*.h src/common/records/*.h src/common/utils/*.h src/datatype/*.h src/qorevent/*.h)
+     src/common/*.h src/common/records/*.h src/common/utils/*.h src/datatype/*.h src/qorevent/*.h src/qorbag/*.h platform/zel/*.h)
 foreach(name e2e/check_status node_handle publisher subscriber recv_buffer helper host_domain deployment)
   list(APPEND qor_public_headers platform/com/${name}.h)
 endforeach()

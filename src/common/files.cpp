@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/common/files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -67,6 +70,16 @@ std::string GetCanonicalPath(const std::string& path) {
     canonical = canonical.parent_path();
   }
   return canonical.string();
+}
+
+bool RenameToFreeName(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  if (errno != EINVAL && errno != ENOSYS) {
+    return false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;  // the file system knows no such rename
 }
 
 }  // namespace qor::common

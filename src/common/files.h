@@ -25,6 +25,9 @@ std::string GetFileName(const std::string& path);
 /// "/" at the end except for the root itself. Empty for an empty path.
 std::string GetCanonicalPath(const std::string& path);
 
+/// Gives a file another name, unless that is taken: EEXIST then. False sets errno.
+bool RenameToFreeName(const std::string& from, const std::string& to);
+
 }  // namespace qor::common
 
 #endif

@@ -13,6 +13,7 @@
 #include "src/common/accounts.h"
 #include "src/common/checks.h"
 #include "src/common/error_texts.h"
+#include "src/common/files.h"
 
 namespace qor::common {
 namespace {
@@ -23,16 +24,6 @@ constexpr QorLog kLog{"QorCommon"};
 bool IsNameTaken(const std::string& path) {
   struct stat info {};
   return ::lstat(path.c_str(), &info) == 0;
-}
-
-int RenameToFreeName(const char* from, const char* to) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
-    return 0;
-  }
-  if (errno != EINVAL && errno != ENOSYS) {
-    return -1;
-  }
-  return ::rename(from, to);  // the file system knows no such rename
 }
 
 int ActiveFileExists(const std::string& path) {
@@ -105,7 +96,7 @@ void SyncFolderOf(const std::string& path) {
 }  // namespace
 
 FileCalls FileCalls::System() {
-  return {.write = ::write, .sync = ::fsync, .changeOwner = ::fchown, .rename = RenameToFreeName};
+  return {.write = ::write, .sync = ::fsync, .changeOwner = ::fchown, .rename = [](const char* from, const char* to) { return RenameToFreeName(from, to) ? 0 : -1; }};
 }
 
 int SaveDataToDisk(const std::string& path, const std::string& data, const std::string& owner, const FileCalls& calls) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/bag_file_reader.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "platform/log/qor_log.h"
+#include "src/qorbag/bag_content_reader.h"
+#include "src/qorbag/record_source.h"
 
 namespace qor::qorbag {
 namespace {
@@ -23,316 +23,60 @@ bool Failed(std::string_view text) {
 
 void BagFileReader::Close() {
   input_ = nullptr;
+  content_ = std::make_shared<BagContent>();
   decompressor_ = nullptr;
-  connections_.clear();
-  chunkInfos_.clear();
-  indexes_.clear();
-  chunks_.clear();
   chunkDataSize_ = 0;
-  chunksEnd_ = 0;
 }
 
-bool BagFileReader::Open(std::unique_ptr<BagInput> input) {
-  if (!Begin(std::move(input)) || !StartReading()) {
-    Close();
-    return false;
-  }
-  kLog.Info() << "Start reading bag file success!";
-  return true;
-}
-
-bool BagFileReader::OpenActive(std::unique_ptr<BagInput> input) {
-  if (!Begin(std::move(input)) || !StartReadingActiveFile()) {
-    Close();
-    return false;
-  }
-  kLog.Info() << "Start reading active file success!";
-  return true;
-}
-
-bool BagFileReader::Begin(std::unique_ptr<BagInput> input) {
+bool BagFileReader::Open(std::unique_ptr<BagInput> input, How how) {
   Close();
   input_ = std::move(input);
-  if (!ReadVersion()) {
-    return Failed("StartReading ReadVersion failed!");
+  const auto content = std::make_shared<BagContent>();
+  BagContentReader reader(*input_, *content);
+  const bool isRead = reader.Begin() && Read(reader, how, content->version);
+  content_ = content;
+  if (!isRead || !SetUpDecompressor()) {
+    Close();
+    return false;
   }
-  if (!ReadFileHeaderRecord()) {
-    return Failed("ReadFileHeaderRecord failed!");
-  }
-  return SetUpDecompressor();
-}
-
-bool BagFileReader::ReadVersion() {
-  constexpr std::uint64_t kLongestLine = 24;
-  constexpr std::string_view kMark = "#QORBAG";
-  std::array<char, kLongestLine> bytes{};
-  const std::uint64_t size = std::min(kLongestLine - 1, input_->Size());
-  if (size == 0 || !input_->Read(0, {reinterpret_cast<std::uint8_t*>(bytes.data()), size})) {
-    return Failed("Read First line of file failed!");
-  }
-  const std::string_view beginning(bytes.data(), size);
-  const std::string_view line = beginning.substr(0, beginning.find('\n'));
-  if (line.starts_with(kMark)) {
-    fileHeaderPos_ = std::min<std::uint64_t>(line.size() + 1, size);
-    return ReadVersionLine(std::string(line));  // sscanf wants an end
-  }
-  kLog.Info() << "The version of the file is: QORBAG V1.0";
-  version_ = kOldestBagVersion;
-  fileHeaderPos_ = 0;
+  const bool isClosed = how == How::kClosed || how == How::kHeader;
+  kLog.Info() << (isClosed ? "Start reading bag file success!" : "Start reading active file success!");
   return true;
 }
 
-bool BagFileReader::ReadVersionLine(const std::string& line) {
-  constexpr unsigned kLargest = 1000;
-  unsigned major = 0;
-  unsigned minor = 0;
-  if (std::sscanf(line.c_str(), "#QORBAG V%u.%u", &major, &minor) != 2 || major > kLargest || minor > kLargest) {
-    return Failed("ReadVersion get version failed!");
+/// Records of old versions do not tell how much there is.
+bool BagFileReader::Read(BagContentReader& reader, How how, std::uint32_t version) {
+  switch (how) {
+    case How::kClosed:
+      return reader.StartReading(/*hasIndexes=*/true);
+    case How::kHeader:
+      return reader.StartReading(/*hasIndexes=*/version < kWithStatistics);
+    case How::kActive:
+      return reader.StartReadingActiveFile(/*isDamaged=*/false);
+    case How::kDamaged:
+      break;
   }
-  version_ = major * 100 + minor * 10;
-  kLog.Info() << "The version of the file is: QORBAG V" << major << "." << minor;
-  return true;
+  return reader.StartReadingActiveFile(/*isDamaged=*/true);
 }
 
-bool BagFileReader::ReadFileHeaderRecord() {
-  RecordSource source(*input_, fileHeaderPos_);
-  fileHeader_ = {};
-  if (!source.ReadHeader(fields_)) {
-    return Failed("ReadFileHeaderRecord ReadHeader failed!");
+bool BagFileReader::Share(std::unique_ptr<BagInput> input, const BagFileReader& other) {
+  Close();
+  input_ = std::move(input);
+  content_ = other.content_;
+  if (input_->Size() == other.FileSize() && SetUpDecompressor()) {
+    return true;
   }
-  if (!fields_.OptionMatch(OpCode::kFileHeader)) {
-    return Failed("ReadFileHeaderRecord OptionMatch failed!");
-  }
-  firstChunkPos_ = source.Position();
-  return fileHeader_.Decode(fields_, version_);
+  Close();
+  return false;
 }
 
 bool BagFileReader::SetUpDecompressor() {
-  if (fileHeader_.compression == FileCompressionType::kNone) {
+  if (content_->header.compression == FileCompressionType::kNone) {
     return true;
   }
   decompressor_ = std::make_unique<zel::ddt::Compressor>(
-      static_cast<zel::ddt::CompressionType>(fileHeader_.compression), zel::ddt::CompressorAction::kDecompress);
+      static_cast<zel::ddt::CompressionType>(content_->header.compression), zel::ddt::CompressorAction::kDecompress);
   return decompressor_->Init() == 0 || Failed("Compressor init failed, so the chunks cannot be read.");
-}
-
-bool BagFileReader::StartReading() {
-  RecordSource source(*input_, fileHeader_.connectionPos);
-  if (!ReadConnectionRecords(source)) {
-    return Failed("ReadConnectionRecord failed!");
-  }
-  if (!ReadChunkInfoRecords(source)) {
-    return Failed("ReadChunkInfoRecord failed!");
-  }
-  if (!StartReadChunkIndexRecord()) {
-    return Failed("StartReadChunkIndexRecord failed!");
-  }
-  SortIndexes();
-  return true;
-}
-
-bool BagFileReader::ReadConnectionRecords(RecordSource& source) {
-  for (std::uint32_t i = 0; i < fileHeader_.connectionCount; ++i) {
-    Connection connection;
-    if (!ReadConnectionRecord(source, connection)) {
-      return false;
-    }
-    connections_.insert_or_assign(connection.id, std::move(connection));
-  }
-  return true;
-}
-
-bool BagFileReader::ReadConnectionRecord(RecordSource& source, Connection& connection) {
-  if (!source.ReadHeader(fields_)) {
-    return Failed("ReadConnectionRecord ReadHeader failed!");
-  }
-  return fields_.OptionMatch(OpCode::kConnection) ? connection.Decode(fields_, version_)
-                                                  : Failed("ReadConnectionRecord OptionMatch failed!");
-}
-
-bool BagFileReader::ReadChunkInfoRecords(RecordSource& source) {
-  for (std::uint32_t i = 0; i < fileHeader_.chunkCount; ++i) {
-    ChunkInfo info;
-    if (!ReadChunkInfoRecord(source, info)) {
-      return false;
-    }
-    chunkInfos_.push_back(std::move(info));
-  }
-  return true;
-}
-
-bool BagFileReader::ReadChunkInfoRecord(RecordSource& source, ChunkInfo& info) {
-  constexpr std::uint64_t kPair = 8;
-  std::uint32_t count = 0;
-  std::uint32_t size = 0;
-  if (!source.ReadHeader(fields_)) {
-    return Failed("ReadChunkInfoRecord ReadHeader failed");
-  }
-  if (!fields_.OptionMatch(OpCode::kChunkInfo)) {
-    return Failed("ReadChunkInfoRecord option match failed");
-  }
-  if (!info.Decode(fields_, count)) {
-    return false;
-  }
-  if (!source.Read(size) || size != count * kPair || !source.ReadData(size, data_) ||
-      !info.DecodeCounts(data_.Bytes(), count)) {
-    return Failed("ReadChunkInfoRecord read data failed");
-  }
-  return true;
-}
-
-bool BagFileReader::StartReadChunkIndexRecord() {
-  for (const ChunkInfo& info : chunkInfos_) {
-    RecordSource source(*input_, info.chunkPos);
-    ChunkHeader header;
-    if (info.chunkPos < chunksEnd_) {
-      return Failed("StartReadChunkIndexRecord: a chunk begins within another");
-    }
-    if (!ReadChunkHeader(source, header)) {
-      return false;
-    }
-    const std::uint64_t dataPos = source.Position();
-    kLog.Debug() << (decompressor_ != nullptr ? "Compress seek to read chunkindexrecord"
-                                              : "Normal seek to read chunkindexrecord");
-    const auto counted = static_cast<std::uint32_t>(info.counts.size());
-    if (!source.Skip(DataSize(header)) ||
-        !ReadChunkIndexes(source, header, dataPos, version_ >= kWithChunkEndInfo ? header.connectionCount : counted)) {
-      return false;
-    }
-    chunksEnd_ = source.Position();
-  }
-  return true;
-}
-
-bool BagFileReader::ReadChunkHeader(RecordSource& source, ChunkHeader& header) {
-  if (!source.ReadHeader(fields_)) {
-    return Failed("ReadChunkHeader ReadHeader failed");
-  }
-  return fields_.OptionMatch(OpCode::kChunkHeader) ? header.Decode(fields_, version_)
-                                                   : Failed("ReadChunkHeader option match failed");
-}
-
-std::uint64_t BagFileReader::DataSize(const ChunkHeader& header) const {
-  return decompressor_ != nullptr ? header.chunkCompressedSize : header.chunkSize;
-}
-
-bool BagFileReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader& header, std::uint64_t dataPos,
-                                     std::uint32_t count) {
-  const bool isCompressed = decompressor_ != nullptr;
-  const auto offsetOf = [&](const MessageIndex& index) { return index.msgPos - (isCompressed ? 0 : dataPos); };
-  sizes_.Begin(header.chunkSize);
-  chunkEntries_.clear();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    auto& [id, entries] = chunkEntries_.emplace_back();
-    ChunkIndexHeader index;
-    if (!source.ReadHeader(fields_)) {
-      return Failed("ReadChunkIndexRecord ReadHeader failed");
-    }
-    if (!fields_.OptionMatch(OpCode::kChunkIndex)) {
-      return Failed("ReadChunkIndexRecord option match failed");
-    }
-    if (!index.Decode(fields_)) {
-      return false;
-    }
-    id = index.id;
-    if (!ReadChunkIndexRecord(source, dataPos, entries) || entries.size() != index.indexcount ||
-        !std::ranges::all_of(entries, [&](const MessageIndex& entry) { return sizes_.Add(offsetOf(entry)); })) {
-      return Failed("ReadChunkIndexRecord: the entries do not lead to messages of the chunk");
-    }
-  }
-  if (!sizes_.End()) {
-    return Failed("ReadChunkIndexRecord: the messages of the chunk overlap");
-  }
-  const auto chunk = static_cast<std::uint32_t>(chunks_.size());
-  chunks_.push_back({dataPos, header.chunkSize});
-  for (auto& [id, entries] : chunkEntries_) {
-    Index& all = indexes_[id];
-    for (MessageIndex& entry : entries) {
-      entry.chunk = chunk;
-      entry.size = sizes_.SizeAt(offsetOf(entry));
-    }
-    all.insert(all.end(), entries.begin(), entries.end());
-  }
-  return true;
-}
-
-/// The entries of one connection, behind their header.
-bool BagFileReader::ReadChunkIndexRecord(RecordSource& source, std::uint64_t dataPos, Index& entries) {
-  const std::uint32_t entrySize = MessageIndex::SizeIn(version_);
-  std::uint32_t size = 0;
-  if (!source.Read(size) || size % entrySize != 0 || !source.ReadData(size, data_)) {
-    return false;
-  }
-  entries.reserve(size / entrySize);
-  for (std::uint32_t at = 0; at < size; at += entrySize) {
-    std::uint64_t chunkDataPos = dataPos;
-    entries.push_back(MessageIndex::Load(data_.GetData() + at, chunkDataPos, version_));
-    if (chunkDataPos != dataPos) {
-      return false;
-    }
-  }
-  return true;
-}
-
-void BagFileReader::SortIndexes() {
-  for (auto& [id, entries] : indexes_) {
-    if (!std::ranges::is_sorted(entries, {}, &MessageIndex::time)) {
-      std::ranges::stable_sort(entries, {}, &MessageIndex::time);
-    }
-  }
-}
-
-bool BagFileReader::StartReadingActiveFile() {
-  constexpr std::uint32_t kLastUnreadable = 140;
-  kLog.Info() << "File version parsed.[version=" << version_ << "]";
-  if (version_ <= kLastUnreadable) {
-    return Failed("An active file of version 1.4 or older cannot be read");
-  }
-  std::uint64_t position = fileHeader_.nextChunkPos;
-  kLog.Info() << "The first chunk pos is " << position;
-  while (position != 0) {
-    RecordSource source(*input_, position);
-    ChunkHeader header;
-    if (position < chunksEnd_ || !ReadChunkHeader(source, header)) {
-      kLog.Warn() << "ReadChunkHead failed!";
-      break;
-    }
-    if (header.chunkStatus != kChunkComplete || !ReadChunkEndInfo(header, source.Position())) {
-      kLog.Warn() << "Chunk is not complete!";
-      break;
-    }
-    chunkInfos_.back().chunkPos = position;
-    chunksEnd_ = header.nextChunkPos;
-    position = header.nextChunkPos;
-  }
-  SortIndexes();
-  return true;
-}
-
-bool BagFileReader::ReadChunkEndInfo(const ChunkHeader& header, std::uint64_t dataPos) {
-  RecordSource source(*input_, dataPos);
-  RecordSource end(*input_, header.chunkInfoRecordPos);
-  ChunkInfo info;
-  std::uint32_t count = 0;
-  if (!source.Skip(DataSize(header)) || header.chunkInfoRecordPos < source.Position() ||
-      !ReadChunkInfoRecord(end, info) || !end.Read(count)) {
-    return false;
-  }
-  std::vector<Connection> connections;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (!ReadConnectionRecord(end, connections.emplace_back())) {
-      return false;
-    }
-  }
-  if (header.nextChunkPos < end.Position() || !ReadChunkIndexes(source, header, dataPos, header.connectionCount)) {
-    return false;
-  }
-  chunkInfos_.push_back(std::move(info));
-  for (Connection& connection : connections) {
-    connections_.insert_or_assign(connection.id, std::move(connection));
-  }
-  kLog.Debug() << "Read ChunkEndInfo successfully!";
-  return true;
 }
 
 bool BagFileReader::ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset) {
@@ -365,7 +109,7 @@ bool BagFileReader::DecompressChunkToStream(std::uint32_t chunk) {
   if (chunkDataSize_ != 0 && chunk == currentChunk_) {
     return true;
   }
-  const ChunkPlace& place = chunks_[chunk];
+  const BagContent::ChunkPlace& place = content_->chunks[chunk];
   RecordSource source(*input_, place.dataPos);
   std::uint32_t size = 0;
   chunkDataSize_ = 0;

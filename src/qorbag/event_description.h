@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "src/common/records/event_info.h"
+#include "src/qorbag/qor_buffer.h"
 
 namespace qor::qorbag {
 
@@ -39,9 +40,11 @@ struct EventIdentity {
 std::string GetNetSegment(const EventDescription& event);
 EventIdentity IdentityOf(const EventDescription& event);
 
-/// The event of a message. Messages of one event share the description: a writer then knows it again at a glance.
+/// A message of a bag. Messages of one event share the description: a writer then knows it again at a glance.
 struct EventMsg {
-  std::shared_ptr<const EventDescription> event;  // outlives the recorder's table of events
+  std::shared_ptr<const EventDescription> event{};  // outlives the recorder's table of events
+  std::uint64_t time = 0;                           ///< milliseconds; set when it was read, as is the payload
+  QorBuffer payload{};
 };
 
 /// A received sample on its way into a bag. Either may be missing, which the writer refuses.

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/qor_bag_file.h"
 
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "platform/log/qor_log.h"
 #include "src/common/checks.h"
+#include "src/qorbag/bag_content_reader.h"
 #include "src/qorbag/file_input.h"
 #include "src/qorbag/file_output.h"
 
@@ -41,6 +44,27 @@ class OpenNames {
 int Failed(std::string_view text) {
   kLog.Error() << text;
   return QorBagFile::kFailed;
+}
+
+bool IsActiveName(const std::string& name) { return name.ends_with(".active"); }
+
+/// Null, with a line in the log, when it cannot be read.
+std::unique_ptr<FileInput> OpenFile(const std::string& name) {
+  auto input = std::make_unique<FileInput>(name);
+  if (input->IsOpen()) {
+    return input;
+  }
+  kLog.Error() << "OpenRead: Bagfile " << name << " open failed!";
+  return nullptr;
+}
+
+/// By the index: records of old bags and of active ones do not tell how much there is.
+void SetExtent(const BagContent& content, std::uint32_t id, BagFileMessageInfo& message) {
+  if (const auto index = content.indexes.find(id); index != content.indexes.end() && !index->second.empty()) {
+    message.msgCount = index->second.size();
+    message.startTime = index->second.front().time;
+    message.endTime = index->second.back().time;
+  }
 }
 
 int CodeOf(BagFileWriter::Result result) {
@@ -96,11 +120,21 @@ int QorBagFile::Write(const EventMsg& msg, std::uint64_t time, const std::uint8_
   return CodeOf(result);
 }
 
-bool QorBagFile::OpenRead(const std::string& name) { return OpenInput(name, /*isActive=*/false); }
+bool QorBagFile::OpenReadByName(const std::string& name) {
+  return IsActiveName(name) ? OpenReadActiveFile(name) : OpenRead(name);
+}
 
-bool QorBagFile::OpenReadActiveFile(const std::string& name) { return OpenInput(name, /*isActive=*/true); }
+bool QorBagFile::OpenReadForBagHeaderInfo(const std::string& name) {
+  return OpenInput(name, IsActiveName(name) ? BagFileReader::How::kActive : BagFileReader::How::kHeader);
+}
 
-bool QorBagFile::OpenInput(const std::string& name, bool isActive) {
+bool QorBagFile::IsNotClosed(const std::string& name) {
+  FileInput input(name);
+  BagContent content;
+  return input.IsOpen() && BagContentReader(input, content).Begin() && content.header.connectionPos == 0;
+}
+
+bool QorBagFile::OpenInput(const std::string& name, BagFileReader::How how) {
   if (name.empty()) {
     kLog.Error() << "OpenRead: Bagfile name is NULL!";
     return false;
@@ -109,41 +143,51 @@ bool QorBagFile::OpenInput(const std::string& name, bool isActive) {
     kLog.Error() << "OpenRead: The path is insecure[path=" << name << "].";
     return false;
   }
-  auto input = std::make_unique<FileInput>(name);
-  if (!input->IsOpen()) {
-    kLog.Error() << "OpenRead: Bagfile " << name << " open failed!";
-    return false;
-  }
+  auto input = OpenFile(name);
   file_ = name;
-  return isActive ? reader_.OpenActive(std::move(input)) : reader_.Open(std::move(input));
+  return input != nullptr && reader_.Open(std::move(input), how);
+}
+
+bool QorBagFile::CheckIsSameBag(const QorBagFile& other) const {
+  std::error_code error;
+  return IsReading() && other.IsReading() && std::filesystem::equivalent(file_, other.file_, error);
+}
+
+bool QorBagFile::CopyOtherBagFileReadResult(const QorBagFile& other) {
+  auto input = other.IsReading() ? OpenFile(other.file_) : nullptr;
+  file_ = other.file_;
+  return input != nullptr && reader_.Share(std::move(input), other.reader_);
 }
 
 bool QorBagFile::GetFileHeaderInfo(BagFileHeadInfo& info) const {
   if (!reader_.IsOpen()) {
     return false;
   }
-  const FileHeader& header = reader_.Header();
+  const BagContent& content = *reader_.Content();
   info = {file_,
-          reader_.Version(),
+          content.version,
           reader_.FileSize(),
-          header.startRecordRealTime,
-          header.startRecordVirtualTime,
-          header.stopRecordRealTime,
-          header.stopRecordVirtualTime,
-          header.compression,
+          content.header.startRecordRealTime,
+          content.header.startRecordVirtualTime,
+          content.header.stopRecordRealTime,
+          content.header.stopRecordVirtualTime,
+          content.header.compression,
+          content.isClosed,
+          content.chunkInfos.size(),
           {}};
-  for (const auto& [id, connection] : reader_.Connections()) {
+  for (const auto& [id, connection] : content.connections) {
     BagFileMessageInfo& message = info.messages.emplace_back();
     message.eventName = connection.eventName;
     message.dataType = connection.dataType;
     message.driverType = connection.driverType;
     message.serializationType = connection.serializationType;
     message.eventInfo = connection.eventInfo;
-    // Of old and active bags the records do not tell; the index does for all.
-    if (const auto index = reader_.Indexes().find(id); index != reader_.Indexes().end() && !index->second.empty()) {
-      message.msgCount = index->second.size();
-      message.startTime = index->second.front().time;
-      message.endTime = index->second.back().time;
+    if (content.hasIndexes) {
+      SetExtent(content, id, message);
+    } else {
+      message.msgCount = connection.msgCount;
+      message.startTime = connection.startTime;
+      message.endTime = connection.endTime;
     }
   }
   if (info.messages.empty()) {

@@ -3,7 +3,7 @@
 #define QOR_QORBAG_QOR_BAG_FILE_H
 
 #include <cstdint>
-#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,6 +36,8 @@ struct BagFileHeadInfo {
   std::uint64_t stopRecordRealTime = 0;
   std::uint64_t stopRecordVirtualTime = 0;
   FileCompressionType compression = FileCompressionType::kNone;
+  bool isClosed = false;         ///< otherwise only what chunks that are complete hold is known
+  std::uint64_t chunkCount = 0;  ///< that are complete
   std::vector<BagFileMessageInfo> messages;  ///< by connection id
 };
 
@@ -57,9 +59,9 @@ class QorBagFile {
   void SetCompressionType(FileCompressionType type) { writer_.SetCompressionType(type); }
   void SetMaxChunkSize(std::uint32_t kibibytes) { writer_.SetMaxChunkSize(kibibytes); }
   /// Of the file that is read, otherwise of the one that is written.
-  std::uint32_t GetVersion() const { return reader_.IsOpen() ? reader_.Version() : writer_.GetVersion(); }
+  std::uint32_t GetVersion() const { return reader_.IsOpen() ? reader_.Content()->version : writer_.GetVersion(); }
   FileCompressionType GetCompressionType() const {
-    return reader_.IsOpen() ? reader_.Header().compression : writer_.GetCompressionType();
+    return reader_.IsOpen() ? reader_.Content()->header.compression : writer_.GetCompressionType();
   }
 
   /// Makes the file and writes what it begins with. `fileName` is what is opened, in the folder `filePath`, and becomes
@@ -77,16 +79,32 @@ class QorBagFile {
   [[nodiscard]] bool Sync() { return writer_.Sync(); }
 
   /// Opens a bag that was closed, or one that was not. False, with a line in the log, when it cannot be read.
-  [[nodiscard]] bool OpenRead(const std::string& name);
-  [[nodiscard]] bool OpenReadActiveFile(const std::string& name);
+  [[nodiscard]] bool OpenRead(const std::string& name) { return OpenInput(name, BagFileReader::How::kClosed); }
+  [[nodiscard]] bool OpenReadActiveFile(const std::string& name) {
+    return OpenInput(name, BagFileReader::How::kActive);
+  }
+  /// An active file as far as anything of it can be read; see BagContent::Damage.
+  [[nodiscard]] bool OpenReadDamagedFile(const std::string& name) {
+    return OpenInput(name, BagFileReader::How::kDamaged);
+  }
+  /// The one or the other: names of bags that were not closed end in ".active".
+  [[nodiscard]] bool OpenReadByName(const std::string& name);
+  /// The same for GetFileHeaderInfo alone: quick, and there may be no messages.
+  [[nodiscard]] bool OpenReadForBagHeaderInfo(const std::string& name);
+  /// Whether a file is a bag that was not closed, whatever its name is.
+  static bool IsNotClosed(const std::string& name);
   void CloseRead() { reader_.Close(); }
   bool IsReading() const { return reader_.IsOpen(); }
+
+  /// Whether both read the same file.
+  bool CheckIsSameBag(const QorBagFile& other) const;
+  /// Opens the file that the other one reads, without finding out again what is in it. False when it has changed.
+  [[nodiscard]] bool CopyOtherBagFileReadResult(const QorBagFile& other);
+
   /// Of the file that is read. False when none is.
   [[nodiscard]] bool GetFileHeaderInfo(BagFileHeadInfo& info) const;
-  const std::map<std::uint32_t, Connection>& Connections() const { return reader_.Connections(); }
-  const std::vector<ChunkInfo>& ChunkInfos() const { return reader_.ChunkInfos(); }
-  /// By connection id, each in the order of time.
-  const std::map<std::uint32_t, BagFileReader::Index>& Indexes() const { return reader_.Indexes(); }
+  /// Of the file that is read; may be kept.
+  const std::shared_ptr<const BagContent>& Content() const { return reader_.Content(); }
   /// See BagFileReader::ReadMsgDataIntoStream.
   [[nodiscard]] bool ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset) {
     return reader_.ReadMsgDataIntoStream(index, out, offset);
@@ -103,7 +121,7 @@ class QorBagFile {
   std::uint64_t GetFileSize() const { return writer_.IsOpen() ? writer_.GetFileSize() : 0; }
 
  private:
-  bool OpenInput(const std::string& name, bool isActive);
+  bool OpenInput(const std::string& name, BagFileReader::How how);
 
   BagFileWriter writer_;
   BagFileReader reader_;

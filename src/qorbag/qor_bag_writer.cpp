@@ -3,10 +3,11 @@
 
 #include <sys/statvfs.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <utility>
+
+#include "src/common/files.h"
 
 namespace qor::qorbag {
 namespace {
@@ -138,7 +139,7 @@ void QorBagWriter::Stop() {
       break;
   }
   log_.Info() << "[QorBagWriter][Start to rename " << writeFileName_ << " to " << targetFileName_ << "]";
-  if (std::rename(writeFileName_.c_str(), targetFileName_.c_str()) == 0) {
+  if (common::RenameToFreeName(writeFileName_, targetFileName_)) {
     log_.Info() << "[QorBagWriter][Rename " << writeFileName_ << " done]";
   } else {
     log_.Error() << "[QorBagWriter][Rename " << writeFileName_ << " failed]";

@@ -35,9 +35,9 @@ void QorView::UpdateQueries(const QorBagQuery& query) {
   if (query.query.startTime > query.query.endTime) {
     return;
   }
-  for (const auto& [id, index] : query.bag->Indexes()) {
-    const auto connection = query.bag->Connections().find(id);
-    if (connection == query.bag->Connections().end() || !query.query.predicate(connection->second)) {
+  for (const auto& [id, index] : query.bag->Content()->indexes) {
+    const auto connection = query.bag->Content()->connections.find(id);
+    if (connection == query.bag->Content()->connections.end() || !query.query.predicate(connection->second)) {
       continue;
     }
     const auto begin = std::ranges::lower_bound(index, query.query.startTime, {}, &MessageIndex::time);
@@ -54,6 +54,16 @@ std::uint64_t QorView::Size() const {
     size += range.messages.size();
   }
   return size;
+}
+
+std::uint64_t QorView::PayloadBytes() const {
+  std::uint64_t bytes = 0;
+  for (const MessageRange& range : ranges_) {
+    for (const MessageIndex& message : range.messages) {
+      bytes += message.size;
+    }
+  }
+  return bytes;
 }
 
 std::uint64_t QorView::GetBeginTime() const {

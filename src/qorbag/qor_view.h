@@ -74,6 +74,8 @@ class QorMsgEntity {
   const Connection& GetConnection() const { return *connection_; }
   const std::string& GetEvent() const { return connection_->eventName; }
   const std::string& GetDataType() const { return connection_->dataType; }
+  /// The event as a bag is told of it when the message is written once more.
+  EventMsg GetRecordingEvent() const { return {{bag_->Content(), connection_}}; }
   std::uint32_t GetBagVersion() const { return bag_->GetVersion(); }
   bool GetMsgSize(std::uint32_t& size) const { return bag_->ReadMsgDataSize(index_, size); }
   /// Puts the payload behind the first `offset` bytes of the buffer. False, with a line in the log, when it cannot be
@@ -102,6 +104,10 @@ class QorView {
   /// Of the first and of the last message; 0 when there is none.
   std::uint64_t GetBeginTime() const;
   std::uint64_t GetEndTime() const;
+  /// Of all payloads.
+  std::uint64_t PayloadBytes() const;
+  /// One for each connection of each query that has messages.
+  const std::vector<MessageRange>& Ranges() const { return ranges_; }
   /// Those that have messages in the view.
   std::vector<const Connection*> GetConnections() const;
 

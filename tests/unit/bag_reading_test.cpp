@@ -19,30 +19,15 @@
 #include "platform/log/log_config.h"
 #include "src/qorbag/bag_file_reader.h"
 #include "src/qorbag/file_input.h"
+#include "tests/support/bytes_input.h"
 
 namespace qor::qorbag {
 namespace {
 
 using nlohmann::json;
-using Bytes = std::vector<std::uint8_t>;
-
-/// A file in memory.
-class BytesInput : public BagInput {
- public:
-  explicit BytesInput(Bytes bytes) : bytes_(std::move(bytes)) {}
-
-  std::uint64_t Size() const override { return bytes_.size(); }
-  bool Read(std::uint64_t position, std::span<std::uint8_t> bytes) override {
-    if (bytes.size() > bytes_.size() || position > bytes_.size() - bytes.size()) {
-      return false;
-    }
-    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(position), bytes.size(), bytes.begin());
-    return true;
-  }
-
- private:
-  const Bytes bytes_;
-};
+using test::Bytes;
+using test::BytesInput;
+using How = BagFileReader::How;
 
 struct Message {
   std::uint64_t time = 0;
@@ -77,7 +62,7 @@ Messages Expected(const json& bag) {
 Messages Found(BagFileReader& reader) {
   Messages messages;
   QorBuffer buffer;
-  for (const auto& [id, index] : reader.Indexes()) {
+  for (const auto& [id, index] : reader.Content()->indexes) {
     for (const MessageIndex& entry : index) {
       const bool isRead = reader.ReadMsgDataIntoStream(entry, buffer, 0);
       messages[id].push_back({entry.time, isRead ? Hex(buffer.Bytes()) : "", entry.msgPos, isRead});
@@ -128,12 +113,12 @@ TEST_F(BagReadingTest, EveryVersionAndCompressionIsReadWhole) {
     const json bag = json::parse(std::ifstream(file.path()));
     const std::uint32_t version = bag["version"];
     BagFileReader reader;
-    ASSERT_TRUE(reader.Open(std::make_unique<FileInput>(Name(name + ".bag"))));
-    EXPECT_EQ(reader.Version(), version);
-    EXPECT_EQ(reader.Header().stopRecordRealTime, bag["header"].value("stopRecordRealTime", 0));
-    ASSERT_EQ(reader.Connections().size(), bag["connections"].size());
+    ASSERT_TRUE(reader.Open(std::make_unique<FileInput>(Name(name + ".bag")), How::kClosed));
+    EXPECT_EQ(reader.Content()->version, version);
+    EXPECT_EQ(reader.Content()->header.stopRecordRealTime, bag["header"].value("stopRecordRealTime", 0));
+    ASSERT_EQ(reader.Content()->connections.size(), bag["connections"].size());
     for (const json& connection : bag["connections"]) {
-      const Connection& found = reader.Connections().at(connection["id"]);
+      const Connection& found = reader.Content()->connections.at(connection["id"]);
       EXPECT_EQ(found.eventName, connection["event"]);
       EXPECT_EQ(found.msgDefinition, connection.value("msgDef", ""));
       EXPECT_EQ(found.msgCount, connection.value("msgCount", 0));
@@ -156,9 +141,9 @@ TEST_F(BagReadingTest, EveryVersionAndCompressionIsReadWhole) {
     BagFileReader active;
     const std::string activeName = Name(name + ".bag.active");
     if (version <= 140) {
-      EXPECT_FALSE(active.OpenActive(std::make_unique<FileInput>(Name(name + ".bag"))));
+      EXPECT_FALSE(active.Open(std::make_unique<FileInput>(Name(name + ".bag")), How::kActive));
     } else {
-      ASSERT_TRUE(active.OpenActive(std::make_unique<FileInput>(activeName)));
+      ASSERT_TRUE(active.Open(std::make_unique<FileInput>(activeName), How::kActive));
       ExpectSame(Found(active), expected);
     }
   }
@@ -188,12 +173,12 @@ TEST_F(BagReadingTest, WhatIsCutOrChangedIsNeverTakenForAnother) {
   for (const std::string name : {"v100", "v150", "v270", "v270_lz4", "v270_zstd"}) {
     const Messages expected = Expected(json::parse(std::ifstream(Name(name + ".json"))));
     const bool isCompressed = name.size() > 4;
-    for (const bool isActive : {false, true}) {
-      const Bytes whole = ReadFile(Name(name + (isActive ? ".bag.active" : ".bag")));
+    for (const How how : {How::kClosed, How::kActive, How::kDamaged}) {
+      const Bytes whole = ReadFile(Name(name + (how == How::kClosed ? ".bag" : ".bag.active")));
       const auto read = [&](Bytes bytes, std::uint64_t changed) {
         BagFileReader reader;
         auto input = std::make_unique<BytesInput>(std::move(bytes));
-        if (isActive ? reader.OpenActive(std::move(input)) : reader.Open(std::move(input))) {
+        if (reader.Open(std::move(input), how)) {
           ExpectIntact(Found(reader), expected, isCompressed ? UINT64_MAX : changed);
         }
       };

@@ -62,7 +62,7 @@ TEST(NumberTextTest, WhatIsNoNumberIsADash) {
   EXPECT_EQ(FixedText(std::numeric_limits<double>::infinity(), 2), "-");
   EXPECT_EQ(ByteRateText(999.4), "999 B/s");
   EXPECT_EQ(ByteRateText(12'340.0), "12.3 kB/s");
-  EXPECT_EQ(ByteRateText(2.5e13), "25000.0 GB/s");
+  EXPECT_EQ(ByteRateText(2.5e13), "25.0 TB/s");
   EXPECT_EQ(HexText(0x2F), "0x002f");
 }
 

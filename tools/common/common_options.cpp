@@ -80,6 +80,8 @@ CLI::Validator NetworkAddress() {
                 [](const std::string& text) { return QorCommon::GetInstance().CheckIP(text); });
 }
 
+CLI::Validator DomainId() { return Expect("a number from 0 to 63, or 1000 for any domain", IsDomainId); }
+
 CLI::Validator SomeipNetworkName() {
   return Expect("a name of letters, digits and '_' that does not begin with a digit",
                 [](const std::string& text) { return QorCommon::GetInstance().CheckSOMEIPNet(text); });
@@ -102,7 +104,7 @@ void AddFilterOptions(CLI::App& command, CommonFilter& filter) {
   add("--instance", filter.instanceShortName, Expect("a text of 1 to 5000 characters", IsInstanceName), "TEXT",
       "Short name of the instance");
   add("--network-ip", filter.networkIp, NetworkAddress(), "ADDRESS", "Address of the network, or one in it");
-  add("--domain-id", filter.domainId, Expect("a number from 0 to 63, or 1000 for any domain", IsDomainId), "0..63",
+  add("--domain-id", filter.domainId, DomainId(), "0..63",
       "DDS domain");
   add("--uuid", filter.uuid, Expect("decimal digits", IsUuid), "DIGITS", "UUID");
 }

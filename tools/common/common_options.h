@@ -40,6 +40,7 @@ CLI::Validator EventName();
 CLI::Validator FileName();
 CLI::Validator NetworkAddress();
 CLI::Validator SomeipNetworkName();
+CLI::Validator DomainId();
 
 }  // namespace qor::tools
 

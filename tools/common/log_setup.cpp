@@ -7,14 +7,25 @@
 
 namespace qor::tools {
 
-bool SetUpLog(int verbosity) {
-  log::LogOptions options = log::LogOptionsFromEnvironment();
+namespace {
+
+bool SetUp(log::LogOptions options, int verbosity) {
   if (verbosity > 0) {
     const auto finest = static_cast<int>(LogLevel::kInfo) - (verbosity - 1);
     const auto level = static_cast<LogLevel>(std::max(finest, static_cast<int>(LogLevel::kVerbose)));
     options.stderrLevel = std::min(options.stderrLevel, level);
   }
   return log::ConfigureLog(options);
+}
+
+}  // namespace
+
+bool SetUpLog(int verbosity) { return SetUp(log::LogOptionsFromEnvironment(), verbosity); }
+
+bool SetUpQuietLog(int verbosity) {
+  log::LogOptions options = log::LogOptionsFromEnvironment();
+  options.stderrLevel = LogLevel::kOff;
+  return SetUp(options, verbosity);
 }
 
 }  // namespace qor::tools

@@ -6,6 +6,20 @@
 #include <cmath>
 
 namespace qor::tools {
+namespace {
+
+std::string WithUnit(double bytes) {
+  constexpr std::array<const char*, 5> kUnits{" B", " kB", " MB", " GB", " TB"};
+  constexpr double kStep = 1000.0;
+  std::size_t unit = 0;
+  while (bytes >= kStep && unit + 1 < kUnits.size()) {
+    bytes /= kStep;
+    ++unit;
+  }
+  return FixedText(bytes, unit == 0 ? 0 : 1) + kUnits[unit];
+}
+
+}  // namespace
 
 std::string FixedText(double value, int digits) {
   constexpr double kLargest = 1e18;  // what the buffer holds
@@ -17,18 +31,10 @@ std::string FixedText(double value, int digits) {
   return {text.data(), end};
 }
 
+std::string ByteText(std::uint64_t bytes) { return WithUnit(static_cast<double>(bytes)); }
+
 std::string ByteRateText(double bytesPerSecond) {
-  constexpr std::array<const char*, 4> kUnits{" B/s", " kB/s", " MB/s", " GB/s"};
-  constexpr double kStep = 1000.0;
-  if (!std::isfinite(bytesPerSecond)) {
-    return "-";
-  }
-  std::size_t unit = 0;
-  while (bytesPerSecond >= kStep && unit + 1 < kUnits.size()) {
-    bytesPerSecond /= kStep;
-    ++unit;
-  }
-  return FixedText(bytesPerSecond, unit == 0 ? 0 : 1) + kUnits[unit];
+  return std::isfinite(bytesPerSecond) ? WithUnit(bytesPerSecond) + "/s" : "-";
 }
 
 std::string HexText(std::uint16_t value) {

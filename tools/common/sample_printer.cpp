@@ -2,39 +2,18 @@
 #include "tools/common/sample_printer.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
 #include <cstdint>
-#include <ctime>
 #include <span>
 
 #include <nlohmann/json.hpp>
 
 #include "tools/common/printable.h"
+#include "tools/common/time_text.h"
 
 namespace qor::tools {
 namespace {
 
 using Code = QorDeserializer::DeserializationRetCode;
-
-/// Local time with microseconds, or UTC as ISO 8601 has it.
-std::string TimeText(std::chrono::system_clock::time_point time, bool isUtc) {
-  const auto sinceEpoch = time.time_since_epoch();
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
-  const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch - seconds).count();
-  const std::time_t whole = seconds.count();
-  std::tm parts{};
-  if (isUtc) {
-    ::gmtime_r(&whole, &parts);
-  } else {
-    ::localtime_r(&whole, &parts);
-  }
-  std::array<char, 64> text{};
-  std::size_t size = std::strftime(text.data(), text.size(), isUtc ? "%Y-%m-%dT%H:%M:%S" : "%Y-%m-%d %H:%M:%S", &parts);
-  std::string fraction = std::to_string(micros);
-  fraction.insert(0, 6 - fraction.size(), '0');
-  return std::string(text.data(), size) + "." + fraction + (isUtc ? "Z" : "");
-}
 
 std::string Escaped(const std::string& text) {
   return nlohmann::json(text).dump(-1, ' ', /*ensure_ascii=*/true, nlohmann::json::error_handler_t::replace);
@@ -115,7 +94,7 @@ void SamplePrinter::AddText(const qorevent::SampleInfo& sample) {
 
 void SamplePrinter::AddHeading(const qorevent::SampleInfo& sample, bool isNameTold) {
   if (layout_.hasTime) {
-    out_ += TimeText(sample.receivedAt, /*isUtc=*/false) + " ";
+    out_ += LocalTimeText(sample.receivedAt, TimeDigits::kMicro) + " ";
   }
   if (!isNameTold && layout_.hasSeveralNames) {
     out_ += name_ + ": ";
@@ -133,7 +112,7 @@ void SamplePrinter::AddBytes(const qorevent::SampleInfo& sample) {
 
 void SamplePrinter::AddJson(const qorevent::SampleInfo& sample) {
   const bool isWhole = sample.retCode == Code::kSuccess && !layout_.isRaw;
-  out_ += "{\"event\":" + jsonName_ + ",\"time\":\"" + TimeText(sample.receivedAt, /*isUtc=*/true);
+  out_ += "{\"event\":" + jsonName_ + ",\"time\":\"" + UtcTimeText(sample.receivedAt, TimeDigits::kMicro);
   out_ += "\",\"e2e\":" + (sample.e2eStatus.empty() ? std::string("null") : Escaped(sample.e2eStatus));
   out_ += ",\"returnCode\":" + std::to_string(static_cast<int>(sample.retCode));
   out_ += ",\"value\":";

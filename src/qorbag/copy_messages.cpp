@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/qorbag/copy_messages.h"
+
+namespace qor::qorbag {
+
+int CopyMessages(const QorView& view, QorBagFile& out, CopyProgress& progress, const std::atomic<bool>& stop) {
+  QorBuffer payload;
+  progress.total = view.Size();
+  for (auto at = view.Begin(); !at.IsEnd() && !stop; at.Increase()) {
+    const QorMsgEntity& message = at.Value();
+    if (!message.WriteMsg(payload, 0)) {
+      ++progress.unreadable;
+      continue;
+    }
+    const int code = out.Write(message.GetRecordingEvent(), message.GetTime(), payload.GetData(),
+                               static_cast<std::uint32_t>(payload.GetSize()));
+    if (code != QorBagFile::kOk) {
+      return code;
+    }
+    ++progress.written;
+  }
+  return QorBagFile::kOk;
+}
+
+}  // namespace qor::qorbag

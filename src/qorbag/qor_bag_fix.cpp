@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/qorbag/qor_bag_fix.h"
+
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "src/common/files.h"
+
+namespace qor::qorbag {
+namespace {
+
+/// Messages of connections whose record is lost.
+std::uint64_t UndescribedCount(const BagContent& content) {
+  std::uint64_t count = 0;
+  for (const auto& [id, index] : content.indexes) {
+    count += content.connections.contains(id) ? 0 : index.size();
+  }
+  return count;
+}
+
+}  // namespace
+
+bool QorBagFix::Fix() { return SetNames() && OpenRead() && Run(); }
+
+bool QorBagFix::SetNames() {
+  constexpr std::string_view kActive = ".bag.active";
+  const std::string& input = options_.inputFile;
+  if (input.empty()) {
+    return Fail("QorBagFix filename is empty!");
+  }
+  std::string& path = options_.outputPath;
+  if (!path.starts_with('/')) {
+    return Fail("QorBagFix output path is not an absolute path!");
+  }
+  path += path.ends_with('/') ? "" : "/";
+  const std::string name = common::GetFileName(input);
+  if (!name.ends_with(kActive) || name.size() == kActive.size()) {
+    return Fail("QorBagFix: the name of an active file ends in .bag.active, and '" + input + "' does not");
+  }
+  outputName_ = path + name.substr(0, name.size() - kActive.size()) + "_repair.bag";
+  writeName_ = outputName_ + ".active";
+  return true;
+}
+
+bool QorBagFix::OpenRead() {
+  return input_.OpenReadDamagedFile(options_.inputFile) || Fail("QorBagFix open .active file failed!");
+}
+
+bool QorBagFix::Run() {
+  QorView view;
+  view.AddQuery(input_, 0, UINT64_MAX);
+  progress_.total = view.Size();
+  if (view.Size() == 0) {
+    log_.Error() << "No valid message(s) in active file to fix.";
+    Print(FixPrintType::kNothing, "No valid message(s) in active file to fix.");
+    return false;
+  }
+  log_.Info() << "Begin to fix active file.[msgNum=" << view.Size() << "]";
+  Print(FixPrintType::kBegin);
+  if (!CheckDisk()) {
+    return false;
+  }
+  output_.SetVersion(input_.GetVersion());
+  output_.SetCompressionType(input_.GetCompressionType());
+  if (output_.OpenWrite(writeName_, options_.outputPath, outputName_) != QorBagFile::kOk) {
+    return Fail("QorBagFix cannot make the file '" + writeName_ + "': " + std::strerror(errno));
+  }
+  if (!DoRun(view)) {
+    static_cast<void>(output_.CloseWrite());
+    std::remove(writeName_.c_str());
+    return false;
+  }
+  return CloseOutput() && HandleAcitveFile();
+}
+
+bool QorBagFix::CheckDisk() {
+  constexpr std::uint64_t kLeast = 1073741824;
+  log_.Info() << "Begin to check free disk.";
+  struct statvfs disk {};
+  if (::statvfs(options_.outputPath.c_str(), &disk) != 0) {
+    log_.Warn() << "Fail to check file system status.";
+    return true;
+  }
+  if (std::uint64_t{disk.f_bavail} * disk.f_frsize > kLeast) {
+    return true;
+  }
+  log_.Warn() << "Less than 1GB of space free on disk.[filePath=" << options_.outputPath << "]";
+  Print(FixPrintType::kFailed, "Less than 1GB of space free on disk.[filePath=" + options_.outputPath + "]");
+  return false;
+}
+
+bool QorBagFix::DoRun(const QorView& view) {
+  const int code = CopyMessages(view, output_, progress_, stop_);
+  log_.Info() << "Fix " << progress_.written.load() << " message(s)";
+  switch (code) {
+    case QorBagFile::kOk:
+      return true;
+    case QorBagFile::kCompressionFailed:
+      return Fail("QorBagFix cannot compress what '" + writeName_ + "' is to hold");
+    default:
+      return Fail("QorBagFix cannot write to '" + writeName_ + "'");
+  }
+}
+
+bool QorBagFix::CloseOutput() {
+  const int code = output_.CloseWrite();
+  if (code == QorBagFile::kOk) {
+    return true;
+  }
+  std::remove(writeName_.c_str());
+  return Fail(code == QorBagFile::kCompressionFailed
+                  ? "QorBagFix cannot compress what '" + writeName_ + "' is to hold"
+                  : "QorBagFix cannot close '" + writeName_ + "'");
+}
+
+bool QorBagFix::HandleAcitveFile() {
+  if (std::remove(outputName_.c_str()) != 0 && errno != ENOENT) {
+    return Fail("Failed to delete old file '" + outputName_ + "': " + std::strerror(errno));
+  }
+  log_.Info() << "Renaming '" << writeName_ << "' to '" << outputName_ << "'";
+  if (std::rename(writeName_.c_str(), outputName_.c_str()) != 0) {
+    return Fail("Failed to rename '" + writeName_ + "' to '" + outputName_ + "': " + std::strerror(errno));
+  }
+  Print(stop_ ? FixPrintType::kStopped : FixPrintType::kDone);
+  return true;
+}
+
+bool QorBagFix::Fail(const std::string& text) {
+  log_.Error() << text;
+  Print(FixPrintType::kFailed, text);
+  return false;
+}
+
+void QorBagFix::Print(FixPrintType type, std::string text) {
+  if (!print_) {
+    return;
+  }
+  FixEchoInfo info;
+  info.text = std::move(text);
+  info.outputFile = outputName_;
+  info.messageCount = progress_.total;
+  info.writtenCount = progress_.written;
+  info.unreadableCount = progress_.unreadable + UndescribedCount(*input_.Content());
+  info.chunkCount = input_.Content()->chunkInfos.size();
+  info.leftChunkCount = input_.Content()->damage.chunkCount;
+  info.leftBytes = input_.Content()->damage.bytes;
+  print_(type, info);
+}
+
+}  // namespace qor::qorbag

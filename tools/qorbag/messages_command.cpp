@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "src/qorbag/message_renderer.h"
+#include "src/qorbag/recorded_definitions.h"
+#include "tools/common/common_options.h"
+#include "tools/common/log_setup.h"
+#include "tools/common/output.h"
+#include "tools/common/printable.h"
+#include "tools/common/sample_printer.h"
+#include "tools/common/stop_signal.h"
+#include "tools/qorbag/bag_text.h"
+#include "tools/qorbag/commands.h"
+#include "tools/qorbag/opened_bags.h"
+#include "tools/qorbag/selection.h"
+
+namespace qor::tools {
+namespace {
+
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  qorbag messages run.bag                              all, in the order of time\n"
+    "  qorbag messages run.bag -e /vehicle/speed --time     one event, with the time of each message\n"
+    "  qorbag messages a.bag b.bag --start 10 --end 12.5    of several bags together, two and a half seconds\n"
+    "  qorbag messages run.bag -e /vehicle/speed --field wheel[2].rpm\n"
+    "  qorbag messages run.bag --json | jq .value\n"
+    "Payloads are printed by the type definitions that the bag has; without one, as bytes. With --json every message\n"
+    "is one line.";
+
+struct MessagesOptions {
+  OutputOptions output;
+  SampleLayout layout;
+  Selection selection;
+  std::vector<std::string> files;
+  std::uint64_t count = std::numeric_limits<std::uint64_t>::max();
+};
+
+/// Prints the messages of a view. Used by one thread.
+class MessagesRun {
+ public:
+  explicit MessagesRun(const MessagesOptions& options) : options_(options), out_(STDOUT_FILENO) {}
+
+  int Run() {
+    if (!bags_.Open(options_.files)) {
+      return kExitFailure;
+    }
+    qorbag::QorView view;
+    if (const auto ending = bags_.Select(options_.selection, view); ending.has_value()) {
+      return *ending;
+    }
+    if (const auto ending = Prepare(view); ending.has_value()) {
+      return *ending;
+    }
+    return Print(view);
+  }
+
+ private:
+  struct Printer {
+    qorbag::MessageRenderer renderer;
+    SamplePrinter printer;
+  };
+
+  /// Makes a printer for each connection, or says how the run ends.
+  std::optional<ExitCode> Prepare(const qorbag::QorView& view) {
+    qorbag::RecordedDefinitions definitions;
+    const auto rendering = options_.layout.Rendering();
+    for (const qorbag::Connection* connection : view.GetConnections()) {
+      if (!definitions.Add(*connection)) {
+        Complain("'" + Printable(connection->eventName) + "': " + Printable(definitions.Fault()));
+        return kExitFailure;
+      }
+    }
+    std::string fault;
+    for (const qorbag::Connection* connection : view.GetConnections()) {
+      qorbag::MessageRenderer renderer(*connection, rendering, definitions);
+      const std::string& name = connection->eventName;
+      if (!options_.layout.fieldPath.empty() && !renderer.IsFieldKnown()) {
+        fault = "'" + Printable(name) + "': " + Printable(renderer.Fault());
+        continue;
+      }
+      if (!renderer.IsDescribed() && !options_.layout.isRaw && told_.insert(name).second) {
+        Complain("the messages of '" + Printable(name) + "' are printed as bytes: " + Printable(renderer.Fault()));
+      }
+      printers_.try_emplace(connection, std::move(renderer), SamplePrinter(options_.layout, name));
+    }
+    if (printers_.empty()) {
+      Complain(fault);
+      return kExitUsage;
+    }
+    return std::nullopt;
+  }
+
+  int Print(const qorbag::QorView& view) {
+    StopSignal stop;
+    qorbag::QorBuffer payload;
+    std::uint64_t unreadable = 0;
+    std::uint64_t printed = 0;
+    for (auto at = view.Begin(); !at.IsEnd() && printed < options_.count && !IsOver(stop); at.Increase()) {
+      const qorbag::QorMsgEntity& message = at.Value();
+      const auto printer = printers_.find(&message.GetConnection());
+      if (printer == printers_.end()) {
+        continue;
+      }
+      if (!message.WriteMsg(payload, 0) ||
+          !printer->second.renderer.Render(message.GetTime(), payload.Bytes(), sample_)) {
+        ++unreadable;
+        continue;
+      }
+      text_ += printer->second.printer.Print(sample_);
+      ++printed;
+    }
+    out_.Write(text_);
+    if (unreadable != 0) {
+      Complain(CountText(unreadable, "message") + " cannot be read; 'qorbag check' tells where and what is wrong");
+    }
+    return unreadable != 0 || out_.HasFailed() ? kExitFailure : kExitDone;
+  }
+
+  /// Writes what has gathered, and looks whether anybody still wants more.
+  bool IsOver(StopSignal& stop) {
+    constexpr std::size_t kMuch = std::size_t{64} << 10U;
+    if (text_.size() < kMuch && !out_.IsTerminal()) {
+      return false;
+    }
+    out_.Write(text_);
+    text_.clear();
+    return stop.IsRaised() || out_.HasReaderGone();
+  }
+
+  const MessagesOptions& options_;
+  Output out_;
+  OpenedBags bags_;
+  std::map<const qorbag::Connection*, Printer> printers_;
+  std::set<std::string> told_;  ///< events whose messages are printed as bytes
+  qorevent::SampleInfo sample_;
+  std::string text_;
+};
+
+int RunMessages(const MessagesOptions& options) {
+  SetUpLog(options.output.verbosity);
+  return MessagesRun(options).Run();
+}
+
+}  // namespace
+
+void AddMessagesCommand(CLI::App& app, Task& task) {
+  auto options = std::make_shared<MessagesOptions>();
+  CLI::App* command = app.add_subcommand("messages", "Print the messages of bags as text, in the order of time");
+  command->footer(kExamples);
+  AddFileArguments(*command, options->files);
+  AddEventOptions(*command, options->selection);
+  AddTimeOptions(*command, options->selection);
+  AddLayoutOptions(*command, options->layout, "When each message was recorded, local time");
+  command->add_option("-n,--count", options->count, "End after so many messages")
+      ->check(PositiveCount(std::numeric_limits<std::uint64_t>::max()))
+      ->option_text("N");
+  AddOutputOptions(*command, options->output);
+  command->callback([options, &task] {
+    options->layout.isJson = options->output.isJson;
+    options->layout.hasSeveralNames = options->selection.events.size() != 1;
+    task = [options] { return RunMessages(*options); };
+  });
+}
+
+}  // namespace qor::tools

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qorbag/opened_bags.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "src/common/files.h"
+#include "tools/common/near_names.h"
+#include "tools/common/output.h"
+#include "tools/common/printable.h"
+
+namespace qor::tools {
+
+void ComplainUnreadable(const std::string& file) {
+  if (::access(file.c_str(), R_OK) != 0) {
+    Complain("'" + Printable(file) + "': " + std::strerror(errno));
+    return;
+  }
+  if (!common::IsDirectory(file) && qorbag::QorBagFile::IsNotClosed(file) && !file.ends_with(".active")) {
+    Complain("'" + Printable(file) + "' was not closed. To make a bag of what is complete: rename it to '" +
+             Printable(file) + ".active', then 'qorbag fix'");
+    return;
+  }
+  Complain("'" + Printable(file) + "' cannot be read as a bag" +
+           (common::IsDirectory(file) ? ": it is a folder" : "; 'qorbag check' tells where and what is wrong"));
+}
+
+bool OpenedBags::Open(const std::vector<std::string>& files) {
+  for (const std::string& file : files) {
+    if (!bags_.emplace_back().OpenReadByName(file)) {
+      ComplainUnreadable(file);
+      return false;
+    }
+  }
+  return true;
+}
+
+std::optional<ExitCode> OpenedBags::Select(const Selection& selection, qorbag::QorView& view) {
+  if (const auto ending = CheckNames(selection.events); ending.has_value()) {
+    return ending;
+  }
+  qorbag::QorView all;
+  for (qorbag::QorBagFile& bag : bags_) {
+    all.AddQuery(bag, 0, UINT64_MAX);
+  }
+  const std::uint64_t begin = all.GetBeginTime();
+  const std::uint64_t end = selection.end > 0.0 ? begin + Milliseconds(selection.end) : UINT64_MAX;
+  const qorbag::QorEventQuery query(selection.events, {}, selection.domainId, selection.network);
+  for (qorbag::QorBagFile& bag : bags_) {
+    view.AddQuery(bag, query, begin + Milliseconds(selection.start), end);
+  }
+  if (view.Size() != 0) {
+    return std::nullopt;
+  }
+  Complain(all.Size() == 0 ? "there is no message" : "no message is of these events and this time");
+  return kExitNoMatch;
+}
+
+std::optional<ExitCode> OpenedBags::CheckNames(const std::vector<std::string>& names) const {
+  std::vector<std::string> known;
+  for (const qorbag::QorBagFile& bag : bags_) {
+    for (const auto& [id, connection] : bag.Content()->connections) {
+      known.push_back(connection.eventName);
+    }
+  }
+  for (const std::string& name : names) {
+    if (std::ranges::find(known, name) == known.end()) {
+      Complain("no event is named '" + Printable(name) + "'." + DidYouMean(name, known));
+      return kExitNoMatch;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace qor::tools

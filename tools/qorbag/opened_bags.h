@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef QOR_TOOLS_QORBAG_OPENED_BAGS_H
+#define QOR_TOOLS_QORBAG_OPENED_BAGS_H
+
+#include <list>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "src/qorbag/qor_bag_file.h"
+#include "src/qorbag/qor_view.h"
+#include "tools/common/exit_code.h"
+#include "tools/qorbag/selection.h"
+
+namespace qor::tools {
+
+/// The bags of a command line. Used by one thread.
+class OpenedBags {
+ public:
+  /// False when one cannot be read; a line on stderr says which.
+  bool Open(const std::vector<std::string>& files);
+
+  std::list<qorbag::QorBagFile>& Bags() { return bags_; }
+
+  /// Adds the messages that are wanted to the view. Otherwise how the command ends, with a line on stderr: an event is
+  /// in no bag, or no message is wanted.
+  std::optional<ExitCode> Select(const Selection& selection, qorbag::QorView& view);
+
+ private:
+  std::optional<ExitCode> CheckNames(const std::vector<std::string>& names) const;
+
+  std::list<qorbag::QorBagFile> bags_;
+};
+
+/// Says on stderr that a bag cannot be read, and what to do.
+void ComplainUnreadable(const std::string& file);
+
+}  // namespace qor::tools
+
+#endif

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qorbag/selection.h"
+
+#include <cmath>
+
+#include "tools/common/common_options.h"
+
+namespace qor::tools {
+namespace {
+
+constexpr int kMostFiles = 10000;
+
+}  // namespace
+
+void AddFileArguments(CLI::App& command, std::vector<std::string>& files) {
+  command.add_option("files", files, "Bags; one that was not closed ends in .active")
+      ->option_text("FILE...")
+      ->required()
+      ->expected(1, kMostFiles);
+}
+
+void AddEventOptions(CLI::App& command, Selection& selection) {
+  command.add_option("-e,--event", selection.events, "Only this event; may be repeated")
+      ->option_text("NAME")
+      ->allow_extra_args(false);
+  command.add_option("--domain-id", selection.domainId, "Only events of this DDS domain")
+      ->check(DomainId())
+      ->option_text("0..63");
+  command.add_option("--network-ip", selection.network, "Only events of the network with this address, as in 10.0.0.0")
+      ->check(NetworkAddress())
+      ->option_text("ADDRESS");
+}
+
+void AddTimeOptions(CLI::App& command, Selection& selection) {
+  command.add_option("--start", selection.start, "From so many seconds after the first message")
+      ->check(Seconds())
+      ->option_text("SECONDS");
+  command.add_option("--end", selection.end, "Up to so many seconds after the first message")
+      ->check(Seconds())
+      ->option_text("SECONDS");
+}
+
+std::uint64_t Milliseconds(double seconds) {
+  constexpr double kMilli = 1000.0;
+  return static_cast<std::uint64_t>(std::llround(seconds * kMilli));
+}
+
+}  // namespace qor::tools
