@@ -31,9 +31,9 @@ bool DecodeWithout(std::string field, const QorBuffer& whole) {
   field += '=';
   const auto header = whole.Bytes().subspan(sizeof(std::uint32_t));
   std::vector<std::uint8_t> bytes(header.begin(), header.end());
-  const auto found = std::ranges::search(bytes, field);
-  EXPECT_FALSE(found.empty()) << field;
-  found.front() = 'X';
+  const auto found = std::search(bytes.begin(), bytes.end(), field.begin(), field.end());
+  EXPECT_NE(found, bytes.end()) << field;
+  *found = 'X';
   HeaderFields fields;
   EXPECT_TRUE(fields.Parse(bytes));
   Record record;
