@@ -28,3 +28,7 @@ if(QOR_SANITIZE)
   add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
+# Without it a fuzzer sees only the code of its target, and not what that calls in the libraries.
+if(QOR_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

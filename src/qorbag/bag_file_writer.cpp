@@ -19,6 +19,10 @@ bool Failed(std::string_view text) {
   return false;
 }
 
+bool WriteRecords(BagOutput& output, const QorBuffer& records) {
+  return output.Write(records.Bytes()) || Failed("WriteRecordHeader: write failed!");
+}
+
 std::span<const std::uint8_t> AsBytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
@@ -92,7 +96,7 @@ bool BagFileWriter::WriteFileHeader() {
   scratch_.SetSize(0);
   fileHeader_.Encode(version_, scratch_);
   isDirty_ = true;
-  return output_->Write(scratch_.Bytes()) || Failed("WriteRecordHeader: write failed!");
+  return WriteRecords(*output_, scratch_);
 }
 
 BagFileWriter::Result BagFileWriter::Write(const EventMsg& msg, std::uint64_t time,
@@ -271,7 +275,7 @@ bool BagFileWriter::WriteClosingIndex() {
   scratch_.SetSize(0);
   const bool areEncoded =
       std::ranges::all_of(connections_, [this](const Connection& one) { return one.Encode(version_, scratch_); });
-  if (!areEncoded || !output_->Write(scratch_.Bytes())) {
+  if (!areEncoded || !WriteRecords(*output_, scratch_)) {
     kLog.Error() << "Bagfile " << name_ << " CloseWrite： write Connections failed!";
     return false;
   }
@@ -280,7 +284,7 @@ bool BagFileWriter::WriteClosingIndex() {
   for (const ChunkInfo& info : chunkInfos_) {
     info.Encode(scratch_);
   }
-  if (!output_->Write(scratch_.Bytes())) {
+  if (!WriteRecords(*output_, scratch_)) {
     kLog.Error() << "Bagfile " << name_ << " CloseWrite： write ChunkInfos failed!";
     return false;
   }

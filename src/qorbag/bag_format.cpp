@@ -4,7 +4,7 @@
 namespace qor::qorbag {
 
 std::string VersionLine(std::uint32_t version) {
-  if (version == kOldestBagVersion) {
+  if (version != 0 && version < kWithVersionLine) {
     return "";
   }
   const std::string text = version == 0 ? std::string(CURRENT_BAG_VERSION_STR)

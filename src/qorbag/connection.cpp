@@ -23,6 +23,8 @@ bool Failed(std::string_view text) {
   return false;
 }
 
+bool EventInfoFailed() { return Failed("ReadConnection ReadField eventInfo failed!"); }
+
 bool FieldFailed(std::string_view name) {
   kLog.Error() << "ReadConnectionFeild ReadField " << name << " failed!";
   return false;
@@ -94,7 +96,8 @@ bool Connection::Decode(const HeaderFields& fields, std::uint32_t version) {
       !ReadField(fields, "msgDef", msgDefinition, version >= kWithMsgDef) ||
       !ReadField(fields, "driverType", driver, version >= kWithDriverType) ||
       !ReadField(fields, "serializationType", serialization, version >= kWithSerializationType) ||
-      !ReadField(fields, "eventInfo", blob) || !ReadField(fields, "startTime", startTime, hasStatistics) ||
+      (!fields.ReadField("eventInfo", blob) && !EventInfoFailed()) ||
+      !ReadField(fields, "startTime", startTime, hasStatistics) ||
       !ReadField(fields, "endTime", endTime, hasStatistics) ||
       !ReadField(fields, "msgCount", msgCount, hasStatistics) ||
       !ReadField(fields, "serializationConfig", config, version >= kWithSerializationConfig)) {
@@ -120,7 +123,7 @@ bool Connection::DecodeEventInfo(std::span<const std::uint8_t> blob, std::uint32
   }
   QorEventInfoSerialize dds;
   if (!dds.SetSerializeData(blob.data(), blob.size(), version)) {
-    return Failed("ReadConnection ReadField eventInfo failed!");
+    return EventInfoFailed();
   }
   eventInfo = dds.GetEventInfo();
   if (version <= kWithRecordTimes) {

@@ -272,12 +272,16 @@ TEST_F(BagWritingTest, AFailedWriteLosesItsChunkAndNothingElse) {
       }
     }
     EXPECT_GE(times.size(), 2U) << "one chunk is lost at most";
+    const std::string line = "WriteRecordHeader: write failed!";
+    const std::size_t before = log_.CountContaining(line);
     if (writer.Close() == BagFileWriter::Result::kOk) {
       EXPECT_EQ(times.size(), 2U) << "else closing failed";
       names.push_back(Folder() + "/" + std::to_string(failsAt) + ".bag");
       expected.push_back(std::move(times));
       std::ofstream(names.back(), std::ios::binary)
           .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    } else {
+      EXPECT_EQ(log_.CountContaining(line), before + 1) << "a record of the closing index, or the file header";
     }
   }
   const auto bags = Read(names);
