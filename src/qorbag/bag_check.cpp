@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "src/qorbag/chunk_search.h"
+#include "src/qorbag/serialization_config.h"
 
 namespace qor::qorbag {
 namespace {
@@ -16,6 +17,17 @@ bool IsSame(const ChunkInfo& left, const ChunkInfo& right) {
   auto counts = left.counts;
   std::ranges::sort(counts);
   return left.startTime == right.startTime && left.endTime == right.endTime && counts == right.counts;
+}
+
+/// Whether payloads of the connection can be printed by its configuration; it need not have one.
+bool IsConfigReadable(const Connection& connection) {
+  if (connection.serializationConfig.empty()) {
+    return true;
+  }
+  if (connection.serializationType == maintaind::SerializationType::kPdu) {
+    return QorPduConfigInfoSerialize().SetSerializeData(connection.serializationConfig);
+  }
+  return QorSOMEIPConfigSerialize().SetSerializeData(connection.serializationConfig);
 }
 
 }  // namespace
@@ -94,6 +106,10 @@ void BagCheck::ReadClosingIndex() {
 
 void BagCheck::AddConnection(Connection connection, std::uint64_t position) {
   const std::uint32_t id = connection.id;
+  if (!IsConfigReadable(connection)) {
+    report_.faults.Add(position, "the serialization configuration of the event '" + connection.eventName +
+                                     "' cannot be read");
+  }
   if (!connections_.try_emplace(id, std::move(connection)).second) {
     report_.faults.Add(position, "a second event has the id " + Number(id));
   }

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -12,30 +9,13 @@
 #include "platform/log/log_config.h"
 #include "src/qorbag/qor_bag_file.h"
 #include "src/qorbag/qor_view.h"
+#include "tests/fuzz/memory_file.h"
 #include "tests/fuzz/require.h"
 
 namespace qor::qorbag {
 namespace {
 
 using File = std::span<const std::uint8_t>;
-
-/// A file that is in memory and has a name: bags are opened by theirs.
-class MemoryFile {
- public:
-  MemoryFile() : fd_(::memfd_create("bag", MFD_CLOEXEC)) { Require(fd_ >= 0); }
-  ~MemoryFile() { ::close(fd_); }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-
-  void Set(File content) const {
-    Require(::ftruncate(fd_, 0) == 0);
-    Require(::pwrite(fd_, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
-  }
-  std::string Name() const { return "/proc/self/fd/" + std::to_string(fd_); }
-
- private:
-  const int fd_;
-};
 
 /// Each message comes once, in the order of time, with the bytes that it claims to have.
 void CheckView(QorBagFile& bag) {
@@ -69,7 +49,7 @@ void CheckView(QorBagFile& bag) {
 /// What is read of a bag that is not compressed stands in the file where the index says, behind a head that agrees.
 void CheckMessages(QorBagFile& bag, File file) {
   QorBuffer buffer;
-  for (const auto& [id, index] : bag.Indexes()) {
+  for (const auto& [id, index] : bag.Content()->indexes) {
     for (const MessageIndex& entry : index) {
       if (!bag.ReadMsgDataIntoStream(entry, buffer, 0)) {
         continue;
@@ -85,7 +65,7 @@ void CheckMessages(QorBagFile& bag, File file) {
 
 /// What was read of a connection can be written, and read again as the same.
 void CheckConnections(const QorBagFile& bag) {
-  for (const auto& [id, connection] : bag.Connections()) {
+  for (const auto& [id, connection] : bag.Content()->connections) {
     QorBuffer written;
     QorBuffer again;
     Require(connection.Encode(bag.GetVersion(), written));
@@ -114,7 +94,7 @@ void Check(QorBagFile& bag, bool isOpen, File file) {
 /// A bag, taken for one that was closed and for one that was not.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::qorbag;
-  static const MemoryFile file;
+  static const qor::MemoryFile file;
   [[maybe_unused]] static const bool isQuiet = [] {
     qor::log::LogOptions off;
     off.stderrLevel = qor::LogLevel::kOff;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -47,7 +48,8 @@ struct MessagesOptions {
 /// Prints the messages of a view. Used by one thread.
 class MessagesRun {
  public:
-  explicit MessagesRun(const MessagesOptions& options) : options_(options), out_(STDOUT_FILENO) {}
+  explicit MessagesRun(const MessagesOptions& options)
+      : options_(options), layout_(options.layout), out_(STDOUT_FILENO) {}
 
   int Run() {
     if (!bags_.Open(options_.files)) {
@@ -72,7 +74,7 @@ class MessagesRun {
   /// Makes a printer for each connection, or says how the run ends.
   std::optional<ExitCode> Prepare(const qorbag::QorView& view) {
     qorbag::RecordedDefinitions definitions;
-    const auto rendering = options_.layout.Rendering();
+    const auto rendering = layout_.Rendering();
     for (const qorbag::Connection* connection : view.GetConnections()) {
       if (!definitions.Add(*connection)) {
         Complain("'" + Printable(connection->eventName) + "': " + Printable(definitions.Fault()));
@@ -80,23 +82,31 @@ class MessagesRun {
       }
     }
     std::string fault;
+    layout_.hasSeveralNames = HasSeveralNames(view);
     for (const qorbag::Connection* connection : view.GetConnections()) {
       qorbag::MessageRenderer renderer(*connection, rendering, definitions);
       const std::string& name = connection->eventName;
-      if (!options_.layout.fieldPath.empty() && !renderer.IsFieldKnown()) {
+      if (!layout_.fieldPath.empty() && !renderer.IsFieldKnown()) {
         fault = "'" + Printable(name) + "': " + Printable(renderer.Fault());
         continue;
       }
-      if (!renderer.IsDescribed() && !options_.layout.isRaw && told_.insert(name).second) {
+      if (!renderer.IsDescribed() && !layout_.isRaw && told_.insert(name).second) {
         Complain("the messages of '" + Printable(name) + "' are printed as bytes: " + Printable(renderer.Fault()));
       }
-      printers_.try_emplace(connection, std::move(renderer), SamplePrinter(options_.layout, name));
+      printers_.try_emplace(connection, std::move(renderer), SamplePrinter(layout_, name));
     }
     if (printers_.empty()) {
       Complain(fault);
       return kExitUsage;
     }
     return std::nullopt;
+  }
+
+  static bool HasSeveralNames(const qorbag::QorView& view) {
+    const auto connections = view.GetConnections();
+    return std::ranges::any_of(connections, [&](const qorbag::Connection* connection) {
+      return connection->eventName != connections.front()->eventName;
+    });
   }
 
   int Print(const qorbag::QorView& view) {
@@ -137,6 +147,7 @@ class MessagesRun {
   }
 
   const MessagesOptions& options_;
+  SampleLayout layout_;
   Output out_;
   OpenedBags bags_;
   std::map<const qorbag::Connection*, Printer> printers_;
@@ -166,7 +177,6 @@ void AddMessagesCommand(CLI::App& app, Task& task) {
   AddOutputOptions(*command, options->output);
   command->callback([options, &task] {
     options->layout.isJson = options->output.isJson;
-    options->layout.hasSeveralNames = options->selection.events.size() != 1;
     task = [options] { return RunMessages(*options); };
   });
 }

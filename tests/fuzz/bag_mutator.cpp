@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How bags are changed for bag_read_fuzz.
+// How fuzz targets of bags change their inputs.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

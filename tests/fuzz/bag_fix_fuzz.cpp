@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/log/log_config.h"
+#include "src/qorbag/bag_check.h"
+#include "src/qorbag/copy_messages.h"
+#include "src/qorbag/file_input.h"
+#include "src/qorbag/qor_bag_file.h"
+#include "src/qorbag/qor_view.h"
+#include "tests/fuzz/memory_file.h"
+#include "tests/fuzz/require.h"
+
+namespace qor::qorbag {
+namespace {
+
+/// Event, time and payload.
+using Message = std::tuple<std::string, std::uint64_t, std::vector<std::uint8_t>>;
+
+/// A folder for the bags that are made, which goes with the process.
+const std::string& Folder() {
+  static const std::string folder = [] {
+    std::string pattern = "/dev/shm/qor_fuzz_XXXXXX";
+    Require(::mkdtemp(pattern.data()) != nullptr);
+    std::atexit([] { std::filesystem::remove_all(Folder()); });
+    return pattern;
+  }();
+  return folder;
+}
+
+/// Those that can be read, by event.
+std::vector<Message> MessagesOf(QorBagFile& bag) {
+  QorView view;
+  view.AddQuery(bag, 0, UINT64_MAX);
+  std::vector<Message> messages;
+  QorBuffer buffer;
+  for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
+    if (at.Value().WriteMsg(buffer, 0)) {
+      messages.emplace_back(at.Value().GetEvent(), at.Value().GetTime(),
+                            std::vector<std::uint8_t>(buffer.Bytes().begin(), buffer.Bytes().end()));
+    }
+  }
+  std::ranges::sort(messages);
+  return messages;
+}
+
+BagCheckReport Check(const std::string& name) {
+  FileInput input(name);
+  Require(input.IsOpen());
+  return BagCheck(input).Run(std::atomic<bool>(false));
+}
+
+/// What is repaired is sound and has every message that can be read.
+void Repair(QorBagFile& damaged) {
+  const std::string name = Folder() + "/out.bag";
+  QorView view;
+  view.AddQuery(damaged, 0, UINT64_MAX);
+  QorBagFile repaired;
+  repaired.SetVersion(damaged.GetVersion());
+  repaired.SetCompressionType(damaged.GetCompressionType());
+  Require(repaired.OpenWrite(name, Folder(), name) == QorBagFile::kOk);
+  CopyProgress progress;
+  Require(CopyMessages(view, repaired, progress, std::atomic<bool>(false)) == QorBagFile::kOk);
+  Require(repaired.CloseWrite() == QorBagFile::kOk);
+  Require(progress.written + progress.unreadable == view.Size());
+  Require(Check(name).faults.Count() == 0);
+  Require(repaired.OpenRead(name));
+  const std::vector<Message> expected = MessagesOf(damaged);
+  Require(progress.written == expected.size());
+  // Connections of one identity become one event, under the name that came first.
+  const auto payloads = [](const std::vector<Message>& messages) {
+    std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>> all;
+    for (const auto& [event, time, payload] : messages) {
+      all.emplace_back(time, payload);
+    }
+    std::ranges::sort(all);
+    return all;
+  };
+  Require(payloads(MessagesOf(repaired)) == payloads(expected));
+}
+
+}  // namespace
+}  // namespace qor::qorbag
+
+/// A bag, checked, and repaired as what an interrupted recording left.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace qor::qorbag;
+  static const qor::MemoryFile file;
+  [[maybe_unused]] static const bool isQuiet = [] {
+    qor::log::LogOptions off;
+    off.stderrLevel = qor::LogLevel::kOff;
+    return qor::log::ConfigureLog(off);
+  }();
+  file.Set({data, size});
+  const BagCheckReport report = Check(file.Name());
+  QorBagFile closed;
+  if (report.faults.Count() == 0) {
+    qor::Require(closed.OpenRead(file.Name()));
+    qor::Require(MessagesOf(closed).size() == report.messageCount);
+  }
+  QorBagFile damaged;
+  if (damaged.OpenReadDamagedFile(file.Name())) {
+    Repair(damaged);
+  }
+  return 0;
+}
