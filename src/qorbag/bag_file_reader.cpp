@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/bag_file_reader.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -19,6 +21,18 @@ bool Failed(std::string_view text) {
   return false;
 }
 
+/// Reserves memory in large pages where there are any: an index is filled once, and then looked into anywhere.
+void Reserve(BagFileReader::Index& index, std::uint64_t count) {
+  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20U;
+  index.reserve(count);
+  const auto begin = reinterpret_cast<std::uintptr_t>(index.data());
+  const std::uintptr_t first = (begin + kLargePage - 1) / kLargePage * kLargePage;
+  const std::uintptr_t end = (begin + index.capacity() * sizeof(MessageIndex)) / kLargePage * kLargePage;
+  if (first < end) {
+    ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);  // no harm when it is refused
+  }
+}
+
 }  // namespace
 
 void BagFileReader::Close() {
@@ -27,6 +41,7 @@ void BagFileReader::Close() {
   connections_.clear();
   chunkInfos_.clear();
   indexes_.clear();
+  expectedCounts_.clear();
   chunks_.clear();
   chunkDataSize_ = 0;
   chunksEnd_ = 0;
@@ -158,7 +173,22 @@ bool BagFileReader::ReadChunkInfoRecords(RecordSource& source) {
     }
     chunkInfos_.push_back(std::move(info));
   }
+  CountExpected();
   return true;
+}
+
+/// So that the indexes need not grow; what the file has no room for is not believed.
+void BagFileReader::CountExpected() {
+  std::uint64_t all = 0;
+  for (const ChunkInfo& info : chunkInfos_) {
+    for (const auto& [id, count] : info.counts) {
+      expectedCounts_[id] += count;
+      all += count;
+    }
+  }
+  if (all > input_->Size() / MessageIndex::SizeIn(version_)) {
+    expectedCounts_.clear();
+  }
 }
 
 bool BagFileReader::ReadChunkInfoRecord(RecordSource& source, ChunkInfo& info) {
@@ -218,12 +248,9 @@ std::uint64_t BagFileReader::DataSize(const ChunkHeader& header) const {
 
 bool BagFileReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader& header, std::uint64_t dataPos,
                                      std::uint32_t count) {
-  const bool isCompressed = decompressor_ != nullptr;
-  const auto offsetOf = [&](const MessageIndex& index) { return index.msgPos - (isCompressed ? 0 : dataPos); };
-  sizes_.Begin(header.chunkSize);
   chunkEntries_.clear();
+  chunkParts_.clear();
   for (std::uint32_t i = 0; i < count; ++i) {
-    auto& [id, entries] = chunkEntries_.emplace_back();
     ChunkIndexHeader index;
     if (!source.ReadHeader(fields_)) {
       return Failed("ReadChunkIndexRecord ReadHeader failed");
@@ -234,40 +261,45 @@ bool BagFileReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader& he
     if (!index.Decode(fields_)) {
       return false;
     }
-    id = index.id;
-    if (!ReadChunkIndexRecord(source, dataPos, entries) || entries.size() != index.indexcount ||
-        !std::ranges::all_of(entries, [&](const MessageIndex& entry) { return sizes_.Add(offsetOf(entry)); })) {
+    if (!ReadChunkIndexRecord(source, {dataPos, header.chunkSize}, index.indexcount)) {
       return Failed("ReadChunkIndexRecord: the entries do not lead to messages of the chunk");
     }
+    chunkParts_.emplace_back(index.id, index.indexcount);
   }
-  if (!sizes_.End()) {
+  if (!sizes_.Set(chunkEntries_, decompressor_ != nullptr ? 0 : dataPos, header.chunkSize)) {
     return Failed("ReadChunkIndexRecord: the messages of the chunk overlap");
   }
-  const auto chunk = static_cast<std::uint32_t>(chunks_.size());
   chunks_.push_back({dataPos, header.chunkSize});
-  for (auto& [id, entries] : chunkEntries_) {
+  auto entries = chunkEntries_.cbegin();
+  for (const auto& [id, entryCount] : chunkParts_) {
     Index& all = indexes_[id];
-    for (MessageIndex& entry : entries) {
-      entry.chunk = chunk;
-      entry.size = sizes_.SizeAt(offsetOf(entry));
+    if (all.empty()) {
+      Reserve(all, expectedCounts_[id]);
     }
-    all.insert(all.end(), entries.begin(), entries.end());
+    all.insert(all.end(), entries, entries + entryCount);
+    entries += entryCount;
   }
   return true;
 }
 
 /// The entries of one connection, behind their header.
-bool BagFileReader::ReadChunkIndexRecord(RecordSource& source, std::uint64_t dataPos, Index& entries) {
-  const std::uint32_t entrySize = MessageIndex::SizeIn(version_);
+bool BagFileReader::ReadChunkIndexRecord(RecordSource& source, const ChunkPlace& place, std::uint32_t count) {
+  const std::uint64_t entrySize = MessageIndex::SizeIn(version_);
+  const auto chunk = static_cast<std::uint32_t>(chunks_.size());
+  const std::uint64_t begin = decompressor_ != nullptr ? 0 : place.dataPos;
   std::uint32_t size = 0;
-  if (!source.Read(size) || size % entrySize != 0 || !source.ReadData(size, data_)) {
+  if (!source.Read(size) || size != count * entrySize || !source.ReadData(size, data_)) {
     return false;
   }
-  entries.reserve(size / entrySize);
-  for (std::uint32_t at = 0; at < size; at += entrySize) {
-    std::uint64_t chunkDataPos = dataPos;
-    entries.push_back(MessageIndex::Load(data_.GetData() + at, chunkDataPos, version_));
-    if (chunkDataPos != dataPos) {
+  const std::size_t before = chunkEntries_.size();
+  chunkEntries_.resize(before + count);
+  const std::uint8_t* from = data_.GetData();
+  for (MessageIndex& entry : std::span(chunkEntries_).subspan(before)) {
+    std::uint64_t chunkDataPos = place.dataPos;
+    entry = MessageIndex::Load(from, chunkDataPos, version_);
+    entry.chunk = chunk;
+    from += entrySize;
+    if (chunkDataPos != place.dataPos || entry.msgPos < begin || entry.msgPos - begin >= place.size) {
       return false;
     }
   }

@@ -6,6 +6,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/zel/compressor.h"
@@ -62,13 +64,14 @@ class BagFileReader {
   bool ReadConnectionRecords(RecordSource& source);
   bool ReadChunkInfoRecord(RecordSource& source, ChunkInfo& info);
   bool ReadChunkInfoRecords(RecordSource& source);
+  void CountExpected();
   bool StartReadChunkIndexRecord();
   bool StartReadingActiveFile();
   bool ReadChunkEndInfo(const ChunkHeader& header, std::uint64_t dataPos);
   bool ReadChunkHeader(RecordSource& source, ChunkHeader& header);
   std::uint64_t DataSize(const ChunkHeader& header) const;
   bool ReadChunkIndexes(RecordSource& source, const ChunkHeader& header, std::uint64_t dataPos, std::uint32_t count);
-  bool ReadChunkIndexRecord(RecordSource& source, std::uint64_t dataPos, Index& entries);
+  bool ReadChunkIndexRecord(RecordSource& source, const ChunkPlace& place, std::uint32_t count);
   void SortIndexes();
   bool DecompressChunkToStream(std::uint32_t chunk);
 
@@ -86,7 +89,9 @@ class BagFileReader {
   HeaderFields fields_;
   QorBuffer data_;
   PayloadSizes sizes_;
-  std::vector<std::pair<std::uint32_t, Index>> chunkEntries_;
+  std::vector<MessageIndex> chunkEntries_;  ///< of the chunk that is read: one connection after the other
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> chunkParts_;  ///< connection id and entries
+  std::unordered_map<std::uint32_t, std::uint64_t> expectedCounts_;  ///< by connection id, as the closing index tells
 
   std::unique_ptr<zel::ddt::Compressor> decompressor_;
   QorBuffer block_;

@@ -11,72 +11,63 @@ namespace {
 
 constexpr std::uint64_t kBits = 64;
 
-}  // namespace
-
-void PayloadSizes::Begin(std::uint64_t chunkSize) {
-  for (const std::uint64_t offset : offsets_) {
-    if (IsMarked()) {
-      marks_[offset / kBits] = 0;
-    }
-  }
-  offsets_.clear();
-  chunkSize_ = chunkSize;
-  if (IsMarked() && marks_.size() * kBits < chunkSize) {
-    marks_.resize(chunkSize / kBits + 1);
-  }
+/// Sets the size of an entry whose record ends at `end`.
+bool SetSize(MessageIndex& entry, std::uint64_t end) {
+  const std::uint64_t size = end - entry.msgPos;
+  entry.size = static_cast<std::uint32_t>(size - kMessagePayloadAt);
+  return size >= kMessagePayloadAt;
 }
 
-bool PayloadSizes::Add(std::uint64_t offset) {
-  if (chunkSize_ < kMessagePayloadAt || offset > chunkSize_ - kMessagePayloadAt) {
-    return false;
+}  // namespace
+
+bool PayloadSizes::Set(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize) {
+  constexpr std::uint64_t kShort = 2048;
+  constexpr std::uint64_t kMostMarked = std::uint64_t{64} << 20U;
+  if (entries.empty()) {
+    return true;
   }
-  if (IsMarked()) {
-    std::uint64_t& word = marks_[offset / kBits];
+  // Many short records are faster marked than sorted; few in a chunk that claims to be large are not.
+  const bool areShort = chunkSize <= kMostMarked && chunkSize / kShort <= entries.size();
+  return areShort ? SetByMarks(entries, begin, chunkSize) : SetByOrder(entries, begin, chunkSize);
+}
+
+bool PayloadSizes::SetByMarks(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize) {
+  marks_.assign(chunkSize / kBits + 1, 0);
+  marks_[chunkSize / kBits] |= std::uint64_t{1} << (chunkSize % kBits);  // nothing is sought behind the end
+  for (const MessageIndex& entry : entries) {
+    const std::uint64_t offset = entry.msgPos - begin;
     const std::uint64_t bit = std::uint64_t{1} << (offset % kBits);
+    std::uint64_t& word = marks_[offset / kBits];
     if ((word & bit) != 0) {
       return false;
     }
     word |= bit;
   }
-  offsets_.push_back(offset);
-  return true;
+  const auto nextAfter = [this](std::uint64_t offset) {
+    std::uint64_t at = (offset + 1) / kBits;
+    std::uint64_t word = marks_[at] & (~std::uint64_t{0} << ((offset + 1) % kBits));
+    while (word == 0) {
+      word = marks_[++at];
+    }
+    return at * kBits + static_cast<std::uint64_t>(std::countr_zero(word));
+  };
+  return (marks_.front() & 1U) != 0 && std::ranges::all_of(entries, [&](MessageIndex& entry) {
+           return SetSize(entry, begin + nextAfter(entry.msgPos - begin));
+         });
 }
 
-bool PayloadSizes::End() {
-  if (!IsMarked()) {
-    std::ranges::sort(offsets_);
-    if (std::ranges::adjacent_find(offsets_) != offsets_.end()) {
+bool PayloadSizes::SetByOrder(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize) {
+  order_.clear();
+  for (MessageIndex& entry : entries) {
+    order_.push_back(&entry);
+  }
+  std::ranges::sort(order_, {}, &MessageIndex::msgPos);
+  for (std::size_t i = 0; i < order_.size(); ++i) {
+    if (!SetSize(*order_[i], i + 1 < order_.size() ? order_[i + 1]->msgPos : begin + chunkSize)) {
       return false;
     }
   }
-  bool hasFirst = offsets_.empty();
-  for (const std::uint64_t offset : offsets_) {
-    hasFirst = hasFirst || offset == 0;
-    const std::uint64_t size = NextAfter(offset) - offset;
-    if (size < kMessagePayloadAt || size - kMessagePayloadAt > UINT32_MAX) {
-      return false;
-    }
-  }
-  return hasFirst;
-}
-
-std::uint32_t PayloadSizes::SizeAt(std::uint64_t offset) const {
-  return static_cast<std::uint32_t>(NextAfter(offset) - offset - kMessagePayloadAt);
-}
-
-std::uint64_t PayloadSizes::NextAfter(std::uint64_t offset) const {
-  if (!IsMarked()) {
-    const auto next = std::ranges::upper_bound(offsets_, offset);
-    return next != offsets_.end() ? *next : chunkSize_;
-  }
-  std::uint64_t at = (offset + 1) / kBits;
-  std::uint64_t word =
-      (offset + 1) % kBits == 0 && at >= marks_.size() ? 0 : marks_[at] & (~std::uint64_t{0} << ((offset + 1) % kBits));
-  const std::uint64_t end = (chunkSize_ + kBits - 1) / kBits;
-  while (word == 0 && ++at < end) {
-    word = marks_[at];
-  }
-  return word != 0 ? at * kBits + static_cast<std::uint64_t>(std::countr_zero(word)) : chunkSize_;
+  return order_.front()->msgPos == begin;
 }
 
 }  // namespace qor::qorbag

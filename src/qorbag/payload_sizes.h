@@ -6,31 +6,24 @@
 #include <span>
 #include <vector>
 
+#include "src/qorbag/bag_records.h"
+
 namespace qor::qorbag {
 
-/// Where the message records of a chunk begin, and so how long each of them is: a record ends where the next one
-/// begins. Keeps its memory from one chunk to the next. Used by one thread.
+/// Finds how long the messages of a chunk are: a record ends where the next one begins. Keeps its memory from one chunk
+/// to the next. Used by one thread.
 class PayloadSizes {
  public:
-  /// Begins with the next chunk, whose records take `chunkSize` bytes.
-  void Begin(std::uint64_t chunkSize);
-  /// A record begins at the offset. False when one does already, or no record has room there.
-  [[nodiscard]] bool Add(std::uint64_t offset);
-  /// All are there. False when two records overlap, or the first does not begin the chunk.
-  [[nodiscard]] bool End();
-  /// Bytes of the payload of the record that begins at the offset.
-  std::uint32_t SizeAt(std::uint64_t offset) const;
+  /// Sets the size of each entry. They are all of a chunk, in any order; its records take `chunkSize` bytes from the
+  /// position `begin` on, and each begins within them. False when two overlap, one has no room, or none is the first.
+  [[nodiscard]] bool Set(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize);
 
  private:
-  // Above that, offsets are sorted instead of marked.
-  static constexpr std::uint64_t kMarked = std::uint64_t{64} << 20U;
+  bool SetByMarks(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize);
+  bool SetByOrder(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize);
 
-  bool IsMarked() const { return chunkSize_ <= kMarked; }
-  std::uint64_t NextAfter(std::uint64_t offset) const;
-
-  std::uint64_t chunkSize_ = 0;
-  std::vector<std::uint64_t> marks_;    ///< a bit for each byte of the chunk
-  std::vector<std::uint64_t> offsets_;  ///< those that were added
+  std::vector<std::uint64_t> marks_;  ///< a bit for each byte of the chunk: whether a record begins there
+  std::vector<MessageIndex*> order_;
 };
 
 }  // namespace qor::qorbag
