@@ -1,37 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 // How fast messages get into a bag, as a share of plain write() of as many bytes in blocks of 1 MiB, in the same run:
 // uncompressed, chunks of 1 MiB, page cache, no sync. Each figure is the median of ten rounds; a round does both, one
-// after the other, and the first round is dropped.
+// after the other, and the first round is dropped. Before that: the most memory that writing takes above what the
+// process has anyway.
 //
 //     bag_write [FOLDER]      files are made and removed there; /tmp when it is not named
-#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/bag_bench.h"
+#include "bench/cpu_time.h"
 #include "src/qorbag/bag_file_writer.h"
 #include "src/qorbag/file_output.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using namespace qor::bench;
 using qor::qorbag::BagFileWriter;
-using qor::qorbag::EventDescription;
 using qor::qorbag::EventMsg;
 using qor::qorbag::FileOutput;
 
-constexpr int kRounds = 10;
 constexpr std::size_t kEvents = 10;
-constexpr std::size_t kBlock = std::size_t{1} << 20U;
 
 struct Case {
   std::size_t messages;
@@ -39,103 +37,93 @@ struct Case {
   double needed;
 };
 
-double Seconds(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
-
-double ProcessorSeconds() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-void Fail(const std::string& what) {
-  std::fprintf(stderr, "bag_write: %s\n", what.c_str());
-  std::exit(1);
-}
-
-std::vector<EventMsg> Events() {
-  std::vector<EventMsg> events;
-  for (std::size_t i = 0; i < kEvents; ++i) {
-    auto event = std::make_shared<EventDescription>();
-    event->eventName = "/bench/event" + std::to_string(i);
-    event->eventInfo.dds.topicName = event->eventName;
-    events.push_back(EventMsg{event});
-  }
-  return events;
-}
-
 /// Seconds of writing the messages into a file; `bytes` is the size of the bag.
 double WriteBag(const std::string& name, const Case& one, const std::vector<EventMsg>& events,
                 const std::vector<std::uint8_t>& payload, std::uint64_t& bytes) {
   const auto begin = Clock::now();
   BagFileWriter writer;
-  if (writer.Open(std::make_unique<FileOutput>(name), name) != BagFileWriter::Result::kOk) {
-    Fail("cannot write " + name);
-  }
+  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing " + name);
   for (std::size_t i = 0; i < one.messages; ++i) {
-    if (writer.Write(events[i % kEvents], i / 8, payload) != BagFileWriter::Result::kOk) {
-      Fail("cannot write " + name);
-    }
+    Check(writer.Write(events[i % events.size()], i / 8, payload) == BagFileWriter::Result::kOk, "writing " + name);
   }
   bytes = writer.GetFileSize();
-  if (writer.Close() != BagFileWriter::Result::kOk) {
-    Fail("cannot close " + name);
-  }
+  Check(writer.Close() == BagFileWriter::Result::kOk, "closing " + name);
   return Seconds(begin);
-}
-
-double WritePlain(const std::string& name, std::uint64_t bytes) {
-  static const std::vector<char> block(kBlock, 'x');
-  const auto begin = Clock::now();
-  const int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  while (bytes > 0) {
-    const ssize_t written = ::write(fd, block.data(), std::min<std::uint64_t>(bytes, kBlock));
-    if (written <= 0) {
-      Fail("cannot write " + name);
-    }
-    bytes -= static_cast<std::uint64_t>(written);
-  }
-  ::close(fd);
-  return Seconds(begin);
-}
-
-double Median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
 }
 
 void Measure(const std::string& folder, const Case& one) {
   const std::string name = folder + "/qor_bag_write_bench";
-  const auto events = Events();
+  const auto events = Events(kEvents);
   const std::vector<std::uint8_t> payload(one.size, 0x5A);
-  std::vector<double> shares;
-  std::vector<double> rates;
-  std::vector<double> processor;
-  std::vector<double> nowhere;
-  std::uint64_t bytes = 0;
   const double count = static_cast<double>(one.messages);
-  for (int round = 0; round <= kRounds; ++round) {
+  std::uint64_t bytes = 0;
+  const auto [share, rate, processor, nowhere, processorNowhere] = Medians([&] {
     ::unlink(name.c_str());
-    const double before = ProcessorSeconds();
+    const double before = CpuSeconds(RUSAGE_SELF);
     const double bag = WriteBag(name, one, events, payload, bytes);
-    const double used = ProcessorSeconds() - before;
+    const double used = CpuSeconds(RUSAGE_SELF) - before;
     ::unlink(name.c_str());
     const double plain = WritePlain(name, bytes);
     ::unlink(name.c_str());
+    const double beforeNone = CpuSeconds(RUSAGE_SELF);
     const double none = WriteBag("/dev/null", one, events, payload, bytes);
-    if (round > 0) {
-      shares.push_back(plain / bag);
-      rates.push_back(count / bag);
-      processor.push_back(used / count * 1e9);
-      nowhere.push_back(count / none);
-    }
-  }
+    const double usedNone = CpuSeconds(RUSAGE_SELF) - beforeNone;
+    return std::array{plain / bag, count / bag, used / count * 1e9, count / none, usedNone / count * 1e9};
+  });
   std::printf(
       "%8zu messages of %7zu bytes: %.2f of plain write (needed %.2f), %.3g messages/s, %.0f ns of processor "
-      "each; into /dev/null %.3g messages/s\n",
-      one.messages, one.size, Median(shares), one.needed, Median(rates), Median(processor), Median(nowhere));
+      "each; into /dev/null %.3g messages/s, %.0f ns\n",
+      one.messages, one.size, share, one.needed, rate, processor, nowhere, processorNowhere);
+  std::fflush(stdout);
+}
+
+/// Bytes of the most memory that a process has which does that and nothing else.
+template <class Work>
+double PeakOf(Work work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    work();
+    ::_exit(0);
+  }
+  int status = 0;
+  rusage usage{};
+  Check(child > 0 && ::wait4(child, &status, 0, &usage) == child && status == 0, "measuring the memory of a process");
+  return static_cast<double>(usage.ru_maxrss) * 1024;
+}
+
+/// Memory of writing so many bytes of messages, above what a process has that does not.
+double PeakOfWriting(std::size_t size, std::uint64_t total, std::size_t eventCount) {
+  const auto write = [=](std::size_t messages) {
+    return PeakOf([=] {
+      const auto events = Events(eventCount);
+      const std::vector<std::uint8_t> payload(size, 0x5A);
+      std::uint64_t bytes = 0;
+      WriteBag("/dev/null", {messages, size, 0}, events, payload, bytes);
+    });
+  };
+  return write(total / size) - write(0);
+}
+
+void MeasureMemory(std::size_t size) {
+  constexpr std::uint64_t kGibi = std::uint64_t{1} << 30U;
+  const double one = PeakOfWriting(size, kGibi, kEvents);
+  const double four = PeakOfWriting(size, 4 * kGibi, kEvents);
+  const double chunks = 3.0 * kGibi / static_cast<double>(std::max(size, kBlock)) *
+                        static_cast<double>(qor::qorbag::QorChunkManager::RecordSize(size)) / static_cast<double>(size);
+  std::printf(
+      "memory of writing messages of %7zu bytes: 1 GiB %.1f MB, 4 GiB %.1f MB (needed 16.0); %.0f bytes a chunk\n",
+      size, one / 1e6, four / 1e6, (four - one) / chunks);
+  std::fflush(stdout);
+}
+
+void MeasureConnectionMemory() {
+  constexpr std::size_t kSize = 64;
+  constexpr std::uint64_t kTotal = std::uint64_t{64} << 20U;
+  constexpr std::size_t kMany = 2000;
+  const double few = PeakOfWriting(kSize, kTotal, kEvents);
+  const double many = PeakOfWriting(kSize, kTotal, kMany);
+  std::printf("memory of a connection: %.0f bytes, and %zu of them %.1f MB\n",
+              (many - few) / static_cast<double>(kMany - kEvents), kMany, many / 1e6);
   std::fflush(stdout);
 }
 
@@ -143,8 +131,13 @@ void Measure(const std::string& folder, const Case& one) {
 
 int main(int argc, char** argv) {
   const std::string folder = argc > 1 ? argv[1] : "/tmp";
-  for (const Case& one : std::array<Case, 4>{
-           {{5000000, 64, 0.35}, {1000000, 1024, 0.65}, {20000, 65536, 0.80}, {250, std::size_t{4} << 20U, 0.85}}}) {
+  constexpr std::array<Case, 4> kCases{
+      {{5000000, 64, 0.35}, {1000000, 1024, 0.65}, {20000, 65536, 0.80}, {250, std::size_t{4} << 20U, 0.85}}};
+  for (const Case& one : kCases) {
+    MeasureMemory(one.size);
+  }
+  MeasureConnectionMemory();
+  for (const Case& one : kCases) {
     Measure(folder, one);
   }
   return 0;

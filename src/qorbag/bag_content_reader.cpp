@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/bag_content_reader.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <span>
 #include <string_view>
@@ -16,6 +18,18 @@ constexpr QorLog kLog("QorBagFile");
 bool Failed(std::string_view text) {
   kLog.Error() << text;
   return false;
+}
+
+/// Reserves memory in large pages where there are any: an index is filled once, and then looked into anywhere.
+void Reserve(BagContent::Index& index, std::uint64_t count) {
+  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20U;
+  index.reserve(count);
+  const auto begin = reinterpret_cast<std::uintptr_t>(index.data());
+  const std::uintptr_t first = (begin + kLargePage - 1) / kLargePage * kLargePage;
+  const std::uintptr_t end = (begin + index.capacity() * sizeof(MessageIndex)) / kLargePage * kLargePage;
+  if (first < end) {
+    ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);  // no harm when it is refused
+  }
 }
 
 }  // namespace
@@ -126,7 +140,7 @@ bool BagContentReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader&
     if (!records_.ReadChunkIndex(source, index)) {
       return false;
     }
-    if (!ReadChunkIndexRecord(source, dataPos, index.indexcount)) {
+    if (!ReadChunkIndexRecord(source, {dataPos, header.chunkSize}, index.indexcount)) {
       return Failed("ReadChunkIndexRecord: the entries do not lead to messages of the chunk");
     }
     chunkParts_.emplace_back(index.id, index.indexcount);
@@ -139,7 +153,7 @@ bool BagContentReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader&
   for (const auto& [id, entryCount] : chunkParts_) {
     BagContent::Index& all = content_.indexes[id];
     if (all.empty()) {
-      all.reserve(expectedCounts_[id]);
+      Reserve(all, expectedCounts_[id]);
     }
     all.insert(all.end(), entries, entries + entryCount);
     entries += entryCount;
@@ -148,9 +162,11 @@ bool BagContentReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader&
 }
 
 /// The entries of one connection, behind their header.
-bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, std::uint64_t dataPos, std::uint32_t count) {
+bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, const BagContent::ChunkPlace& place,
+                                            std::uint32_t count) {
   const std::uint64_t entrySize = MessageIndex::SizeIn(content_.version);
   const auto chunk = static_cast<std::uint32_t>(content_.chunks.size());
+  const std::uint64_t begin = IsCompressed() ? 0 : place.dataPos;
   std::uint32_t size = 0;
   if (!source.Read(size) || size != count * entrySize || !source.ReadData(size, data_)) {
     return false;
@@ -159,11 +175,11 @@ bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, std::uint64_t 
   chunkEntries_.resize(before + count);
   const std::uint8_t* from = data_.GetData();
   for (MessageIndex& entry : std::span(chunkEntries_).subspan(before)) {
-    std::uint64_t chunkDataPos = dataPos;
+    std::uint64_t chunkDataPos = place.dataPos;
     entry = MessageIndex::Load(from, chunkDataPos, content_.version);
     entry.chunk = chunk;
     from += entrySize;
-    if (chunkDataPos != dataPos) {
+    if (chunkDataPos != place.dataPos || entry.msgPos < begin || entry.msgPos - begin >= place.size) {
       return false;
     }
   }

@@ -43,7 +43,7 @@ class BagContentReader {
   bool FindNextChunk(std::uint64_t& position);
   void CountGap(std::uint64_t begin, std::uint64_t end);
   bool ReadChunkIndexes(RecordSource& source, const ChunkHeader& header, std::uint64_t dataPos, std::uint32_t count);
-  bool ReadChunkIndexRecord(RecordSource& source, std::uint64_t dataPos, std::uint32_t count);
+  bool ReadChunkIndexRecord(RecordSource& source, const BagContent::ChunkPlace& place, std::uint32_t count);
   void SortIndexes();
   bool IsCompressed() const { return content_.header.compression != FileCompressionType::kNone; }
   std::uint64_t DataSize(const ChunkHeader& header) const {

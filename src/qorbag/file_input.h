@@ -26,7 +26,7 @@ class FileInput : public BagInput {
   bool Read(std::uint64_t position, std::span<std::uint8_t> bytes) override;
 
  private:
-  static constexpr std::size_t kSmallest = std::size_t{4} << 10U;
+  static constexpr std::size_t kSmallest = std::size_t{2} << 10U;
   static constexpr std::size_t kLargest = std::size_t{64} << 10U;
 
   bool Fill(std::uint64_t position, std::size_t size);

@@ -23,14 +23,8 @@ bool SetSize(MessageIndex& entry, std::uint64_t end) {
 bool PayloadSizes::Set(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize) {
   constexpr std::uint64_t kShort = 2048;
   constexpr std::uint64_t kMostMarked = std::uint64_t{64} << 20U;
-  const auto isOutside = [&](const MessageIndex& entry) {
-    return entry.msgPos < begin || entry.msgPos - begin >= chunkSize;
-  };
   if (entries.empty()) {
     return true;
-  }
-  if (std::ranges::any_of(entries, isOutside)) {
-    return false;
   }
   // Many short records are faster marked than sorted; few in a chunk that claims to be large are not.
   const bool areShort = chunkSize <= kMostMarked && chunkSize / kShort <= entries.size();

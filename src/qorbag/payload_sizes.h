@@ -14,9 +14,8 @@ namespace qor::qorbag {
 /// to the next. Used by one thread.
 class PayloadSizes {
  public:
-  /// Sets the size of each entry. They are all of a chunk, in any order; its records take `chunkSize` bytes, and
-  /// `begin` is the position of the first. False when they are not the records of such a chunk: one begins outside, two
-  /// overlap, or none is the first.
+  /// Sets the size of each entry. They are all of a chunk, in any order; its records take `chunkSize` bytes from the
+  /// position `begin` on, and each begins within them. False when two overlap, one has no room, or none is the first.
   [[nodiscard]] bool Set(std::span<MessageIndex> entries, std::uint64_t begin, std::uint32_t chunkSize);
 
  private:

@@ -2,9 +2,54 @@
 #include "src/qorbag/qor_view.h"
 
 #include <algorithm>
+#include <array>
+#include <numeric>
+#include <ranges>
 #include <utility>
 
 namespace qor::qorbag {
+namespace {
+
+/// Grows from each message of a bag to the next: chunks lie one behind the other, and of compressed ones the number
+/// comes first.
+std::uint64_t PlaceOf(const MessageIndex& index) {
+  constexpr unsigned kChunkShift = 32;
+  return (std::uint64_t{index.chunk} << kChunkShift) + index.msgPos;
+}
+
+/// Messages come in the order of their times; those of one time as they stand in the bag.
+std::pair<std::uint64_t, std::uint64_t> OrderOf(const MessageIndex& index) { return {index.time, PlaceOf(index)}; }
+
+using Messages = std::span<const MessageIndex>;
+
+/// Where the first message that is not before the time would be if the event came at a steady rate.
+std::size_t GuessOf(Messages messages, std::uint64_t time) {
+  const std::uint64_t first = messages.front().time;
+  const std::uint64_t last = messages.back().time;
+  if (time <= first || time > last) {
+    return time <= first ? 0 : messages.size() - 1;
+  }
+  const double share = static_cast<double>(time - first) / static_cast<double>(last - first);
+  return std::min(static_cast<std::size_t>(share * static_cast<double>(messages.size())), messages.size() - 1);
+}
+
+/// The first message that is not before the time: sought outwards from the guess. Of messages, one at least.
+const MessageIndex* FirstNotBefore(Messages messages, std::uint64_t time) {
+  const auto isBefore = [&](std::size_t at) { return messages[at].time < time; };
+  std::size_t low = GuessOf(messages, time);
+  std::size_t high = low;
+  for (std::size_t step = 1; low > 0 && !isBefore(low); step *= 2) {
+    high = low;
+    low -= std::min(low, step);
+  }
+  for (std::size_t step = 1; high < messages.size() && isBefore(high); step *= 2) {
+    low = high;
+    high += std::min(messages.size() - high, step);
+  }
+  return std::to_address(std::ranges::lower_bound(messages.subspan(low, high - low), time, {}, &MessageIndex::time));
+}
+
+}  // namespace
 
 QorEventQuery::QorEventQuery(std::vector<std::string> included, std::vector<std::string> skipped,
                              std::uint16_t domainId, std::string networkSegment)
@@ -35,17 +80,24 @@ void QorView::UpdateQueries(const QorBagQuery& query) {
   if (query.query.startTime > query.query.endTime) {
     return;
   }
-  for (const auto& [id, index] : query.bag->Content()->indexes) {
-    const auto connection = query.bag->Content()->connections.find(id);
-    if (connection == query.bag->Content()->connections.end() || !query.query.predicate(connection->second)) {
-      continue;
-    }
-    const auto begin = std::ranges::lower_bound(index, query.query.startTime, {}, &MessageIndex::time);
-    const auto end = std::ranges::upper_bound(index, query.query.endTime, {}, &MessageIndex::time);
-    if (begin < end) {
-      ranges_.push_back({std::span(begin, end), &connection->second, query.bag});
+  const std::uint64_t start = query.query.startTime;
+  const std::uint64_t end = query.query.endTime;
+  const std::size_t before = ranges_.size();
+  const BagContent& content = *query.bag->Content();
+  for (const auto& [id, index] : content.indexes) {
+    const auto connection = content.connections.find(id);
+    if (connection != content.connections.end() && !index.empty() && query.query.predicate(connection->second)) {
+      __builtin_prefetch(&index[GuessOf(index, start)]);  // all of them are waited for at once
+      ranges_.push_back({index, &connection->second, query.bag});
     }
   }
+  for (MessageRange& range : std::span(ranges_).subspan(before)) {
+    const Messages all = range.messages;
+    const MessageIndex* const first = FirstNotBefore(all, start);
+    const MessageIndex* const last = end == UINT64_MAX ? std::to_address(all.end()) : FirstNotBefore(all, end + 1);
+    range.messages = {first, last};
+  }
+  std::erase_if(ranges_, [](const MessageRange& range) { return range.messages.empty(); });
 }
 
 std::uint64_t QorView::Size() const {
@@ -90,54 +142,88 @@ std::vector<const Connection*> QorView::GetConnections() const {
 QorView::Iterator::Iterator(const QorView& view) { Populate(view); }
 
 void QorView::Iterator::Populate(const QorView& view) {
+  cursors_.reserve(view.ranges_.size());
   for (const MessageRange& range : view.ranges_) {
     cursors_.push_back({range.messages.data(), range.messages.data() + range.messages.size(), &range});
   }
-  for (std::size_t place = cursors_.size() / 2; place-- > 0;) {
-    SiftDown(place);
+  TakeBatch();
+}
+
+/// Everything up to the earliest message that is `stride_` ahead in its range.
+void QorView::Iterator::TakeBatch() {
+  constexpr std::size_t kFew = 4096;
+  constexpr std::size_t kMany = 16384;
+  std::pair bound(UINT64_MAX, UINT64_MAX);
+  for (const ViewIterHelper& cursor : cursors_) {
+    if (static_cast<std::size_t>(cursor.end - cursor.at) >= stride_) {
+      bound = std::min(bound, OrderOf(cursor.at[stride_ - 1]));
+    }
+  }
+  batch_.clear();
+  next_ = 0;
+  for (ViewIterHelper& cursor : cursors_) {
+    for (; cursor.at != cursor.end; ++cursor.at) {
+      if (OrderOf(*cursor.at) > bound) {
+        break;
+      }
+      batch_.push_back({*cursor.at, cursor.range});
+    }
+  }
+  std::erase_if(cursors_, [](const ViewIterHelper& cursor) { return cursor.at == cursor.end; });
+  SortBatch();
+  if (batch_.size() < kFew) {
+    stride_ *= 2;
+  } else if (batch_.size() > kMany && stride_ > 1) {
+    stride_ /= 2;
   }
 }
 
-/// Messages of one time come as they stand in the file.
-bool QorView::Iterator::IsBefore(const ViewIterHelper& left, const ViewIterHelper& right) {
-  if (left.at->time != right.at->time) {
-    return left.at->time < right.at->time;
+void QorView::Iterator::SortBatch() {
+  constexpr std::size_t kFew = 256;
+  if (batch_.size() < kFew) {
+    std::ranges::sort(batch_, {}, [](const Entry& entry) { return OrderOf(entry.index); });
+  } else {
+    SortBy([](const Entry& entry) { return PlaceOf(entry.index); });
+    SortBy([](const Entry& entry) { return entry.index.time; });
   }
-  return std::pair(left.at->chunk, left.at->msgPos) < std::pair(right.at->chunk, right.at->msgPos);
 }
 
-void QorView::Iterator::SiftDown(std::size_t place) {
-  const ViewIterHelper moved = cursors_[place];
-  for (std::size_t child = 2 * place + 1; child < cursors_.size(); child = 2 * place + 1) {
-    if (child + 1 < cursors_.size() && IsBefore(cursors_[child + 1], cursors_[child])) {
-      ++child;
+/// A radix sort, which keeps the order of those whose key is the same: of numbers that lie close together in few
+/// passes.
+template <class Key>
+void QorView::Iterator::SortBy(Key key) {
+  constexpr unsigned kBits = 11;
+  constexpr std::uint64_t kBuckets = std::uint64_t{1} << kBits;
+  const auto [first, last] = std::ranges::minmax(batch_ | std::views::transform(key));
+  const std::uint64_t lowest = first;
+  scratch_.resize(batch_.size());
+  for (unsigned shift = 0; shift < 64 && ((last - first) >> shift) != 0; shift += kBits) {
+    const auto bucketOf = [&](const Entry& entry) { return ((key(entry) - lowest) >> shift) % kBuckets; };
+    std::array<std::uint32_t, kBuckets + 1> begins{};
+    for (const Entry& entry : batch_) {
+      ++begins[bucketOf(entry) + 1];
     }
-    if (!IsBefore(cursors_[child], moved)) {
-      break;
+    std::partial_sum(begins.begin(), begins.end(), begins.begin());
+    for (const Entry& entry : batch_) {
+      scratch_[begins[bucketOf(entry)]++] = entry;
     }
-    cursors_[place] = cursors_[child];
-    place = child;
+    batch_.swap(scratch_);
   }
-  cursors_[place] = moved;
 }
 
 const QorMsgEntity& QorView::Iterator::Value() {
-  if (current_.empty()) {
-    const ViewIterHelper& first = cursors_.front();
-    current_.emplace_back(*first.range->bag, *first.range->connection, *first.at);
+  if (!current_) {
+    const Entry& entry = batch_[next_];
+    current_.emplace(*entry.range->bag, *entry.range->connection, entry.index);
   }
-  return current_.front();
+  return *current_;
 }
 
 void QorView::Iterator::Increase() {
-  current_.clear();
+  current_.reset();
   ++position_;
-  if (++cursors_.front().at == cursors_.front().end) {
-    cursors_.front() = cursors_.back();
-    cursors_.pop_back();
-  }
-  if (!cursors_.empty()) {
-    SiftDown(0);
+  if (++next_ == batch_.size()) {
+    TakeBatch();
   }
 }
 

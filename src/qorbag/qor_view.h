@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -111,11 +112,13 @@ class QorView {
   /// Those that have messages in the view.
   std::vector<const Connection*> GetConnections() const;
 
+  /// Takes the next thousands of messages from all ranges at a time and sorts them, which costs the same for few ranges
+  /// and for many.
   class Iterator {
    public:
     explicit Iterator(const QorView& view);
 
-    bool IsEnd() const { return cursors_.empty(); }
+    bool IsEnd() const { return next_ == batch_.size(); }
     /// The current message; valid until the iteration goes on, unless it is copied. Not at the end.
     const QorMsgEntity& Value();
     void Increase();
@@ -128,14 +131,24 @@ class QorView {
       const MessageIndex* end;
       const MessageRange* range;
     };
-    static bool IsBefore(const ViewIterHelper& left, const ViewIterHelper& right);
+    struct Entry {
+      MessageIndex index;
+      const MessageRange* range;
+    };
 
     void Populate(const QorView& view);
-    void SiftDown(std::size_t place);
+    void TakeBatch();
+    void SortBatch();
+    template <class Key>
+    void SortBy(Key key);
 
-    std::vector<ViewIterHelper> cursors_;  ///< a heap, the earliest message in front
+    std::vector<ViewIterHelper> cursors_;  ///< those that are not at their end
+    std::size_t stride_ = 1;               ///< messages of one range at most in a batch
+    std::vector<Entry> batch_;
+    std::vector<Entry> scratch_;
+    std::size_t next_ = 0;  ///< the current message in the batch
     std::uint64_t position_ = 0;
-    std::vector<QorMsgEntity> current_;  ///< the message in front once it was asked for
+    std::optional<QorMsgEntity> current_;  ///< once it was asked for
   };
 
   Iterator Begin() const { return Iterator(*this); }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/record_header.h"
 
+#include <algorithm>
+
 #include "platform/log/qor_log.h"
 
 namespace qor::qorbag {
@@ -27,7 +29,7 @@ bool HeaderFields::Parse(std::span<const std::uint8_t> header) {
       kLog.Error() << "Parse header is invalid.";
       return false;
     }
-    fields_[AsText(field).substr(0, end)] = field.subspan(end + 1);
+    fields_.push_back({AsText(field).substr(0, end), field.subspan(end + 1)});
   }
   return true;
 }
@@ -47,12 +49,12 @@ bool HeaderFields::ReadField(std::string_view name, std::string& value) const {
 }
 
 bool HeaderFields::Find(std::string_view name, std::size_t least, std::span<const std::uint8_t>& value) const {
-  const auto found = fields_.find(name);
-  if (found == fields_.end() || found->second.size() < least) {
+  const auto found = std::find_if(fields_.rbegin(), fields_.rend(), [&](const auto& one) { return one.name == name; });
+  if (found == fields_.rend() || found->value.size() < least) {
     kLog.Error() << "ReadMap find field failed";
     return false;
   }
-  value = found->second;
+  value = found->value;
   return true;
 }
 

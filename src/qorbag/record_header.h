@@ -4,11 +4,11 @@
 
 #include <concepts>
 #include <cstdint>
-#include <map>
 #include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "src/qorbag/bag_format.h"
 #include "src/qorbag/little_endian.h"
@@ -54,7 +54,8 @@ class HeaderWriter {
   const std::size_t begin_;
 };
 
-/// The fields of one record header. They refer to the bytes that they were read from.
+/// The fields of one record header; of two with one name the last counts. They refer to the bytes that they were read
+/// from.
 class HeaderFields {
  public:
   /// `header` is what follows the length of the header. False, with a line in the log, when it cannot be split.
@@ -81,7 +82,11 @@ class HeaderFields {
  private:
   bool Find(std::string_view name, std::size_t least, std::span<const std::uint8_t>& value) const;
 
-  std::map<std::string_view, std::span<const std::uint8_t>> fields_;
+  struct NamedValue {
+    std::string_view name;
+    std::span<const std::uint8_t> value;
+  };
+  std::vector<NamedValue> fields_;
 };
 
 }  // namespace qor::qorbag
