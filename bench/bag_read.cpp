@@ -79,7 +79,7 @@ double ReadAll(QorBagFile& file, const Case& one) {
   QorBuffer buffer;
   std::uint64_t bytes = 0;
   for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
-    Check(at.Value().WriteMsg(buffer, 0), "reading a message");
+    Check(at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk, "reading a message");
     bytes += buffer.GetSize();
   }
   Check(bytes == one.messages * one.size, "reading every message");
@@ -93,7 +93,8 @@ double ReadSome(QorBagFile& file, const std::vector<std::uint64_t>& times) {
     QorView view;
     view.AddQuery(file, time, UINT64_MAX);
     auto at = view.Begin();
-    Check(!at.IsEnd() && at.Value().GetTime() == time && at.Value().WriteMsg(buffer, 0), "reading a message by time");
+    Check(!at.IsEnd() && at.Value().GetTime() == time && at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk,
+          "reading a message by time");
   }
   return Seconds(begin);
 }

@@ -178,6 +178,4 @@ int Compressor::TransferStream(const std::uint8_t* input, std::size_t inputLengt
   return 0;
 }
 
-void Compressor::DeInit() { codec_ = nullptr; }
-
 }  // namespace zel::ddt

@@ -34,8 +34,6 @@ class Compressor {
                      std::size_t& outputLength);
   /// Results that would be longer are refused: a block can claim to be a thousand times its size.
   void SetMaxOutput(std::size_t bytes) { maxOutput_ = bytes; }
-  /// Gives the working memory back; Init makes it anew.
-  void DeInit();
 
  private:
   class Codec;

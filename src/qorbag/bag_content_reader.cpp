@@ -45,6 +45,10 @@ bool BagContentReader::Begin() {
     return Failed("ReadFileHeaderRecord failed!");
   }
   headerEnd_ = source.Position();
+  if (content_.header.compression > FileCompressionType::kZstd) {
+    kLog.Error() << "Compressor init failed, so use none compression.";
+    content_.header.compression = FileCompressionType::kNone;
+  }
   return true;
 }
 
@@ -179,7 +183,7 @@ bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, const BagConte
     entry = MessageIndex::Load(from, chunkDataPos, content_.version);
     entry.chunk = chunk;
     from += entrySize;
-    if (chunkDataPos != place.dataPos || entry.msgPos < begin || entry.msgPos - begin >= place.size) {
+    if ((IsCompressed() && chunkDataPos != place.dataPos) || entry.msgPos < begin || entry.msgPos - begin >= place.size) {
       return false;
     }
   }

@@ -79,23 +79,32 @@ bool BagFileReader::SetUpDecompressor() {
   return decompressor_->Init() == 0 || Failed("Compressor init failed, so the chunks cannot be read.");
 }
 
-bool BagFileReader::ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset) {
+BagFileReader::Result BagFileReader::ReadMsgDataIntoStream(const MessageIndex& index,
+                                                           std::optional<std::uint32_t> connectionId, QorBuffer& out,
+                                                           std::uint32_t offset) {
   std::array<std::uint8_t, kMessagePayloadAt> bytes{};
   const std::uint8_t* head = bytes.data();
   if (decompressor_ != nullptr) {
     if (!DecompressChunkToStream(index.chunk)) {
-      return false;
+      return Result::kDecompressionFailed;
     }
     head = chunkData_.data() + index.msgPos;
   } else if (!input_->Read(index.msgPos, bytes)) {
-    return Failed("Read header from buffer fseeko  failed!");
+    Failed("Read header from buffer fseeko  failed!");
+    return Result::kFailed;
   }
   MessageHead message;
-  if (!message.Decode(head) || message.timeStamp != index.time || message.dataSize != index.size) {
-    return Failed("ReadMsgDataIntoStream: there is another message than the index says");
+  if (!message.Decode(head) || message.timeStamp != index.time || message.dataSize != index.size ||
+      connectionId.value_or(message.connectionId) != message.connectionId) {
+    Failed("ReadMsgDataIntoStream: there is another message than the index says");
+    return Result::kFailed;
   }
   out.SetSize(std::size_t{offset} + index.size);
-  const std::span<std::uint8_t> payload(out.GetData() + offset, index.size);
+  return ReadPayload(index, head, {out.GetData() + offset, index.size}) ? Result::kOk : Result::kFailed;
+}
+
+/// Of an uncompressed chunk from the file, otherwise from behind the head.
+bool BagFileReader::ReadPayload(const MessageIndex& index, const std::uint8_t* head, std::span<std::uint8_t> payload) {
   if (decompressor_ == nullptr) {
     return input_->Read(index.msgPos + kMessagePayloadAt, payload) || Failed("ReadMsgDataIntoStream: read data failed");
   }

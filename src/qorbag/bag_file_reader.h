@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <vector>
 
 #include "platform/zel/compressor.h"
@@ -39,13 +41,17 @@ class BagFileReader {
   /// Empty when nothing is open. May be kept: it does not change.
   const std::shared_ptr<const BagContent>& Content() const { return content_; }
 
-  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. False, with a line in the log, when
-  /// the file does not hold at that place what its index says.
-  [[nodiscard]] bool ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset);
+  enum class Result : std::uint8_t { kOk, kFailed, kDecompressionFailed };
+
+  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. Otherwise, with a line in the log: the
+  /// file does not hold at that place what its index says, or another connection's message, or its chunk is damaged.
+  [[nodiscard]] Result ReadMsgDataIntoStream(const MessageIndex& index, std::optional<std::uint32_t> connectionId,
+                                             QorBuffer& out, std::uint32_t offset);
 
  private:
   static bool Read(BagContentReader& reader, How how, std::uint32_t version);
   bool SetUpDecompressor();
+  bool ReadPayload(const MessageIndex& index, const std::uint8_t* head, std::span<std::uint8_t> payload);
   bool DecompressChunkToStream(std::uint32_t chunk);
 
   std::unique_ptr<BagInput> input_;

@@ -64,7 +64,11 @@ BagFileWriter::Result BagFileWriter::Open(std::unique_ptr<BagOutput> output, con
 }
 
 bool BagFileWriter::SetUpCompressor() {
-  if (compression_ == FileCompressionType::kNone || version_ < kWithCompression) {
+  if (compression_ == FileCompressionType::kNone) {
+    return true;
+  }
+  if (version_ < kWithCompression) {
+    kLog.Warn() << "A bag of version " << version_ << " cannot be compressed, so use none compression.";
     compression_ = FileCompressionType::kNone;
     return true;
   }
@@ -106,6 +110,10 @@ BagFileWriter::Result BagFileWriter::Write(const EventMsg& msg, std::uint64_t ti
     Failed("Write: the message is too long for a bag!");
     return Result::kFailed;
   }
+  const auto connection = FindConnection(msg);
+  if (!connection.has_value()) {
+    return Result::kFailed;
+  }
   if (isChunkOpen_ && chunk_.ChunkSize() + recordSize > UINT32_MAX) {
     if (const Result result = StopChunkWriting(); result != Result::kOk) {
       return result;
@@ -115,8 +123,12 @@ BagFileWriter::Result BagFileWriter::Write(const EventMsg& msg, std::uint64_t ti
     StartChunkWriting();
   }
   const bool isLast = chunkHeaderSize_ + chunk_.ChunkSize() + recordSize >= maxChunkSize_;
-  chunk_.SetMessageRecord(FindConnection(msg), time, payload, isLast);
-  return isLast ? StopChunkWriting() : Result::kOk;
+  chunk_.SetMessageRecord(*connection, time, payload, isLast);
+  const Result result = isLast ? StopChunkWriting() : Result::kOk;
+  if (result != Result::kOk) {
+    Failed("Write: StopChunkWriting failed!");
+  }
+  return result;
 }
 
 void BagFileWriter::StartChunkWriting() {
@@ -125,7 +137,7 @@ void BagFileWriter::StartChunkWriting() {
   isChunkOpen_ = true;
 }
 
-std::uint32_t BagFileWriter::FindConnection(const EventMsg& msg) {
+std::optional<std::uint32_t> BagFileWriter::FindConnection(const EventMsg& msg) {
   constexpr std::size_t kMaxKnown = 4096;
   if (const auto known = known_.find(msg.event.get()); known != known_.end()) {
     return known->second;
@@ -136,10 +148,16 @@ std::uint32_t BagFileWriter::FindConnection(const EventMsg& msg) {
   }
   const auto [entry, isNew] = ids_.try_emplace(IdentityOf(*msg.event), static_cast<std::uint32_t>(connections_.size()));
   if (isNew) {
-    Connection& connection = connections_.emplace_back();
+    Connection connection;
     static_cast<EventDescription&>(connection) = *msg.event;
     connection.id = entry->second;
+    scratch_.SetSize(0);
+    if (!connection.Encode(version_, scratch_)) {  // later it would take its chunk with it
+      ids_.erase(entry);
+      return std::nullopt;
+    }
     newConnections_.push_back(connection.id);
+    connections_.push_back(std::move(connection));
   }
   known_.emplace(msg.event.get(), entry->second);
   keptAlive_.push_back(msg.event);
@@ -151,7 +169,9 @@ BagFileWriter::Result BagFileWriter::StopChunkWriting() {
   compressedSize_ = 0;
   if (compressor_ != nullptr) {
     const auto records = chunk_.AllRecords();
-    if (compressor_->TransferStream(records.data(), records.size(), compressed_, compressedSize_) != 0) {
+    constexpr std::size_t kLongest = UINT32_MAX - sizeof(std::uint32_t);  // what the chunk header can say
+    if (compressor_->TransferStream(records.data(), records.size(), compressed_, compressedSize_) != 0 ||
+        compressedSize_ > kLongest) {
       Failed("StopChunkWriting: TransferChunkToStream failed!");
       return Result::kCompressionFailed;
     }

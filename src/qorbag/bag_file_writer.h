@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -50,7 +51,8 @@ class BagFileWriter {
   bool IsOpen() const { return output_ != nullptr; }
 
   /// Adds a message. `time` is in milliseconds; at most 4 GiB of payload. kFailed and kCompressionFailed, with a line
-  /// in the log: the chunk that the message closed, or the message alone when it is too long, is not in the file.
+  /// in the log: the chunk that the message closed is not in the file, or only the message, when it is too long or its
+  /// event cannot be described in this version.
   [[nodiscard]] Result Write(const EventMsg& msg, std::uint64_t time, std::span<const std::uint8_t> payload);
   /// Writes the open chunk, the closing index and the file header, and closes the file, whatever fails before.
   [[nodiscard]] Result Close();
@@ -67,7 +69,7 @@ class BagFileWriter {
   bool SetUpCompressor();
   bool WriteStart();
   void StartChunkWriting();
-  std::uint32_t FindConnection(const EventMsg& msg);
+  std::optional<std::uint32_t> FindConnection(const EventMsg& msg);
   Result StopChunkWriting();
   bool BuildChunkEnd(ChunkHeader& header);
   bool WriteChunkEndInfoRecord();

@@ -163,7 +163,8 @@ bool ChunkCheck::CheckIndex(RecordSource& source, bool areRecordsKnown) {
 void ChunkCheck::CheckEntry(const MessageIndex& entry, std::uint64_t chunkDataPos, std::uint32_t id,
                             std::uint64_t position) {
   const auto record = std::ranges::lower_bound(records_, entry.msgPos, {}, &Record::offset);
-  if (record == records_.end() || record->offset != entry.msgPos || chunkDataPos != dataPos_) {
+  if (record == records_.end() || record->offset != entry.msgPos ||
+      (compression_ != FileCompressionType::kNone && chunkDataPos != dataPos_)) {
     Fault(position, "an entry of the index leads to no message");
   } else if (record->connectionId != id || record->time != entry.time) {
     Fault(position, "an entry of the index leads to a message of another event or time");

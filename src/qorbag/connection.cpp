@@ -41,6 +41,9 @@ bool Connection::Encode(std::uint32_t version, QorBuffer& out) const {
   if (!IsDriver(driverType)) {
     return Failed("[WriteSerializationConfig][Unknown driver type]");
   }
+  if (version < kWithDriverType && driverType != DriverType::kDds) {
+    return Failed("A bag of version 1.0 has DDS events only");
+  }
   QorEventInfoSerialize dds;
   QorSOMEIPEventInfoSerialize someip;
   std::span<const std::uint8_t> blob;

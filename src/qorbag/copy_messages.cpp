@@ -1,14 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/copy_messages.h"
 
+#include "platform/log/qor_log.h"
+
 namespace qor::qorbag {
+namespace {
+
+constexpr QorLog kLog("QorBagFile");
+constexpr std::uint32_t kLogIntervalMs = 500;
+
+}  // namespace
 
 int CopyMessages(const QorView& view, QorBagFile& out, CopyProgress& progress, const std::atomic<bool>& stop) {
   QorBuffer payload;
   progress.total = view.Size();
   for (auto at = view.Begin(); !at.IsEnd() && !stop; at.Increase()) {
     const QorMsgEntity& message = at.Value();
-    if (!message.WriteMsg(payload, 0)) {
+    if (const int read = message.WriteMsg(payload, 0); read != QorBagFile::kOk) {
+      if (read == QorBagFile::kDecompressionFailed) {
+        kLog.Error("CopyMessages_decompress", kLogIntervalMs) << "Failed to decompress chunk data to stream";
+      }
       ++progress.unreadable;
       continue;
     }

@@ -162,7 +162,7 @@ ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
   switch (output.OpenWrite(writeName, FolderOf(name), name)) {
     case QorBagFile::kOk:
       break;
-    case QorBagFile::kCompressionFailed:
+    case QorBagFile::kNoCompressor:
       log_.Error() << "Something wrong with compressor.";
       std::remove(writeName.c_str());
       return ExtractCode::kNoCompressor;

@@ -106,18 +106,14 @@ int QorBagFile::OpenWrite(const std::string& fileName, const std::string& filePa
   }
   writeName_ = fileName;
   file_ = file;
-  return CodeOf(result);
+  return result == BagFileWriter::Result::kOk ? kOk : kNoCompressor;
 }
 
 int QorBagFile::Write(const EventMsg& msg, std::uint64_t time, const std::uint8_t* data, std::uint32_t size) {
   if (!writer_.IsOpen() || msg.event == nullptr) {
     return kFailed;
   }
-  const auto result = writer_.Write(msg, time, {data, size});
-  if (result == BagFileWriter::Result::kFailed) {
-    kLog.Error() << "Write: StopChunkWriting failed!";
-  }
-  return CodeOf(result);
+  return CodeOf(writer_.Write(msg, time, {data, size}));
 }
 
 bool QorBagFile::OpenReadByName(const std::string& name) {
@@ -126,6 +122,13 @@ bool QorBagFile::OpenReadByName(const std::string& name) {
 
 bool QorBagFile::OpenReadForBagHeaderInfo(const std::string& name) {
   return OpenInput(name, IsActiveName(name) ? BagFileReader::How::kActive : BagFileReader::How::kHeader);
+}
+
+int QorBagFile::ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset,
+                                      std::optional<std::uint32_t> connectionId) {
+  using Result = BagFileReader::Result;
+  const Result result = reader_.ReadMsgDataIntoStream(index, connectionId, out, offset);
+  return result == Result::kOk ? kOk : result == Result::kFailed ? kFailed : kDecompressionFailed;
 }
 
 bool QorBagFile::IsNotClosed(const std::string& name) {

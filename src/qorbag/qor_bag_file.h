@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,7 +48,9 @@ class QorBagFile {
   /// What an operation ended with.
   static constexpr int kOk = 0;
   static constexpr int kFailed = -1;
-  static constexpr int kCompressionFailed = -3;
+  static constexpr int kNoCompressor = -2;       ///< of OpenWrite: the file is open, and will not be compressed
+  static constexpr int kCompressionFailed = -3;  ///< of a chunk
+  static constexpr int kDecompressionFailed = -4;
 
   QorBagFile() = default;
   ~QorBagFile();
@@ -65,7 +68,7 @@ class QorBagFile {
   }
 
   /// Makes the file and writes what it begins with. `fileName` is what is opened, in the folder `filePath`, and becomes
-  /// `file` when it is closed. kCompressionFailed: it is open, and will not be compressed.
+  /// `file` when it is closed. kOk, kFailed or kNoCompressor.
   [[nodiscard]] int OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file);
   bool IsOpen() const { return writer_.IsOpen(); }
 
@@ -105,10 +108,11 @@ class QorBagFile {
   [[nodiscard]] bool GetFileHeaderInfo(BagFileHeadInfo& info) const;
   /// Of the file that is read; may be kept.
   const std::shared_ptr<const BagContent>& Content() const { return reader_.Content(); }
-  /// See BagFileReader::ReadMsgDataIntoStream.
-  [[nodiscard]] bool ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset) {
-    return reader_.ReadMsgDataIntoStream(index, out, offset);
-  }
+  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. kFailed, with a line in the log, when
+  /// the file does not hold at that place what its index says; kDecompressionFailed when that cannot be told. With
+  /// `connectionId` the message must also be one of that connection.
+  [[nodiscard]] int ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset,
+                                          std::optional<std::uint32_t> connectionId = std::nullopt);
   /// Bytes of the payload.
   bool ReadMsgDataSize(const MessageIndex& index, std::uint32_t& size) const {
     size = index.size;

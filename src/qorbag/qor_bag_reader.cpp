@@ -37,7 +37,7 @@ bool EventMsgView::Read(EventMsg& msg, std::uint32_t offset) {
   at_->Increase();
   msg.event = message.GetRecordingEvent().event;
   msg.time = message.GetTime();
-  return message.WriteMsg(msg.payload, offset);
+  return message.WriteMsg(msg.payload, offset) == QorBagFile::kOk;
 }
 
 bool QorBagReader::Init() {

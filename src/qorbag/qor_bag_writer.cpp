@@ -83,7 +83,7 @@ BagWriterCode QorBagWriter::Init() {
   switch (file_.OpenWrite(writeFileName_, bagPath_, targetFileName_)) {
     case QorBagFile::kOk:
       return BagWriterCode::kOk;
-    case QorBagFile::kCompressionFailed:
+    case QorBagFile::kNoCompressor:
       log_.Error() << "[Writer compression init failed][fileName=" << writeFileName_ << "]";
       return BagWriterCode::kNoCompressor;
     default:
@@ -107,6 +107,7 @@ BagWriterCode QorBagWriter::Write(const std::shared_ptr<EventMsgInfo>& msg, std:
     return BagWriterCode::kNoEvent;
   }
   if (msg->payload->size() > UINT32_MAX) {
+    log_.Error() << "[QorBagWriter write][The message is too long for a bag]";
     return BagWriterCode::kWriteFailed;
   }
   const auto size = static_cast<std::uint32_t>(msg->payload->size());

@@ -79,10 +79,10 @@ class QorMsgEntity {
   EventMsg GetRecordingEvent() const { return {{bag_->Content(), connection_}}; }
   std::uint32_t GetBagVersion() const { return bag_->GetVersion(); }
   bool GetMsgSize(std::uint32_t& size) const { return bag_->ReadMsgDataSize(index_, size); }
-  /// Puts the payload behind the first `offset` bytes of the buffer. False, with a line in the log, when it cannot be
-  /// read.
-  [[nodiscard]] bool WriteMsg(QorBuffer& buffer, std::uint32_t offset) const {
-    return bag_->ReadMsgDataIntoStream(index_, buffer, offset);
+  /// Puts the payload behind the first `offset` bytes of the buffer. Otherwise, with a line in the log, kFailed or
+  /// kDecompressionFailed of QorBagFile.
+  [[nodiscard]] int WriteMsg(QorBuffer& buffer, std::uint32_t offset) const {
+    return bag_->ReadMsgDataIntoStream(index_, buffer, offset, connection_->id);
   }
 
  private:

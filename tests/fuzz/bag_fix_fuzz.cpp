@@ -45,7 +45,7 @@ std::vector<Message> MessagesOf(QorBagFile& bag) {
   std::vector<Message> messages;
   QorBuffer buffer;
   for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
-    if (at.Value().WriteMsg(buffer, 0)) {
+    if (at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk) {
       messages.emplace_back(at.Value().GetEvent(), at.Value().GetTime(),
                             std::vector<std::uint8_t>(buffer.Bytes().begin(), buffer.Bytes().end()));
     }

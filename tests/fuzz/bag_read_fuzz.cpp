@@ -32,7 +32,7 @@ void CheckView(QorBagFile& bag) {
     ++count;
     std::uint32_t size = 0;
     Require(message.GetMsgSize(size));
-    if (message.WriteMsg(buffer, kOffset)) {
+    if (message.WriteMsg(buffer, kOffset) == QorBagFile::kOk) {
       Require(buffer.GetSize() == std::size_t{kOffset} + size);
     }
   }
@@ -51,13 +51,13 @@ void CheckMessages(QorBagFile& bag, File file) {
   QorBuffer buffer;
   for (const auto& [id, index] : bag.Content()->indexes) {
     for (const MessageIndex& entry : index) {
-      if (!bag.ReadMsgDataIntoStream(entry, buffer, 0)) {
+      if (bag.ReadMsgDataIntoStream(entry, buffer, 0, id) != QorBagFile::kOk) {
         continue;
       }
       Require(entry.msgPos + kMessagePayloadAt + entry.size <= file.size());
       const File record = file.subspan(entry.msgPos, kMessagePayloadAt + entry.size);
       MessageHead head;
-      Require(head.Decode(record.data()) && head.timeStamp == entry.time && head.dataSize == entry.size);
+      Require(head.Decode(record.data()) && head.connectionId == id && head.timeStamp == entry.time && head.dataSize == entry.size);
       Require(std::ranges::equal(buffer.Bytes(), record.subspan(kMessagePayloadAt)));
     }
   }

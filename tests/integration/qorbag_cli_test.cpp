@@ -234,7 +234,7 @@ class InterruptedTest : public QorbagTest {
     qorbag::QorBuffer payload;
     std::uint64_t number = 0;
     for (auto at = view.Begin(); !at.IsEnd(); at.Increase(), ++number) {
-      ASSERT_TRUE(at.Value().WriteMsg(payload, 0));
+      ASSERT_EQ(at.Value().WriteMsg(payload, 0), QorBagFile::kOk);
       ASSERT_EQ(at.Value().GetTime(), number);
       ASSERT_EQ(at.Value().GetEvent(), "/event" + std::to_string(number % 3));
       ASSERT_EQ(payload.GetSize(), 8 + number % 97);

@@ -64,7 +64,7 @@ Messages Found(BagFileReader& reader) {
   QorBuffer buffer;
   for (const auto& [id, index] : reader.Content()->indexes) {
     for (const MessageIndex& entry : index) {
-      const bool isRead = reader.ReadMsgDataIntoStream(entry, buffer, 0);
+      const bool isRead = reader.ReadMsgDataIntoStream(entry, id, buffer, 0) == BagFileReader::Result::kOk;
       messages[id].push_back({entry.time, isRead ? Hex(buffer.Bytes()) : "", entry.msgPos, isRead});
     }
   }

@@ -80,7 +80,7 @@ class BagRepairTest : public ::testing::Test {
     std::vector<Seen> seen;
     QorBuffer buffer;
     for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
-      if (at.Value().WriteMsg(buffer, 0)) {
+      if (at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk) {
         seen.emplace_back(at.Value().GetTime(), at.Value().GetEvent(),
                           std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize()));
       }

@@ -66,7 +66,7 @@ class BagViewTest : public ::testing::Test {
     for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
       EXPECT_EQ(at.GetPosValue(), seen.size());
       const QorMsgEntity& message = at.Value();
-      EXPECT_TRUE(message.WriteMsg(buffer, 3));
+      EXPECT_EQ(message.WriteMsg(buffer, 3), QorBagFile::kOk);
       std::uint32_t size = 0;
       EXPECT_TRUE(message.GetMsgSize(size));
       EXPECT_EQ(buffer.GetSize(), size + 3);

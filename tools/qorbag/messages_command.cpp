@@ -120,7 +120,7 @@ class MessagesRun {
       if (printer == printers_.end()) {
         continue;
       }
-      if (!message.WriteMsg(payload, 0) ||
+      if (message.WriteMsg(payload, 0) != qorbag::QorBagFile::kOk ||
           !printer->second.renderer.Render(message.GetTime(), payload.Bytes(), sample_)) {
         ++unreadable;
         continue;
