@@ -118,13 +118,6 @@ std::uint8_t* MessageIndex::StoreTo(std::uint8_t* to, std::uint64_t chunkDataPos
   return version >= kWithCompression ? Store(to, chunkDataPos) : to;
 }
 
-MessageIndex MessageIndex::Load(const std::uint8_t* from, std::uint64_t& chunkDataPos, std::uint32_t version) {
-  if (version >= kWithCompression) {
-    chunkDataPos = LoadLittle<std::uint64_t>(from + 16);
-  }
-  return {LoadLittle<std::uint64_t>(from), LoadLittle<std::uint64_t>(from + 8), 0, 0};
-}
-
 void ChunkIndexHeader::Encode(QorBuffer& out) const {
   HeaderWriter header(out, OpCode::kChunkIndex);
   header.Field("id", id);

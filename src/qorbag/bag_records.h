@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "src/qorbag/bag_format.h"
+#include "src/qorbag/little_endian.h"
 #include "src/qorbag/qor_buffer.h"
 #include "src/qorbag/record_header.h"
 
@@ -55,7 +56,12 @@ struct MessageIndex {
   /// Stores an entry; where the next one goes. `chunkDataPos` is where the data of the chunk begins in the file.
   std::uint8_t* StoreTo(std::uint8_t* to, std::uint64_t chunkDataPos, std::uint32_t version) const;
   /// Time and place, from SizeIn(version) bytes; `chunkDataPos` only from version 180.
-  static MessageIndex Load(const std::uint8_t* from, std::uint64_t& chunkDataPos, std::uint32_t version);
+  static MessageIndex Load(const std::uint8_t* from, std::uint64_t& chunkDataPos, std::uint32_t version) {
+    if (version >= kWithCompression) {
+      chunkDataPos = LoadLittle<std::uint64_t>(from + 16);
+    }
+    return {LoadLittle<std::uint64_t>(from), LoadLittle<std::uint64_t>(from + 8), 0, 0};
+  }
 };
 
 /// The header of the index of one connection in a chunk.
