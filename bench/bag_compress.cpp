@@ -139,17 +139,17 @@ double WriteBag(const std::string& name, FileCompressionType type, const std::ve
   const auto begin = Clock::now();
   BagFileWriter writer;
   writer.SetCompressionType(type);
-  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing " + name);
+  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing a bag");
   for (std::size_t i = 0; i < kMessages; ++i) {
     Check(writer.Write(events[i % kEvents], i / 8, PayloadOf(payloads, i)) == BagFileWriter::Result::kOk, "writing");
   }
-  Check(writer.Close() == BagFileWriter::Result::kOk, "closing " + name);
+  Check(writer.Close() == BagFileWriter::Result::kOk, "closing a bag");
   return Seconds(begin);
 }
 
 double ReadBag(const std::string& name, const std::vector<Bytes>& payloads) {
   QorBagFile file;
-  Check(file.OpenRead(name), "opening " + name);
+  Check(file.OpenRead(name), "opening a bag");
   const auto begin = Clock::now();
   QorView view;
   view.AddQuery(file, 0, UINT64_MAX);

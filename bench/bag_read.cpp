@@ -43,15 +43,15 @@ class Bag {
  public:
   Bag(const std::string& folder, const Case& one) : name_(folder + "/qor_bag_read_bench") {
     BagFileWriter writer;
-    Check(writer.Open(std::make_unique<FileOutput>(name_), name_) == BagFileWriter::Result::kOk, "writing " + name_);
+    Check(writer.Open(std::make_unique<FileOutput>(name_), name_) == BagFileWriter::Result::kOk, "writing a bag");
     const auto events = Events(one.events);
     const std::vector<std::uint8_t> payload(one.size, 0x5A);
     std::mt19937 random(1);
     for (std::size_t i = 0; i < one.messages; ++i) {
       const auto& event = events[(one.isShuffled ? random() : i) % events.size()];
-      Check(writer.Write(event, i / 8, payload) == BagFileWriter::Result::kOk, "writing " + name_);
+      Check(writer.Write(event, i / 8, payload) == BagFileWriter::Result::kOk, "writing a bag");
     }
-    Check(writer.Close() == BagFileWriter::Result::kOk, "closing " + name_);
+    Check(writer.Close() == BagFileWriter::Result::kOk, "closing a bag");
     size_ = std::filesystem::file_size(name_);
   }
   ~Bag() { ::unlink(name_.c_str()); }
@@ -68,7 +68,7 @@ class Bag {
 
 double Open(QorBagFile& file, const Bag& bag) {
   const auto begin = Clock::now();
-  Check(file.OpenRead(bag.Name()), "opening " + bag.Name());
+  Check(file.OpenRead(bag.Name()), "opening a bag");
   return Seconds(begin);
 }
 

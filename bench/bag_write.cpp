@@ -42,12 +42,12 @@ double WriteBag(const std::string& name, const Case& one, const std::vector<Even
                 const std::vector<std::uint8_t>& payload, std::uint64_t& bytes) {
   const auto begin = Clock::now();
   BagFileWriter writer;
-  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing " + name);
+  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing a bag");
   for (std::size_t i = 0; i < one.messages; ++i) {
-    Check(writer.Write(events[i % events.size()], i / 8, payload) == BagFileWriter::Result::kOk, "writing " + name);
+    Check(writer.Write(events[i % events.size()], i / 8, payload) == BagFileWriter::Result::kOk, "writing a bag");
   }
   bytes = writer.GetFileSize();
-  Check(writer.Close() == BagFileWriter::Result::kOk, "closing " + name);
+  Check(writer.Close() == BagFileWriter::Result::kOk, "closing a bag");
   return Seconds(begin);
 }
 
