@@ -147,6 +147,7 @@ void QorView::Iterator::Populate(const QorView& view) {
     cursors_.push_back({range.messages.data(), range.messages.data() + range.messages.size(), &range});
   }
   TakeBatch();
+  beginTime_ = IsEnd() ? 0 : batch_.front().index.time;
 }
 
 /// Everything up to the earliest message that is `stride_` ahead in its range.
@@ -211,12 +212,9 @@ void QorView::Iterator::SortBy(Key key) {
   }
 }
 
-const QorMsgEntity& QorView::Iterator::Value() {
-  if (!current_) {
-    const Entry& entry = batch_[next_];
-    current_.emplace(*entry.range->bag, *entry.range->connection, entry.index);
-  }
-  return *current_;
+void QorView::Iterator::Dereference() {
+  const Entry& entry = batch_[next_];
+  current_.emplace(*entry.range->bag, *entry.range->connection, entry.index);
 }
 
 void QorView::Iterator::Increase() {

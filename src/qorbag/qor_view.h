@@ -120,9 +120,16 @@ class QorView {
 
     bool IsEnd() const { return next_ == batch_.size(); }
     /// The current message; valid until the iteration goes on, unless it is copied. Not at the end.
-    const QorMsgEntity& Value();
+    const QorMsgEntity& Value() {
+      if (!current_) {
+        Dereference();
+      }
+      return *current_;
+    }
     void Increase();
     std::uint64_t GetPosValue() const { return position_; }
+    /// Of the first message of the view; 0 when there is none.
+    std::uint64_t BeginTime() const { return beginTime_; }
 
    private:
     /// Where one range stands.
@@ -137,6 +144,7 @@ class QorView {
     };
 
     void Populate(const QorView& view);
+    void Dereference();
     void TakeBatch();
     void SortBatch();
     template <class Key>
@@ -148,6 +156,7 @@ class QorView {
     std::vector<Entry> scratch_;
     std::size_t next_ = 0;  ///< the current message in the batch
     std::uint64_t position_ = 0;
+    std::uint64_t beginTime_ = 0;
     std::optional<QorMsgEntity> current_;  ///< once it was asked for
   };
 

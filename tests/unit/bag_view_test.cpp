@@ -50,7 +50,7 @@ class BagViewTest : public ::testing::Test {
     for (int i = 0; i < 2000; ++i) {
       const EventMsg& event = events[random() % events.size()];
       const std::uint64_t time = 1000 + random() % 300;
-      const std::string payload(random() % 200, static_cast<char>('a' + random() % 26));
+      const std::string payload(i % 500 == 0 ? 9000 : random() % 200, static_cast<char>('a' + random() % 26));
       EXPECT_EQ(bag.Write(event, time, reinterpret_cast<const std::uint8_t*>(payload.data()),
                           static_cast<std::uint32_t>(payload.size())),
                 QorBagFile::kOk);
@@ -63,6 +63,7 @@ class BagViewTest : public ::testing::Test {
   static std::vector<Seen> Walk(const QorView& view) {
     std::vector<Seen> seen;
     QorBuffer buffer;
+    EXPECT_EQ(view.Begin().BeginTime(), view.GetBeginTime());
     for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
       EXPECT_EQ(at.GetPosValue(), seen.size());
       const QorMsgEntity& message = at.Value();
