@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
-#include <ranges>
 #include <utility>
 
 namespace qor::qorbag {
@@ -195,10 +194,11 @@ template <class Key>
 void QorView::Iterator::SortBy(Key key) {
   constexpr unsigned kBits = 11;
   constexpr std::uint64_t kBuckets = std::uint64_t{1} << kBits;
-  const auto [first, last] = std::ranges::minmax(batch_ | std::views::transform(key));
-  const std::uint64_t lowest = first;
+  const auto [first, last] = std::ranges::minmax_element(batch_, {}, key);
+  const std::uint64_t lowest = key(*first);
+  const std::uint64_t width = key(*last) - lowest;
   scratch_.resize(batch_.size());
-  for (unsigned shift = 0; shift < 64 && ((last - first) >> shift) != 0; shift += kBits) {
+  for (unsigned shift = 0; shift < 64 && (width >> shift) != 0; shift += kBits) {
     const auto bucketOf = [&](const Entry& entry) { return ((key(entry) - lowest) >> shift) % kBuckets; };
     std::array<std::uint32_t, kBuckets + 1> begins{};
     for (const Entry& entry : batch_) {

@@ -93,7 +93,7 @@ class MessagesRun {
       if (!renderer.IsDescribed() && !layout_.isRaw && told_.insert(name).second) {
         Complain("the messages of '" + Printable(name) + "' are printed as bytes: " + Printable(renderer.Fault()));
       }
-      printers_.try_emplace(connection, std::move(renderer), SamplePrinter(layout_, name));
+      printers_.emplace(connection, Printer{std::move(renderer), SamplePrinter(layout_, name)});
     }
     if (printers_.empty()) {
       Complain(fault);
