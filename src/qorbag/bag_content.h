@@ -22,7 +22,7 @@ struct BagContent {
     std::uint32_t size = 0;  ///< of the message records
   };
 
-  /// What of an active file could not be used.
+  /// What of an active file could not be used; at least so many chunks.
   struct Damage {
     std::uint64_t chunkCount = 0;
     std::uint64_t bytes = 0;

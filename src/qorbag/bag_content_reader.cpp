@@ -217,7 +217,10 @@ bool BagContentReader::StartReadingActiveFile(bool isDamaged) {
       break;
     }
   }
-  CountGap(chunksEnd_, content_.header.connectionPos == chunksEnd_ ? chunksEnd_ : input_.Size());
+  RecordSource behind(input_, chunksEnd_);
+  if (!records_.IsNext(behind, OpCode::kConnection)) {  // otherwise that is a closing index
+    CountGap(chunksEnd_, input_.Size());
+  }
   SortIndexes();
   return true;
 }

@@ -39,7 +39,7 @@ struct FixEchoInfo {
   std::uint64_t unreadableCount = 0;  ///< messages of those chunks that are left out: they cannot be read, or the
                                       ///< bag does not say of which event they are
   std::uint64_t chunkCount = 0;       ///< that can be read
-  std::uint64_t leftChunkCount = 0;   ///< that cannot
+  std::uint64_t leftChunkCount = 0;   ///< that cannot, at least
   std::uint64_t leftBytes = 0;        ///< of the input, in no chunk that can be read
 };
 

@@ -58,7 +58,7 @@ FixOutcome Fix(const std::string& file, const std::string& folder, StopSignal& s
 std::string LeftText(const FixEchoInfo& info) {
   std::string text;
   if (info.leftChunkCount != 0) {
-    text += CountText(info.leftChunkCount, "chunk") + " that " + (info.leftChunkCount == 1 ? "is" : "are") +
+    text += "at least " + CountText(info.leftChunkCount, "chunk") + " that " + (info.leftChunkCount == 1 ? "is" : "are") +
             " not complete (" + CountText(info.leftBytes, "byte") + ")";
   }
   if (info.unreadableCount != 0) {
