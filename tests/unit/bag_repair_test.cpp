@@ -150,7 +150,7 @@ TEST_F(BagRepairTest, ADamagedChunkCostsNoOther) {
     const Bytes bytes = Content("run.bag.active");
     const auto& infos = whole.Content()->chunkInfos;
     ASSERT_GE(infos.size(), 3U);
-    for (std::size_t at = infos.front().chunkPos; at < bytes.size(); at += 3) {
+    for (std::size_t at = infos.front().chunkPos; at < bytes.size(); ++at) {
       SCOPED_TRACE(at);
       Bytes changed = bytes;
       changed[at] ^= 0x41U;
@@ -169,6 +169,12 @@ TEST_F(BagRepairTest, ADamagedChunkCostsNoOther) {
             << std::get<2>(one);
       }
       EXPECT_LE(hurt.Content()->damage.chunkCount, 1U);
+
+      changed.resize(at);
+      Write("cut.bag.active", changed);
+      QorBagFile cut;
+      ASSERT_TRUE(cut.OpenReadDamagedFile(Path("cut.bag.active")));
+      EXPECT_EQ(cut.Content()->chunkInfos.size(), static_cast<std::size_t>(chunk - infos.begin()));
     }
   }
 }
