@@ -156,7 +156,8 @@ double ReadBag(const std::string& name, const std::vector<Bytes>& payloads) {
   QorBuffer buffer;
   std::size_t count = 0;
   for (auto at = view.Begin(); !at.IsEnd(); at.Increase(), ++count) {
-    Check(at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk && buffer.GetSize() == PayloadOf(payloads, count).size(), "reading");
+    Check(at.Value().WriteMsg(buffer, 0) == QorBagFile::kOk && buffer.GetSize() == PayloadOf(payloads, count).size(),
+          "reading");
   }
   Check(count == kMessages, "reading every message");
   return Seconds(begin);

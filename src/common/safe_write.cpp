@@ -96,7 +96,9 @@ void SyncFolderOf(const std::string& path) {
 }  // namespace
 
 FileCalls FileCalls::System() {
-  return {.write = ::write, .sync = ::fsync, .changeOwner = ::fchown, .rename = [](const char* from, const char* to) { return RenameToFreeName(from, to) ? 0 : -1; }};
+  return {.write = ::write, .sync = ::fsync, .changeOwner = ::fchown, .rename = [](const char* from, const char* to) {
+            return RenameToFreeName(from, to) ? 0 : -1;
+          }};
 }
 
 int SaveDataToDisk(const std::string& path, const std::string& data, const std::string& owner, const FileCalls& calls) {

@@ -107,8 +107,8 @@ void BagCheck::ReadClosingIndex() {
 void BagCheck::AddConnection(Connection connection, std::uint64_t position) {
   const std::uint32_t id = connection.id;
   if (!IsConfigReadable(connection)) {
-    report_.faults.Add(position, "the serialization configuration of the event '" + connection.eventName +
-                                     "' cannot be read");
+    report_.faults.Add(position,
+                       "the serialization configuration of the event '" + connection.eventName + "' cannot be read");
   }
   if (!connections_.try_emplace(id, std::move(connection)).second) {
     report_.faults.Add(position, "a second event has the id " + Number(id));
@@ -163,8 +163,8 @@ void BagCheck::Take(const ChunkFacts& facts, std::uint64_t position) {
     Extent& extent = extents_[id];
     extent = {extent.count + count, std::min(extent.begin, times.begin), std::max(extent.end, times.end)};
     if (!connections_.contains(id)) {
-      report_.faults.Add(position, "the chunk has messages of an event that the bag does not describe, id " +
-                                       Number(id));
+      report_.faults.Add(position,
+                         "the chunk has messages of an event that the bag does not describe, id " + Number(id));
     }
   }
 }
@@ -193,10 +193,9 @@ void BagCheck::CompareStatistics() {
   for (const auto& [id, connection] : connections_) {
     const auto found = extents_.find(id);
     const Extent extent = found != extents_.end() ? found->second : Extent();
-    const bool areTimesRight = extent.count == 0 || (connection.startTime >= extent.begin &&
-                                                     connection.startTime <= extent.end &&
-                                                     connection.endTime >= extent.begin &&
-                                                     connection.endTime <= extent.end);
+    const bool areTimesRight =
+        extent.count == 0 || (connection.startTime >= extent.begin && connection.startTime <= extent.end &&
+                              connection.endTime >= extent.begin && connection.endTime <= extent.end);
     if (connection.msgCount != extent.count || !areTimesRight) {
       report_.faults.Add(header_.connectionPos, "the closing index does not say how much there is of the event '" +
                                                     connection.eventName + "'");

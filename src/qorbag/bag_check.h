@@ -68,7 +68,7 @@ class BagCheck {
   std::vector<ChunkInfo> closingInfos_;
   std::map<std::uint64_t, std::optional<ChunkInfo>> foundInfos_;  ///< by position; nothing: its data cannot be read
   bool areAllKnown_ = true;                                       ///< all chunks could be read
-  std::map<std::uint32_t, Extent> extents_;        ///< by connection id
+  std::map<std::uint32_t, Extent> extents_;                       ///< by connection id
   std::atomic<std::uint64_t> position_{0};
 };
 

@@ -30,7 +30,7 @@ struct BagContent {
 
   std::uint32_t version = 0;
   FileHeader header;
-  bool isClosed = false;  ///< it was opened by its closing index
+  bool isClosed = false;                            ///< it was opened by its closing index
   std::map<std::uint32_t, Connection> connections;  ///< by id
   std::vector<ChunkInfo> chunkInfos;
   bool hasIndexes = false;

@@ -136,7 +136,7 @@ bool BagContentReader::StartReadChunkIndexRecord() {
 }
 
 bool BagContentReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader& header, std::uint64_t dataPos,
-                                     std::uint32_t count) {
+                                        std::uint32_t count) {
   chunkEntries_.clear();
   chunkParts_.clear();
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -183,7 +183,8 @@ bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, const BagConte
     entry = MessageIndex::Load(from, chunkDataPos, content_.version);
     entry.chunk = chunk;
     from += entrySize;
-    if ((IsCompressed() && chunkDataPos != place.dataPos) || entry.msgPos < begin || entry.msgPos - begin >= place.size) {
+    if ((IsCompressed() && chunkDataPos != place.dataPos) || entry.msgPos < begin ||
+        entry.msgPos - begin >= place.size) {
       return false;
     }
   }

@@ -53,8 +53,8 @@ class BagContentReader {
   BagInput& input_;
   BagContent& content_;
   BagRecordReader records_;
-  std::uint64_t headerEnd_ = 0;  ///< of the file header
-  std::uint64_t chunksEnd_ = 0;  ///< behind what was read of the chunks
+  std::uint64_t headerEnd_ = 0;    ///< of the file header
+  std::uint64_t chunksEnd_ = 0;    ///< behind what was read of the chunks
   std::uint64_t foundPos_ = 0;     ///< the last chunk that was sought and found
   std::uint64_t failedCount_ = 0;  ///< of those, since a chunk could be read
   std::uint64_t vainBytes_ = 0;    ///< read of chunks that could not

@@ -43,8 +43,9 @@ class BagFileReader {
 
   enum class Result : std::uint8_t { kOk, kFailed, kDecompressionFailed };
 
-  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. Otherwise, with a line in the log: the
-  /// file does not hold at that place what its index says, or another connection's message, or its chunk is damaged.
+  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. Otherwise, with a line in the log:
+  /// the file does not hold at that place what its index says, or another connection's message, or its chunk is
+  /// damaged.
   [[nodiscard]] Result ReadMsgDataIntoStream(const MessageIndex& index, std::optional<std::uint32_t> connectionId,
                                              QorBuffer& out, std::uint32_t offset);
 

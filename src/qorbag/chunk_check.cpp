@@ -13,7 +13,8 @@ namespace {
 std::string Number(std::uint64_t number) { return std::to_string(number); }
 
 /// The pairs in the order of ids.
-std::vector<std::pair<std::uint32_t, std::uint32_t>> Sorted(std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs) {
+std::vector<std::pair<std::uint32_t, std::uint32_t>> Sorted(
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs) {
   std::ranges::sort(pairs);
   return pairs;
 }

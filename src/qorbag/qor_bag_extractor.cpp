@@ -124,8 +124,7 @@ void QorBagExtractor::AddQuery(QorView& view) {
   QorView whole;
   whole.AddQuery(input_, 0, UINT64_MAX);
   const std::uint64_t start = whole.GetBeginTime() + options_.startTime;
-  const std::uint64_t end =
-      options_.endTime == 0 ? whole.GetEndTime() : whole.GetBeginTime() + options_.endTime;
+  const std::uint64_t end = options_.endTime == 0 ? whole.GetEndTime() : whole.GetBeginTime() + options_.endTime;
   log_.Info() << "Start time: " << start;
   log_.Info() << "End time: " << end;
   for (const std::string& name : options_.eventNames) {

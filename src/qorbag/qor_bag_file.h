@@ -37,8 +37,8 @@ struct BagFileHeadInfo {
   std::uint64_t stopRecordRealTime = 0;
   std::uint64_t stopRecordVirtualTime = 0;
   FileCompressionType compression = FileCompressionType::kNone;
-  bool isClosed = false;         ///< otherwise only what chunks that are complete hold is known
-  std::uint64_t chunkCount = 0;  ///< that are complete
+  bool isClosed = false;                     ///< otherwise only what chunks that are complete hold is known
+  std::uint64_t chunkCount = 0;              ///< that are complete
   std::vector<BagFileMessageInfo> messages;  ///< by connection id
 };
 
@@ -108,8 +108,8 @@ class QorBagFile {
   [[nodiscard]] bool GetFileHeaderInfo(BagFileHeadInfo& info) const;
   /// Of the file that is read; may be kept.
   const std::shared_ptr<const BagContent>& Content() const { return reader_.Content(); }
-  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. kFailed, with a line in the log, when
-  /// the file does not hold at that place what its index says; kDecompressionFailed when that cannot be told. With
+  /// Replaces what stands behind the first `offset` bytes of `out` by the payload. kFailed, with a line in the log,
+  /// when the file does not hold at that place what its index says; kDecompressionFailed when that cannot be told. With
   /// `connectionId` the message must also be one of that connection.
   [[nodiscard]] int ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out, std::uint32_t offset,
                                           std::optional<std::uint32_t> connectionId = std::nullopt);

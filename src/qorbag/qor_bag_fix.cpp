@@ -113,9 +113,8 @@ bool QorBagFix::CloseOutput() {
     return true;
   }
   std::remove(writeName_.c_str());
-  return Fail(code == QorBagFile::kCompressionFailed
-                  ? "QorBagFix cannot compress what '" + writeName_ + "' is to hold"
-                  : "QorBagFix cannot close '" + writeName_ + "'");
+  return Fail(code == QorBagFile::kCompressionFailed ? "QorBagFix cannot compress what '" + writeName_ + "' is to hold"
+                                                     : "QorBagFix cannot close '" + writeName_ + "'");
 }
 
 bool QorBagFix::HandleAcitveFile() {

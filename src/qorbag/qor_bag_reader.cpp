@@ -25,7 +25,8 @@ EventMsgView::EventMsgView(QorBagFile& bag, std::uint64_t startTime, std::uint64
 }
 
 EventMsgView::EventMsgView(QorBagFile& bag, std::uint32_t connectionId) {
-  view_.AddQuery(bag, [connectionId](const Connection& one) { return one.id == connectionId; }, 0, UINT64_MAX);
+  view_.AddQuery(
+      bag, [connectionId](const Connection& one) { return one.id == connectionId; }, 0, UINT64_MAX);
   at_.emplace(view_.Begin());
 }
 

@@ -57,7 +57,8 @@ void CheckMessages(QorBagFile& bag, File file) {
       Require(entry.msgPos + kMessagePayloadAt + entry.size <= file.size());
       const File record = file.subspan(entry.msgPos, kMessagePayloadAt + entry.size);
       MessageHead head;
-      Require(head.Decode(record.data()) && head.connectionId == id && head.timeStamp == entry.time && head.dataSize == entry.size);
+      Require(head.Decode(record.data()) && head.connectionId == id && head.timeStamp == entry.time &&
+              head.dataSize == entry.size);
       Require(std::ranges::equal(buffer.Bytes(), record.subspan(kMessagePayloadAt)));
     }
   }

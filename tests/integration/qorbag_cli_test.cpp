@@ -41,10 +41,12 @@ class QorbagTest : public ::testing::Test {
  protected:
   static constexpr std::uint64_t kBegin = 1700000000000;
 
-  Finished Run(const std::vector<std::string>& arguments, ChildProcess::Stdout out = ChildProcess::Stdout::kPipe) const {
+  Finished Run(const std::vector<std::string>& arguments,
+               ChildProcess::Stdout out = ChildProcess::Stdout::kPipe) const {
     std::vector<std::string> command{QOR_QORBAG};
     for (const std::string& argument : arguments) {
-      command.push_back(argument.ends_with(".bag") || argument.ends_with(".active") ? folder_.File(argument) : argument);
+      command.push_back(argument.ends_with(".bag") || argument.ends_with(".active") ? folder_.File(argument)
+                                                                                    : argument);
     }
     return test::RunProgram(command, out);
   }
@@ -110,8 +112,8 @@ TEST_F(QorbagTest, InfoTellsWhatIsInABag) {
   folder_.Write("no.bag", "no bag at all");
   const Finished wrong = Run({"info", "no.bag", "none.bag", "run.bag"});
   EXPECT_EQ(wrong.status, 1);
-  EXPECT_THAT(wrong.err, AllOf(HasSubstr("no.bag' cannot be read as a bag"),
-                               HasSubstr("none.bag': No such file or directory")));
+  EXPECT_THAT(wrong.err,
+              AllOf(HasSubstr("no.bag' cannot be read as a bag"), HasSubstr("none.bag': No such file or directory")));
   EXPECT_THAT(wrong.out, HasSubstr("10 messages")) << "the others are told all the same";
 }
 
@@ -119,8 +121,7 @@ TEST_F(QorbagTest, MessagesArePrintedByTheDefinitionsOfTheBag) {
   MakeBag("run.bag");
   const Finished all = Run({"messages", "run.bag", "-n", "3"});
   EXPECT_EQ(all.status, 0);
-  EXPECT_EQ(all.out,
-            "{ \"/speed\" : { \"rpm\" : 256 } }\n/bytes 2 bytes: 00 01\n{ \"/speed\" : { \"rpm\" : 257 } }\n");
+  EXPECT_EQ(all.out, "{ \"/speed\" : { \"rpm\" : 256 } }\n/bytes 2 bytes: 00 01\n{ \"/speed\" : { \"rpm\" : 257 } }\n");
   EXPECT_THAT(all.err, HasSubstr("'/bytes' are printed as bytes: there is no definition of its type 'Unknown'"));
   const Finished some =
       Run({"messages", "run.bag", "-e", "/speed", "--start", "0.1", "--end", "0.3", "--field", "rpm"});
@@ -248,7 +249,8 @@ TEST_F(InterruptedTest, ARecorderThatIsKilledLosesOnlyItsOpenChunk) {
   std::mt19937 random(std::random_device{}());
   for (int i = 0; i < kTimes; ++i) {
     const std::string name = "run" + std::to_string(i);
-    ChildProcess recorder({std::string(QOR_TEST_PROGRAMS) + "/bag_recorder", folder_.Path(), name, std::to_string(i % 3)});
+    ChildProcess recorder(
+        {std::string(QOR_TEST_PROGRAMS) + "/bag_recorder", folder_.Path(), name, std::to_string(i % 3)});
     ASSERT_TRUE(recorder.WaitForOut(std::string(1, '\0'))) << recorder.Err();
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
     recorder.Signal(SIGKILL);

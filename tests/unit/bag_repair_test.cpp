@@ -46,8 +46,8 @@ class BagRepairTest : public ::testing::Test {
     return EventMsg{event};
   }
 
-  /// A message each 10 ms, of /a and of /b by turns, from the third chunk on of /c too. One that is not closed loses its
-  /// last chunk.
+  /// A message each 10 ms, of /a and of /b by turns, from the third chunk on of /c too. One that is not closed loses
+  /// its last chunk.
   void MakeBag(const std::string& name, FileCompressionType compression, bool isClosed, int count = 300) const {
     const std::vector<EventMsg> events = [] {
       std::vector<EventMsg> made;
@@ -63,10 +63,10 @@ class BagRepairTest : public ::testing::Test {
     for (int i = 0; i < count; ++i) {
       const std::string payload = "message " + std::to_string(i);
       const auto event = static_cast<std::size_t>(i % (i > count / 3 ? 3 : 2));
-      ASSERT_EQ(bag.Write(events[event], kBegin + static_cast<std::uint64_t>(i) * 10,
-                          reinterpret_cast<const std::uint8_t*>(payload.data()),
-                          static_cast<std::uint32_t>(payload.size())),
-                QorBagFile::kOk);
+      ASSERT_EQ(
+          bag.Write(events[event], kBegin + static_cast<std::uint64_t>(i) * 10,
+                    reinterpret_cast<const std::uint8_t*>(payload.data()), static_cast<std::uint32_t>(payload.size())),
+          QorBagFile::kOk);
     }
     if (isClosed) {
       ASSERT_EQ(bag.CloseWrite(), QorBagFile::kOk);
@@ -227,9 +227,8 @@ TEST_F(BagRepairTest, ExtractionTakesEventsAndTimes) {
   expect({}, isAny);
   expect({.eventNames = {"/b"}}, isB);
   expect({.domainId = 7}, isB);
-  expect({.startTime = 100, .endTime = 200}, [](const Seen& one) {
-    return std::get<0>(one) >= kBegin + 100 && std::get<0>(one) <= kBegin + 200;
-  });
+  expect({.startTime = 100, .endTime = 200},
+         [](const Seen& one) { return std::get<0>(one) >= kBegin + 100 && std::get<0>(one) <= kBegin + 200; });
   expect({.eventNames = {"/a"}, .startTime = 2000},
          [](const Seen& one) { return std::get<0>(one) >= kBegin + 2000 && std::get<1>(one) == "/a"; });
 }
@@ -251,7 +250,8 @@ TEST_F(BagRepairTest, WhatCannotBeExtractedIsRefused) {
   EXPECT_EQ(code({.outputFile = folder_.Path() + "/"}), ExtractCode::kBadName);
   EXPECT_EQ(code({.outputFile = Path("run")}), ExtractCode::kSameFile) << "with .bag it is the input";
   EXPECT_EQ(code({.outputFile = Path("there.bag")}), ExtractCode::kCannotCreate);
-  EXPECT_EQ(code({.outputFile = Path("no/folder.bag")}), ExtractCode::kNoSpace) << "nobody knows how much is free there";
+  EXPECT_EQ(code({.outputFile = Path("no/folder.bag")}), ExtractCode::kNoSpace)
+      << "nobody knows how much is free there";
   EXPECT_EQ(code({.eventNames = {"/none"}}), ExtractCode::kNoMessage);
   EXPECT_EQ(code({.inputFile = Path("there.bag")}), ExtractCode::kCannotOpen);
   EXPECT_THAT(folder_.Names(), ElementsAre("run.bag", "there.bag"));
@@ -284,9 +284,9 @@ TEST_F(BagRepairTest, MessagesComeByEventToo) {
   ASSERT_TRUE(reader.Init());
   EXPECT_EQ(reader.GetBagInfo().messages.size(), 3U);
   const auto seen = [&](std::uint32_t offset) {
-    return Seen(msg.time, msg.event->eventName,
-                std::string(reinterpret_cast<const char*>(msg.payload.GetData()) + offset,
-                            msg.payload.GetSize() - offset));
+    return Seen(
+        msg.time, msg.event->eventName,
+        std::string(reinterpret_cast<const char*>(msg.payload.GetData()) + offset, msg.payload.GetSize() - offset));
   };
   for (const Seen& one : all) {
     ASSERT_TRUE(reader.ReadEventMsg(msg, 4));

@@ -12,7 +12,7 @@ namespace qor::tools {
 
 /// Work that takes long. `run` is called on a thread of its own; the others by the one that waits.
 struct BackgroundWork {
-  std::string label;                ///< what is done, for the progress bar
+  std::string label;  ///< what is done, for the progress bar
   std::function<void()> run;
   std::function<double()> progress;  ///< 0 to 1
   std::function<void()> cancel;      ///< makes `run` return soon

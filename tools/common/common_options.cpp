@@ -104,8 +104,7 @@ void AddFilterOptions(CLI::App& command, CommonFilter& filter) {
   add("--instance", filter.instanceShortName, Expect("a text of 1 to 5000 characters", IsInstanceName), "TEXT",
       "Short name of the instance");
   add("--network-ip", filter.networkIp, NetworkAddress(), "ADDRESS", "Address of the network, or one in it");
-  add("--domain-id", filter.domainId, DomainId(), "0..63",
-      "DDS domain");
+  add("--domain-id", filter.domainId, DomainId(), "0..63", "DDS domain");
   add("--uuid", filter.uuid, Expect("decimal digits", IsUuid), "DIGITS", "UUID");
 }
 

@@ -68,9 +68,14 @@ std::string BindingText(const BagFileMessageInfo& message) {
 Json BindingJson(const BagFileMessageInfo& message) {
   if (message.driverType == DriverType::kDds) {
     const auto& dds = message.eventInfo.dds;
-    return {{"driver", "DDS"},       {"domainId", dds.domainId},     {"topic", dds.topicName},
-            {"serviceId", nullptr},  {"instanceId", nullptr},        {"eventId", nullptr},
-            {"networkIp", dds.networkIp}, {"subnetMask", dds.subnetMask}};
+    return {{"driver", "DDS"},
+            {"domainId", dds.domainId},
+            {"topic", dds.topicName},
+            {"serviceId", nullptr},
+            {"instanceId", nullptr},
+            {"eventId", nullptr},
+            {"networkIp", dds.networkIp},
+            {"subnetMask", dds.subnetMask}};
   }
   const auto& someip = message.eventInfo.someip;
   return {{"driver", "SOMEIP"},
@@ -149,8 +154,8 @@ std::string InfoText(const BagFileHeadInfo& info, TableStyle style) {
                        CountText(info.chunkCount, "chunk")}};
   if (totals.count != 0) {
     const double seconds = static_cast<double>(totals.end - totals.begin) / kMilli;
-    lines.emplace_back("time", TimeText(totals.begin) + " to " + TimeText(totals.end) + " (" + FixedText(seconds, 3) +
-                                   " s)");
+    lines.emplace_back("time",
+                       TimeText(totals.begin) + " to " + TimeText(totals.end) + " (" + FixedText(seconds, 3) + " s)");
   }
   std::string text;
   for (const auto& [key, value] : lines) {

@@ -34,7 +34,8 @@ constexpr char kExamples[] =
     "Examples:\n"
     "  qorbag check run.bag\n"
     "  qorbag check *.bag --json | jq -r 'select(.faultCount > 0) | .file'\n"
-    "Reads everything, and compares what a bag says about itself in several places. Each fault is told with its place in\n"
+    "Reads everything, and compares what a bag says about itself in several places. Each fault is told with its place "
+    "in\n"
     "the file; of many the first 100. What stands in payloads that are not compressed cannot be verified.\n"
     "Exit status 1 when something is wrong.";
 
@@ -72,8 +73,8 @@ std::string ReportText(const std::string& file, const BagCheckReport& report) {
 ExitCode Check(const std::string& file, bool isJson, StopSignal& stop, Output& out) {
   qorbag::FileInput input(file);
   if (!input.IsOpen()) {
-    Complain("'" + Printable(file) + "' cannot be read: " +
-             (::access(file.c_str(), R_OK) != 0 ? std::strerror(errno) : "it is no file"));
+    Complain("'" + Printable(file) +
+             "' cannot be read: " + (::access(file.c_str(), R_OK) != 0 ? std::strerror(errno) : "it is no file"));
     return kExitFailure;
   }
   qorbag::BagCheck check(input);

@@ -30,7 +30,8 @@ constexpr char kExamples[] =
     "Examples:\n"
     "  qorbag fix run.bag.active                  makes run_repair.bag beside it\n"
     "  qorbag fix *.bag.active -o /data/repaired\n"
-    "The file that is repaired stays as it is. An older <name>_repair.bag is replaced. What cannot be read is left out\n"
+    "The file that is repaired stays as it is. An older <name>_repair.bag is replaced. What cannot be read is left "
+    "out\n"
     "and counted; the rest is whole and in order.";
 
 struct FixCommandOptions {
@@ -58,8 +59,8 @@ FixOutcome Fix(const std::string& file, const std::string& folder, StopSignal& s
 std::string LeftText(const FixEchoInfo& info) {
   std::string text;
   if (info.leftChunkCount != 0) {
-    text += "at least " + CountText(info.leftChunkCount, "chunk") + " that " + (info.leftChunkCount == 1 ? "is" : "are") +
-            " not complete (" + CountText(info.leftBytes, "byte") + ")";
+    text += "at least " + CountText(info.leftChunkCount, "chunk") + " that " +
+            (info.leftChunkCount == 1 ? "is" : "are") + " not complete (" + CountText(info.leftBytes, "byte") + ")";
   }
   if (info.unreadableCount != 0) {
     text += (text.empty() ? "" : " and ") + CountText(info.unreadableCount, "message") + " that cannot be read";
@@ -93,8 +94,7 @@ ExitCode Finish(const std::string& file, const FixOutcome& outcome) {
       return kExitDone;
     case FixPrintType::kStopped:
       Complain("interrupted: '" + Printable(outcome.info.outputFile) + "' has only the first " +
-               std::to_string(outcome.info.writtenCount) + " of " +
-               CountText(outcome.info.messageCount, "message"));
+               std::to_string(outcome.info.writtenCount) + " of " + CountText(outcome.info.messageCount, "message"));
       return kExitInterrupted;
     case FixPrintType::kNothing:
       Complain("'" + Printable(file) + "': there is no complete chunk in it" + LeftText(outcome.info));

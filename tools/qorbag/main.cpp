@@ -16,10 +16,10 @@ constexpr char kFooter[] =
 
 int main(int argc, char** argv) {
   using namespace qor::tools;
-  return RunTool({"qorbag",
-                  kAbout,
-                  kFooter,
-                  {AddInfoCommand, AddMessagesCommand, AddTimelineCommand, AddCheckCommand, AddFixCommand,
-                   AddExtractCommand}},
-                 argc, argv);
+  return RunTool(
+      {"qorbag",
+       kAbout,
+       kFooter,
+       {AddInfoCommand, AddMessagesCommand, AddTimelineCommand, AddCheckCommand, AddFixCommand, AddExtractCommand}},
+      argc, argv);
 }

@@ -14,9 +14,9 @@ namespace qor::tools {
 
 /// Which messages of the bags are wanted.
 struct Selection {
-  std::vector<std::string> events;   ///< empty: all
-  double start = 0.0;  ///< seconds after the first message of all
-  double end = 0.0;    ///< the same; 0: to the end
+  std::vector<std::string> events;  ///< empty: all
+  double start = 0.0;               ///< seconds after the first message of all
+  double end = 0.0;                 ///< the same; 0: to the end
   std::uint16_t domainId = qorbag::QorEventQuery::kAnyDomain;
   std::string network;  ///< network part of an address; empty: any
 };

@@ -140,7 +140,8 @@ int RunTimeline(const TimelineOptions& options) {
 
 void AddTimelineCommand(CLI::App& app, Task& task) {
   auto options = std::make_shared<TimelineOptions>();
-  CLI::App* command = app.add_subcommand("timeline", "How the messages of each event spread over time, so that gaps show");
+  CLI::App* command =
+      app.add_subcommand("timeline", "How the messages of each event spread over time, so that gaps show");
   command->footer(kExamples);
   AddFileArguments(*command, options->files);
   AddEventOptions(*command, options->selection);

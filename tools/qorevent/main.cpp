@@ -17,9 +17,7 @@ constexpr char kFooter[] =
 
 int main(int argc, char** argv) {
   using namespace qor::tools;
-  return RunTool({"qorevent",
-                  kAbout,
-                  kFooter,
-                  {AddListCommand, AddShowCommand, AddExportCommand, AddEchoCommand, AddHzCommand}},
-                 argc, argv);
+  return RunTool(
+      {"qorevent", kAbout, kFooter, {AddListCommand, AddShowCommand, AddExportCommand, AddEchoCommand, AddHzCommand}},
+      argc, argv);
 }
