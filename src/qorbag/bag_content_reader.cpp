@@ -7,18 +7,11 @@
 #include <span>
 #include <string_view>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 #include "src/qorbag/chunk_search.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
-
-bool Failed(std::string_view text) {
-  kLog.Error() << text;
-  return false;
-}
 
 /// Reserves memory in large pages where there are any: an index is filled once, and then looked into anywhere.
 void Reserve(BagContent::Index& index, std::uint64_t count) {

@@ -5,22 +5,11 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/log/qor_log.h"
 #include "src/qorbag/bag_content_reader.h"
+#include "src/qorbag/bag_log.h"
 #include "src/qorbag/record_source.h"
 
 namespace qor::qorbag {
-namespace {
-
-constexpr QorLog kLog("QorBagFile");
-
-bool Failed(std::string_view text) {
-  kLog.Error() << text;
-  return false;
-}
-
-}  // namespace
-
 void BagFileReader::Close() {
   input_ = nullptr;
   content_ = std::make_shared<BagContent>();

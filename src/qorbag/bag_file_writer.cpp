@@ -7,17 +7,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
-
-bool Failed(std::string_view text) {
-  kLog.Error() << text;
-  return false;
-}
 
 bool WriteRecords(BagOutput& output, const QorBuffer& records) {
   return output.Write(records.Bytes()) || Failed("WriteRecordHeader: write failed!");

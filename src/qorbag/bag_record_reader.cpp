@@ -7,17 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
-
-bool Failed(std::string_view text) {
-  kLog.Error() << text;
-  return false;
-}
 
 bool ParseVersionLine(const std::string& line, std::uint32_t& version) {
   constexpr unsigned kLargest = 1000;

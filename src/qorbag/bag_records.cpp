@@ -5,12 +5,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
 
 /// Reads the fields of one kind of record; each that is missing has its line, and ends the reading.
 class FieldReader {

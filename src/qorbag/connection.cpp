@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 #include "src/qorbag/event_info_serialize.h"
 
 namespace qor::qorbag {
@@ -14,14 +14,7 @@ using maintaind::DriverType;
 using maintaind::SerializationType;
 using maintaind::TransportQos;
 
-constexpr QorLog kLog("QorBagFile");
-
 bool IsDriver(DriverType type) { return type == DriverType::kDds || type == DriverType::kSomeip; }
-
-bool Failed(std::string_view text) {
-  kLog.Error() << text;
-  return false;
-}
 
 bool EventInfoFailed() { return Failed("ReadConnection ReadField eventInfo failed!"); }
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/copy_messages.h"
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
 
-constexpr QorLog kLog("QorBagFile");
 constexpr std::uint32_t kLogIntervalMs = 500;
 
 }  // namespace

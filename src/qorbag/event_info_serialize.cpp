@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/log/qor_log.h"
 #include "src/qorbag/bag_format.h"
+#include "src/qorbag/bag_log.h"
 #include "src/qorbag/little_endian.h"
 
 namespace qor::qorbag {
@@ -18,8 +18,6 @@ using maintaind::DDSEventInfo;
 using maintaind::EventInfo;
 using maintaind::SomeipEventInfo;
 using maintaind::TransportQos;
-
-constexpr QorLog kLog("QorBagFile");
 
 /// Appends the fields of a blob.
 class BlobWriter {

@@ -9,16 +9,14 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/log/qor_log.h"
 #include "src/common/checks.h"
 #include "src/qorbag/bag_content_reader.h"
+#include "src/qorbag/bag_log.h"
 #include "src/qorbag/file_input.h"
 #include "src/qorbag/file_output.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
 
 /// The names that this process records to.
 class OpenNames {
@@ -40,11 +38,6 @@ class OpenNames {
   std::mutex mutex_;
   std::set<std::string> names_;
 };
-
-int Failed(std::string_view text) {
-  kLog.Error() << text;
-  return QorBagFile::kFailed;
-}
 
 bool IsActiveName(const std::string& name) { return name.ends_with(".active"); }
 
@@ -89,13 +82,16 @@ QorBagFile::~QorBagFile() {
 
 int QorBagFile::OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file) {
   if (fileName.empty()) {
-    return Failed("OpenWrite: Bagfile name is NULL!");
+    Failed("OpenWrite: Bagfile name is NULL!");
+    return kFailed;
   }
   if (!common::CheckPathForSecurity(filePath) || !common::CheckPathForSecurity(fileName)) {
-    return Failed("OpenWrite: The path is insecure[path=" + filePath + "].");
+    Failed("OpenWrite: The path is insecure[path=" + filePath + "].");
+    return kFailed;
   }
   if (!OpenNames::Process().Add(fileName)) {
-    return Failed("Error: recording the same file name, please check the file name.");
+    Failed("Error: recording the same file name, please check the file name.");
+    return kFailed;
   }
   auto output = std::make_unique<FileOutput>(fileName);
   const bool isMade = output->IsOpen();
@@ -139,8 +135,7 @@ bool QorBagFile::IsNotClosed(const std::string& name) {
 
 bool QorBagFile::OpenInput(const std::string& name, BagFileReader::How how) {
   if (name.empty()) {
-    kLog.Error() << "OpenRead: Bagfile name is NULL!";
-    return false;
+    return Failed("OpenRead: Bagfile name is NULL!");
   }
   if (!common::CheckPathForSecurity(name)) {
     kLog.Error() << "OpenRead: The path is insecure[path=" << name << "].";

@@ -3,12 +3,10 @@
 
 #include <algorithm>
 
-#include "platform/log/qor_log.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
 
 std::string_view AsText(std::span<const std::uint8_t> bytes) {
   return bytes.empty() ? std::string_view()

@@ -3,13 +3,11 @@
 
 #include <string_view>
 
-#include "platform/log/qor_log.h"
 #include "src/common/records/codec.h"
+#include "src/qorbag/bag_log.h"
 
 namespace qor::qorbag {
 namespace {
-
-constexpr QorLog kLog("QorBagFile");
 
 template <class T>
 bool Read(std::span<const std::uint8_t> bytes, T& value, std::string_view fault) {
