@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <string>
-#include <utility>
 
 #include "src/qorbag/chunk_search.h"
 #include "src/qorbag/serialization_config.h"
@@ -85,7 +84,7 @@ void BagCheck::ReadClosingIndex() {
                                        Number(header_.connectionCount) + " of the closing index");
       return;
     }
-    AddConnection(std::move(connection), position);
+    AddConnection(connection, position);
   }
   for (std::uint32_t i = 0; i < header_.chunkCount; ++i) {
     const std::uint64_t position = source.Position();
@@ -104,13 +103,13 @@ void BagCheck::ReadClosingIndex() {
   }
 }
 
-void BagCheck::AddConnection(Connection connection, std::uint64_t position) {
+void BagCheck::AddConnection(const Connection& connection, std::uint64_t position) {
   const std::uint32_t id = connection.id;
   if (!IsConfigReadable(connection)) {
     report_.faults.Add(position,
                        "the serialization configuration of the event '" + connection.eventName + "' cannot be read");
   }
-  if (!connections_.try_emplace(id, std::move(connection)).second) {
+  if (!connections_.try_emplace(id, connection).second) {
     report_.faults.Add(position, "a second event has the id " + Number(id));
   }
 }

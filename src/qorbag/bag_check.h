@@ -54,7 +54,7 @@ class BagCheck {
   void WalkChunks(const std::atomic<bool>& stop);
   std::optional<std::uint64_t> NextChunk(std::uint64_t position);
   void Take(const ChunkFacts& facts, std::uint64_t position);
-  void AddConnection(Connection connection, std::uint64_t position);
+  void AddConnection(const Connection& connection, std::uint64_t position);
   void CompareChunkInfos();
   void CompareStatistics();
 

@@ -15,13 +15,13 @@ namespace {
 
 /// Reserves memory in large pages where there are any: an index is filled once, and then looked into anywhere.
 void Reserve(BagContent::Index& index, std::uint64_t count) {
-  constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20U;
+  constexpr std::size_t kLargePage = std::size_t{2} << 20U;
   index.reserve(count);
-  const auto begin = reinterpret_cast<std::uintptr_t>(index.data());
-  const std::uintptr_t first = (begin + kLargePage - 1) / kLargePage * kLargePage;
-  const std::uintptr_t end = (begin + index.capacity() * sizeof(MessageIndex)) / kLargePage * kLargePage;
-  if (first < end) {
-    ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);  // no harm when it is refused
+  auto* const begin = reinterpret_cast<std::uint8_t*>(index.data());
+  const std::size_t size = index.capacity() * sizeof(MessageIndex);
+  const std::size_t before = (kLargePage - reinterpret_cast<std::uintptr_t>(begin) % kLargePage) % kLargePage;
+  if (size >= before + kLargePage) {
+    ::madvise(begin + before, (size - before) / kLargePage * kLargePage, MADV_HUGEPAGE);  // no harm when it is refused
   }
 }
 

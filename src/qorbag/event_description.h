@@ -33,7 +33,7 @@ struct EventIdentity {
   std::uint16_t domainId = 0;
   std::string eventName;
 
-  auto operator<=>(const EventIdentity&) const = default;
+  auto operator<=>(const EventIdentity&) const = default;  // NOLINT(modernize-use-nullptr): a mistake of the tool
 };
 
 /// The network part of the address of the event's binding, such as "192.168.1.0"; empty without a network.

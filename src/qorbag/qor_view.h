@@ -140,7 +140,7 @@ class QorView {
     };
     struct Entry {
       MessageIndex index;
-      const MessageRange* range;
+      const MessageRange* range = nullptr;
     };
 
     void Populate(const QorView& view);
