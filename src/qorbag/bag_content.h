@@ -13,7 +13,7 @@ namespace qor::qorbag {
 
 /// What is known of a bag that was opened, without its payloads. Readers of one file can share it.
 struct BagContent {
-  /// A connection's messages, in the order of time.
+  /// A connection's messages, see MessageIndex::Order.
   using Index = std::vector<MessageIndex>;
 
   /// Where the data of a chunk is.

@@ -186,8 +186,8 @@ bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, const BagConte
 
 void BagContentReader::SortIndexes() {
   for (auto& [id, entries] : content_.indexes) {
-    if (!std::ranges::is_sorted(entries, {}, &MessageIndex::time)) {
-      std::ranges::stable_sort(entries, {}, &MessageIndex::time);
+    if (!std::ranges::is_sorted(entries, {}, &MessageIndex::Order)) {
+      std::ranges::sort(entries, {}, &MessageIndex::Order);
     }
   }
 }

@@ -51,6 +51,12 @@ struct MessageIndex {
   std::uint32_t chunk = 0;   ///< number of the chunk; it knows where its data is
   std::uint32_t size = 0;    ///< bytes of the payload
 
+  /// Grows from each message of a bag to the next: chunks lie one behind the other, and of compressed ones the number
+  /// comes first.
+  std::uint64_t Place() const { return (std::uint64_t{chunk} << 32U) + msgPos; }
+  /// Messages come in the order of their times; those of one time as they stand in the bag.
+  std::pair<std::uint64_t, std::uint64_t> Order() const { return {time, Place()}; }
+
   /// Bytes of one entry in a file.
   static std::uint32_t SizeIn(std::uint32_t version) { return version >= kWithCompression ? 24 : 16; }
   /// Stores an entry; where the next one goes. `chunkDataPos` is where the data of the chunk begins in the file.

@@ -9,16 +9,6 @@
 namespace qor::qorbag {
 namespace {
 
-/// Grows from each message of a bag to the next: chunks lie one behind the other, and of compressed ones the number
-/// comes first.
-std::uint64_t PlaceOf(const MessageIndex& index) {
-  constexpr unsigned kChunkShift = 32;
-  return (std::uint64_t{index.chunk} << kChunkShift) + index.msgPos;
-}
-
-/// Messages come in the order of their times; those of one time as they stand in the bag.
-std::pair<std::uint64_t, std::uint64_t> OrderOf(const MessageIndex& index) { return {index.time, PlaceOf(index)}; }
-
 using Messages = std::span<const MessageIndex>;
 
 /// Where the first message that is not before the time would be if the event came at a steady rate.
@@ -156,14 +146,14 @@ void QorView::Iterator::TakeBatch() {
   std::pair bound(UINT64_MAX, UINT64_MAX);
   for (const ViewIterHelper& cursor : cursors_) {
     if (static_cast<std::size_t>(cursor.end - cursor.at) >= stride_) {
-      bound = std::min(bound, OrderOf(cursor.at[stride_ - 1]));
+      bound = std::min(bound, cursor.at[stride_ - 1].Order());
     }
   }
   batch_.clear();
   next_ = 0;
   for (ViewIterHelper& cursor : cursors_) {
     for (; cursor.at != cursor.end; ++cursor.at) {
-      if (OrderOf(*cursor.at) > bound) {
+      if (cursor.at->Order() > bound) {
         break;
       }
       batch_.push_back({*cursor.at, cursor.range});
@@ -181,9 +171,9 @@ void QorView::Iterator::TakeBatch() {
 void QorView::Iterator::SortBatch() {
   constexpr std::size_t kFew = 256;
   if (batch_.size() < kFew) {
-    std::ranges::sort(batch_, {}, [](const Entry& entry) { return OrderOf(entry.index); });
+    std::ranges::sort(batch_, {}, [](const Entry& entry) { return entry.index.Order(); });
   } else {
-    SortBy([](const Entry& entry) { return PlaceOf(entry.index); });
+    SortBy([](const Entry& entry) { return entry.index.Place(); });
     SortBy([](const Entry& entry) { return entry.index.time; });
   }
 }

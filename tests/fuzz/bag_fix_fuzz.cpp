@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <span>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -28,15 +29,21 @@ namespace {
 using Message = std::tuple<std::string, std::uint64_t, std::vector<std::uint8_t>>;
 
 /// A folder for the bags that are made, which goes with the process.
-const std::string& Folder() {
-  static const std::string folder = [] {
-    std::string pattern = "/dev/shm/qor_fuzz_XXXXXX";
-    Require(::mkdtemp(pattern.data()) != nullptr);
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return pattern;
-  }();
-  return folder;
-}
+class ScratchFolder {
+ public:
+  ScratchFolder() { Require(::mkdtemp(path_.data()) != nullptr); }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_ = "/dev/shm/qor_fuzz_XXXXXX";
+};
 
 /// Those that can be read, by event.
 std::vector<Message> MessagesOf(QorBagFile& bag) {
@@ -62,13 +69,14 @@ BagCheckReport Check(const std::string& name) {
 
 /// What is repaired is sound and has every message that can be read.
 void Repair(QorBagFile& damaged) {
-  const std::string name = Folder() + "/out.bag";
+  static const ScratchFolder folder;
+  const std::string name = folder.Path() + "/out.bag";
   QorView view;
   view.AddQuery(damaged, 0, UINT64_MAX);
   QorBagFile repaired;
   repaired.SetVersion(damaged.GetVersion());
   repaired.SetCompressionType(damaged.GetCompressionType());
-  Require(repaired.OpenWrite(name, Folder(), name) == QorBagFile::kOk);
+  Require(repaired.OpenWrite(name, folder.Path(), name) == QorBagFile::kOk);
   CopyProgress progress;
   Require(CopyMessages(view, repaired, progress, std::atomic<bool>(false)) == QorBagFile::kOk);
   Require(repaired.CloseWrite() == QorBagFile::kOk);

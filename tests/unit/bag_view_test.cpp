@@ -141,6 +141,30 @@ TEST_F(BagViewTest, QueriesChooseEventsAndTimes) {
   EXPECT_EQ(count, all.size());
 }
 
+TEST_F(BagViewTest, AnIndexNeedNotHaveMessagesOfOneTimeInTheirOrder) {
+  QorBagFile bag;
+  ASSERT_EQ(bag.OpenWrite(Path("one.bag"), folder_.Path(), Path("one.bag")), QorBagFile::kOk);
+  for (const char* payload : {"a", "b", "c", "d"}) {
+    const EventMsg event = Event(payload[0] == 'd' ? "/other" : "/view", 0);
+    ASSERT_EQ(bag.Write(event, 5, reinterpret_cast<const std::uint8_t*>(payload), 1), QorBagFile::kOk);
+  }
+  ASSERT_EQ(bag.CloseWrite(), QorBagFile::kOk);
+  std::ifstream file(Path("one.bag"), std::ios::binary);
+  std::string bytes(std::istreambuf_iterator<char>(file), {});
+  constexpr std::size_t kEntry = 24;
+  const std::size_t first = bytes.find("indexcount=") + 11 + 4 + 4;
+  std::swap_ranges(bytes.begin() + static_cast<std::ptrdiff_t>(first),
+                   bytes.begin() + static_cast<std::ptrdiff_t>(first + kEntry),
+                   bytes.begin() + static_cast<std::ptrdiff_t>(first + 2 * kEntry));
+  std::ofstream(Path("one.bag"), std::ios::binary) << bytes;
+  QorBagFile changed;
+  ASSERT_TRUE(changed.OpenRead(Path("one.bag")));
+  QorView view;
+  view.AddQuery(changed, 0, UINT64_MAX);
+  EXPECT_EQ(Walk(view),
+            (std::vector<Seen>{{5, "/view", "a"}, {5, "/view", "b"}, {5, "/view", "c"}, {5, "/other", "d"}}));
+}
+
 TEST_F(BagViewTest, WhateverIsReadNextTheWindowHasIt) {
   std::mt19937 random(5);
   std::string content(3U << 20U, '\0');
