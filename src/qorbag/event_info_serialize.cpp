@@ -17,7 +17,6 @@ namespace {
 using maintaind::DDSEventInfo;
 using maintaind::EventInfo;
 using maintaind::SomeipEventInfo;
-using maintaind::TransportQos;
 
 /// Appends the fields of a blob.
 class BlobWriter {

@@ -150,7 +150,7 @@ TEST_F(BagRepairTest, ADamagedChunkCostsNoOther) {
     const Bytes bytes = Content("run.bag.active");
     const auto& infos = whole.Content()->chunkInfos;
     ASSERT_GE(infos.size(), 3U);
-    for (std::size_t at = infos.front().chunkPos; at < bytes.size(); ++at) {
+    for (std::size_t at = infos.front().chunkPos; at < bytes.size(); at += 7) {
       SCOPED_TRACE(at);
       Bytes changed = bytes;
       changed[at] ^= 0x41U;

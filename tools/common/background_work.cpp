@@ -20,7 +20,7 @@ namespace {
 /// On stderr, drawn over itself; nothing when that is no terminal.
 class ProgressBar {
  public:
-  explicit ProgressBar(std::string label) : label_(Printable(label)) {}
+  explicit ProgressBar(const std::string& label) : label_(Printable(label)) {}
   ~ProgressBar() {
     if (isDrawn_) {
       Write("\r\033[K");

@@ -160,7 +160,7 @@ std::string InfoText(const BagFileHeadInfo& info, TableStyle style) {
   std::string text;
   for (const auto& [key, value] : lines) {
     constexpr std::size_t kColumn = 13;
-    text += key + ":" + std::string(kColumn - key.size() - 1, ' ') + value + "\n";
+    text.append(key).append(":").append(kColumn - key.size() - 1, ' ').append(value).append("\n");
   }
   return text + EventTable(info, style);
 }
