@@ -9,6 +9,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -196,7 +197,7 @@ TEST_F(BagWritingTest, AnEmptyBagIsABag) {
 }
 
 TEST_F(BagWritingTest, WhatCannotBeRecordedHasItsCode) {
-  const auto init = [this](const std::string& path, const std::string& name, const std::string& version,
+  const auto init = [](const std::string& path, const std::string& name, const std::string& version,
                            FileCompressionType compression = FileCompressionType::kNone) {
     return QorBagWriter(path, name, version, compression).Init();
   };
@@ -214,10 +215,38 @@ TEST_F(BagWritingTest, WhatCannotBeRecordedHasItsCode) {
   EXPECT_EQ(init(Folder(), "run.bag", "2.7"), BagWriterCode::kCannotOpen) << "it is being recorded";
   EXPECT_EQ(Write(writer, nullptr, 1, {1}), BagWriterCode::kNoEvent);
   EXPECT_EQ(writer.Write(std::make_shared<EventMsgInfo>(), 1), BagWriterCode::kNoPayload);
+  const auto alien = DdsEvent("/alien");
+  alien->driverType = static_cast<DriverType>(7);
+  EXPECT_EQ(Write(writer, alien, 1, {1}), BagWriterCode::kWriteFailed);
   EXPECT_EQ(Write(writer, DdsEvent("/a"), 1, {1}), BagWriterCode::kOk);
   writer.Stop();
-  EXPECT_EQ(Read(writer.TargetFileName())["header"]["compression"], 0) << "what cannot be compressed is not";
+  const json bag = Read(writer.TargetFileName());
+  EXPECT_EQ(bag["header"]["compression"], 0) << "what cannot be compressed is not";
+  EXPECT_EQ(bag["connections"].size(), 1U);
   EXPECT_EQ(log_.CountContaining("recording the same file name"), 1U);
+}
+
+TEST_F(BagWritingTest, SeveralThreadsWriteIntoOneBag) {
+  constexpr int kThreads = 4;
+  constexpr int kMessages = 200;
+  QorBagWriter writer(Folder(), "run", "2.7", FileCompressionType::kLz4);
+  writer.SetMaxChunkSize(4);
+  ASSERT_EQ(writer.Init(), BagWriterCode::kOk);
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&writer, event = DdsEvent("/thread" + std::to_string(i))] {
+      for (std::uint64_t time = 0; time < kMessages; ++time) {
+        EXPECT_EQ(Write(writer, event, time, {1, 2, 3}), BagWriterCode::kOk);
+      }
+    });
+  }
+  threads.clear();
+  writer.Stop();
+  const json bag = Read(writer.TargetFileName());
+  ASSERT_EQ(bag["connections"].size(), std::size_t{kThreads});
+  for (const json& connection : bag["connections"]) {
+    EXPECT_EQ(connection["msgCount"], kMessages);
+  }
 }
 
 /// A file in memory whose n-th write fails after a few bytes.
