@@ -130,7 +130,11 @@ void QorBagExtractor::AddQuery(QorView& view) {
   for (const std::string& name : options_.eventNames) {
     log_.Info() << "Event: " << name;
   }
-  view.AddQuery(input_, QorEventQuery(options_.eventNames, {}, options_.domainId, options_.network), start, end);
+  ConnectionPredicate predicate = QorTrueQuery();
+  if (!options_.eventNames.empty()) {
+    predicate = QorEventQuery(options_.eventNames, {}, options_.domainId, options_.network);
+  }
+  view.AddQuery(input_, std::move(predicate), start, end);
 }
 
 void QorBagExtractor::UpdateOutputName() {

@@ -39,7 +39,7 @@ bool QorBagFix::SetNames() {
   }
   path += path.ends_with('/') ? "" : "/";
   const std::string name = common::GetFileName(input);
-  if (!name.ends_with(kActive) || name.size() == kActive.size()) {
+  if (!name.ends_with(kActive)) {
     return Fail("QorBagFix: the name of an active file ends in .bag.active, and '" + input + "' does not");
   }
   outputName_ = path + name.substr(0, name.size() - kActive.size()) + "_repair.bag";

@@ -190,6 +190,7 @@ TEST_F(QorbagTest, APartOfABagIsCutOut) {
   EXPECT_EQ(json::parse(cut.out)["messages"], 3);
   EXPECT_EQ(Run({"messages", "part.bag", "--field", "rpm"}).out, "258\n259\n260\n");
   EXPECT_EQ(Run({"extract", "run.bag", "part.bag"}).status, 1) << "it exists";
+  EXPECT_EQ(Run({"extract", "run.bag", "new.bag", "--domain-id", "3"}).status, 3) << "all are of domain 0";
   EXPECT_EQ(Run({"extract", "run.bag", "new.bag", "--start", "2", "--end", "1"}).status, 2);
   const Finished unknown = Run({"extract", "run.bag", "new.bag", "-e", "/sped"});
   EXPECT_EQ(unknown.status, 3);

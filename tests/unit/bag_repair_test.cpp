@@ -226,7 +226,8 @@ TEST_F(BagRepairTest, ExtractionTakesEventsAndTimes) {
   const auto isB = [](const Seen& one) { return std::get<1>(one) == "/b"; };
   expect({}, isAny);
   expect({.eventNames = {"/b"}}, isB);
-  expect({.domainId = 7}, isB);
+  expect({.eventNames = {"/a", "/b", "/c"}, .domainId = 7}, isB);
+  expect({.domainId = 7}, isAny);  // the domain is one of the events that are named
   expect({.startTime = 100, .endTime = 200},
          [](const Seen& one) { return std::get<0>(one) >= kBegin + 100 && std::get<0>(one) <= kBegin + 200; });
   expect({.eventNames = {"/a"}, .startTime = 2000},

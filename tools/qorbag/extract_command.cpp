@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "src/common/files.h"
 #include "src/qorbag/qor_bag_extractor.h"
@@ -36,11 +37,25 @@ struct ExtractCommandOptions {
   std::string outputFile;
 };
 
+/// The events that are meant: with a domain or a network but no names, all that the bag has.
+std::vector<std::string> EventsOf(const ExtractCommandOptions& options) {
+  const Selection& selection = options.selection;
+  const bool isNarrowed = selection.domainId != qorbag::QorEventQuery::kAnyDomain || !selection.network.empty();
+  std::vector<std::string> names = selection.events;
+  qorbag::QorBagFile bag;
+  if (isNarrowed && names.empty() && bag.OpenReadForBagHeaderInfo(options.input)) {
+    for (const auto& [id, connection] : bag.Content()->connections) {
+      names.push_back(connection.eventName);
+    }
+  }
+  return names;
+}
+
 qorbag::ExtractorOptions ExtractorOptionsOf(const ExtractCommandOptions& options) {
   qorbag::ExtractorOptions extraction;
   extraction.inputFile = options.input;
   extraction.outputFile = options.outputFile;
-  extraction.eventNames = options.selection.events;
+  extraction.eventNames = EventsOf(options);
   extraction.startTime = Milliseconds(options.selection.start);
   extraction.endTime = Milliseconds(options.selection.end);
   extraction.domainId = options.selection.domainId;
