@@ -78,6 +78,11 @@ BagWriterCode QorBagWriter::Init() {
     log_.Error() << "[QorBagWriter init][Write the same file name, please check the file name]";
     return BagWriterCode::kFileExists;
   }
+  if (std::filesystem::exists(std::filesystem::symlink_status(writeFileName_, error))) {
+    log_.Error() << "[Writer open write file failed][fileName=" << writeFileName_
+                 << "][It is there already: a recording that goes on, or one that was interrupted and can be repaired]";
+    return BagWriterCode::kCannotOpen;
+  }
   file_.SetCompressionType(compression_);
   file_.SetVersion(version_);
   switch (file_.OpenWrite(writeFileName_, bagPath_, targetFileName_)) {

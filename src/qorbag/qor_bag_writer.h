@@ -24,7 +24,7 @@ enum class BagWriterCode : std::uint32_t {
   kNotOpen = 7,
   kFileExists = 8,
   kNoCompressor = 9,  ///< the file is open, and will not be compressed
-  kCannotOpen = 10,
+  kCannotOpen = 10,   ///< also: somebody records under that name, or did until a crash; that file stays
   kNoPayload = 11,
   kNoEvent = 12,
   kCompressionFailed = 13,

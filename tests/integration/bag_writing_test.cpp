@@ -198,7 +198,7 @@ TEST_F(BagWritingTest, AnEmptyBagIsABag) {
 
 TEST_F(BagWritingTest, WhatCannotBeRecordedHasItsCode) {
   const auto init = [](const std::string& path, const std::string& name, const std::string& version,
-                           FileCompressionType compression = FileCompressionType::kNone) {
+                       FileCompressionType compression = FileCompressionType::kNone) {
     return QorBagWriter(path, name, version, compression).Init();
   };
   EXPECT_EQ(init("bags", "a", "2.7"), BagWriterCode::kPathNotAbsolute);
@@ -208,11 +208,16 @@ TEST_F(BagWritingTest, WhatCannotBeRecordedHasItsCode) {
   EXPECT_EQ(init(Folder() + "/no", "a", "2.7"), BagWriterCode::kCannotOpen);
   std::ofstream(Folder() + "/there.bag") << "somebody's";
   EXPECT_EQ(init(Folder(), "there", "2.7"), BagWriterCode::kFileExists);
+  std::ofstream(Folder() + "/left.bag.active") << "what a crash left";
+  EXPECT_EQ(init(Folder(), "left", "2.7"), BagWriterCode::kCannotOpen);
+  EXPECT_EQ(std::filesystem::file_size(Folder() + "/left.bag.active"), 17U) << "it can be repaired";
 
   QorBagWriter writer(Folder(), "run", "2.7", static_cast<FileCompressionType>(9));
   EXPECT_EQ(Write(writer, DdsEvent("/a"), 1, {1}), BagWriterCode::kNotOpen);
   ASSERT_EQ(writer.Init(), BagWriterCode::kNoCompressor);
   EXPECT_EQ(init(Folder(), "run.bag", "2.7"), BagWriterCode::kCannotOpen) << "it is being recorded";
+  EXPECT_EQ(QorBagFile().OpenWrite(writer.WriteFileName(), Folder(), writer.TargetFileName()), QorBagFile::kFailed);
+  EXPECT_EQ(log_.CountContaining("recording the same file name"), 1U);
   EXPECT_EQ(Write(writer, nullptr, 1, {1}), BagWriterCode::kNoEvent);
   EXPECT_EQ(writer.Write(std::make_shared<EventMsgInfo>(), 1), BagWriterCode::kNoPayload);
   const auto alien = DdsEvent("/alien");
@@ -223,7 +228,6 @@ TEST_F(BagWritingTest, WhatCannotBeRecordedHasItsCode) {
   const json bag = Read(writer.TargetFileName());
   EXPECT_EQ(bag["header"]["compression"], 0) << "what cannot be compressed is not";
   EXPECT_EQ(bag["connections"].size(), 1U);
-  EXPECT_EQ(log_.CountContaining("recording the same file name"), 1U);
 }
 
 TEST_F(BagWritingTest, SeveralThreadsWriteIntoOneBag) {
