@@ -185,6 +185,10 @@ ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
 ExtractCode QorBagExtractor::Finish(QorBagFile& output, const std::string& writeName, bool isWritten) {
   log_.Info() << "Wrote " << progress_.written.load() << " message(s)";
   const bool isClosed = output.CloseWrite() == QorBagFile::kOk;
+  if (stop_ && progress_.written == 0) {
+    std::remove(writeName.c_str());
+    return ExtractCode::kStopped;
+  }
   if (isWritten && isClosed && common::RenameToFreeName(writeName, options_.outputFile)) {
     log_.Info() << "Done";
     return stop_ ? ExtractCode::kStopped : ExtractCode::kOk;

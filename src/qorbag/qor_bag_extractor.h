@@ -29,7 +29,7 @@ struct ExtractorOptions {
 /// How an extraction ends.
 enum class ExtractCode : std::uint32_t {
   kOk = 0,
-  kStopped = 1,  ///< the output holds the first of the messages
+  kStopped = 1,  ///< the output holds the first of the messages; before the first there is none
   kBadStartTime = 2,
   kBadEndTime = 3,
   kBadTimeRange = 4,

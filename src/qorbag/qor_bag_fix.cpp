@@ -97,6 +97,9 @@ bool QorBagFix::CheckDisk() {
 bool QorBagFix::DoRun(const QorView& view) {
   const int code = CopyMessages(view, output_, progress_, stop_);
   log_.Info() << "Fix " << progress_.written.load() << " message(s)";
+  if (stop_ && progress_.written == 0) {  // nothing to replace an older output with
+    return Fail("QorBagFix was stopped before the first message");
+  }
   switch (code) {
     case QorBagFile::kOk:
       return true;

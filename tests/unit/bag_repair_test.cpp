@@ -206,6 +206,20 @@ TEST_F(BagRepairTest, TheEndOfACutFileIsLeftOut) {
   EXPECT_THAT(folder_.Names(), SizeIs(4)) << "only the first left an output";
 }
 
+TEST_F(BagRepairTest, WhatIsStoppedBeforeTheFirstMessageReplacesNothing) {
+  MakeBag("run.bag.active", FileCompressionType::kNone, /*isClosed=*/false);
+  MakeBag("run.bag", FileCompressionType::kNone, /*isClosed=*/true);
+  folder_.Write("run_repair.bag", "an older one");
+  QorBagFix fix({Path("run.bag.active"), folder_.Path()});
+  fix.Stop();
+  EXPECT_FALSE(fix.Fix());
+  EXPECT_EQ(folder_.Read("run_repair.bag"), "an older one");
+  QorBagExtractor extractor({.inputFile = Path("run.bag"), .outputFile = Path("part.bag")});
+  extractor.Stop();
+  EXPECT_EQ(extractor.Extract(), ExtractCode::kStopped);
+  EXPECT_THAT(folder_.Names(), ElementsAre("run.bag", "run.bag.active", "run_repair.bag"));
+}
+
 TEST_F(BagRepairTest, ExtractionTakesEventsAndTimes) {
   MakeBag("run.bag", FileCompressionType::kZstd, /*isClosed=*/true);
   const std::vector<Seen> all = Read("run.bag");

@@ -103,6 +103,10 @@ ExitCode Finish(const ExtractCommandOptions& options, const qorbag::QorBagExtrac
       }
       return kExitDone;
     case ExtractCode::kStopped:
+      if (progress.written == 0) {
+        Complain("interrupted before the first message: nothing was written");
+        return kExitInterrupted;
+      }
       Complain("interrupted: '" + Printable(extractor.OutputFile()) + "' has only the first " +
                std::to_string(progress.written) + " of " + CountText(progress.total, "message"));
       return kExitInterrupted;
@@ -127,7 +131,7 @@ int RunExtract(const ExtractCommandOptions& options) {
                   [&] { return extractor.GetExtractProgress().Share(); }, [&] { extractor.Stop(); }},
                  stop);
   const std::uint64_t written = extractor.GetExtractProgress().written;
-  const bool isThere = code == ExtractCode::kOk || code == ExtractCode::kStopped;
+  const bool isThere = code == ExtractCode::kOk || (code == ExtractCode::kStopped && written != 0);
   if (isThere && options.output.isJson) {
     out.WriteJson({{"output", extractor.OutputFile()}, {"messages", written}, {"complete", code == ExtractCode::kOk}});
   } else if (isThere) {

@@ -20,8 +20,6 @@ class OpenedBags {
   /// False when one cannot be read; a line on stderr says which.
   bool Open(const std::vector<std::string>& files);
 
-  std::list<qorbag::QorBagFile>& Bags() { return bags_; }
-
   /// Adds the messages that are wanted to the view. Otherwise how the command ends, with a line on stderr: an event is
   /// in no bag, or no message is wanted.
   std::optional<ExitCode> Select(const Selection& selection, qorbag::QorView& view);
