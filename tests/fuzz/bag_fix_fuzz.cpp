@@ -13,13 +13,13 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/log/log_config.h"
 #include "src/qorbag/bag_check.h"
 #include "src/qorbag/copy_messages.h"
 #include "src/qorbag/file_input.h"
 #include "src/qorbag/qor_bag_file.h"
 #include "src/qorbag/qor_view.h"
 #include "tests/fuzz/memory_file.h"
+#include "tests/fuzz/quiet_log.h"
 #include "tests/fuzz/require.h"
 
 namespace qor::qorbag {
@@ -104,11 +104,7 @@ void Repair(QorBagFile& damaged) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::qorbag;
   static const qor::MemoryFile file;
-  [[maybe_unused]] static const bool isQuiet = [] {
-    qor::log::LogOptions off;
-    off.stderrLevel = qor::LogLevel::kOff;
-    return qor::log::ConfigureLog(off);
-  }();
+  qor::KeepLogQuiet();
   file.Set({data, size});
   const BagCheckReport report = Check(file.Name());
   QorBagFile closed;

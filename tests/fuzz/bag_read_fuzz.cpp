@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/log/log_config.h"
 #include "src/qorbag/qor_bag_file.h"
 #include "src/qorbag/qor_view.h"
 #include "tests/fuzz/memory_file.h"
+#include "tests/fuzz/quiet_log.h"
 #include "tests/fuzz/require.h"
 
 namespace qor::qorbag {
@@ -96,11 +96,7 @@ void Check(QorBagFile& bag, bool isOpen, File file) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::qorbag;
   static const qor::MemoryFile file;
-  [[maybe_unused]] static const bool isQuiet = [] {
-    qor::log::LogOptions off;
-    off.stderrLevel = qor::LogLevel::kOff;
-    return qor::log::ConfigureLog(off);
-  }();
+  qor::KeepLogQuiet();
   const std::span bytes(data, size);
   file.Set(bytes);
   QorBagFile bag;

@@ -9,10 +9,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/log/log_config.h"
 #include "src/datatype/payload_renderer.h"
 #include "src/datatype/plan_compiler.h"
 #include "src/datatype/type_parser.h"
+#include "tests/fuzz/quiet_log.h"
 #include "tests/fuzz/require.h"
 
 namespace qor::datatype {
@@ -57,13 +57,7 @@ void Render(const std::shared_ptr<const Plan>& plan, WireOptions::Form form) {
 /// The input is a JSON list of definitions; each is compiled and rendered.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qor::datatype;
-  static const bool isQuiet = [] {
-    qor::log::LogOptions off;
-    off.stderrLevel = qor::LogLevel::kOff;
-    qor::log::ConfigureLog(off);
-    return true;
-  }();
-  static_cast<void>(isQuiet);
+  qor::KeepLogQuiet();
   const std::string text(reinterpret_cast<const char*>(data), size);
   TypeDefinition one;
   static_cast<void>(ParseTypeDefinition(text, one));
