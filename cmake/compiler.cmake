@@ -30,5 +30,5 @@ if(QOR_SANITIZE)
 endif()
 # Without it a fuzzer sees only the code of its target, and not what that calls in the libraries.
 if(QOR_BUILD_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fsanitize=fuzzer-no-link>)  # the C compiler is another
 endif()
