@@ -57,6 +57,10 @@ ara::core::Result<std::shared_ptr<Participant>> Participant::Create(std::uint16_
   std::shared_ptr<Participant> made(new Participant(domainId, address, *mask));
   ParticipantOptions options{name, {address}, UsableSegmentSize(kSegmentSize), domainId};
   made->hasSharedMemory_ = options.segmentSize != 0;
+  if (made->hasSharedMemory_) {
+    made->sharedMemoryPort_ = SharedMemoryPort::Reserve();
+    options.sharedMemoryPort = made->sharedMemoryPort_.has_value() ? made->sharedMemoryPort_->Number() : 0;
+  }
   made->participant_ = FastDdsFactory().create_participant(domainId, MakeParticipantQos(options));
   if (made->participant_ == nullptr) {
     return NoParticipantError(domainId, address);

@@ -9,9 +9,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "platform/ara/core/result.h"
+#include "platform/dds/shared_memory_port.h"
 
 namespace eprosima::fastdds::dds {
 class DomainParticipant;
@@ -78,6 +80,7 @@ class Participant : public std::enable_shared_from_this<Participant> {
   std::string address_;
   std::string subnetMask_;
   bool hasSharedMemory_ = false;
+  std::optional<SharedMemoryPort> sharedMemoryPort_;
   eprosima::fastdds::dds::DomainParticipant* participant_ = nullptr;  // owned; deleted through the factory
   eprosima::fastrtps::rtps::GuidPrefix_t guidPrefix_;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/dds/participant_qos.h"
 
+#include <fastdds/rtps/transport/TransportInterface.h>
 #include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
 #include <fastdds/rtps/transport/shared_mem/SharedMemTransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
@@ -54,6 +55,19 @@ std::shared_ptr<transports::SharedMemTransportDescriptor> MakeSharedMemory(std::
   return sharedMemory;
 }
 
+/// Where user data is received: on each address, at the port that follows from the domain, and in shared memory.
+void SetReceivers(const ParticipantOptions& options, transports::SharedMemTransportDescriptor& sharedMemory,
+                  eprosima::fastdds::dds::DomainParticipantQos& qos) {
+  auto& receivers = qos.wire_protocol().default_unicast_locator_list;
+  for (const std::string& address : options.addresses) {
+    rtps::Locator_t locator;
+    rtps::IPLocator::setIPv4(locator, address);
+    receivers.push_back(locator);
+  }
+  const std::unique_ptr<transports::TransportInterface> transport(sharedMemory.create_transport());
+  transport->getDefaultUnicastLocators(receivers, options.sharedMemoryPort);
+}
+
 }  // namespace
 
 eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const ParticipantOptions& options) {
@@ -63,7 +77,11 @@ eprosima::fastdds::dds::DomainParticipantQos MakeParticipantQos(const Participan
   qos.transport().use_builtin_transports = false;
   qos.transport().user_transports.push_back(MakeUdp(options.addresses));
   if (options.segmentSize != 0) {
-    qos.transport().user_transports.push_back(MakeSharedMemory(options.segmentSize));
+    const auto sharedMemory = MakeSharedMemory(options.segmentSize);
+    qos.transport().user_transports.push_back(sharedMemory);
+    if (options.sharedMemoryPort != 0) {
+      SetReceivers(options, *sharedMemory, qos);
+    }
   }
   auto& builtin = qos.wire_protocol().builtin;
   for (const std::string& address : options.addresses) {

@@ -16,6 +16,7 @@ struct ParticipantOptions {
   std::vector<std::string> addresses;  ///< IPv4 addresses of this host to listen and announce on; at least one
   std::uint32_t segmentSize = 0;       ///< bytes of its shared memory segment; 0: no shared memory
   std::uint16_t domainId = 0;          ///< the domain it is for
+  std::uint32_t sharedMemoryPort = 0;  ///< where it receives in shared memory; 0: where Fast DDS chooses
 };
 
 /// Highest domain id whose ports fit: above it the RTPS port formula leaves 16 bits.

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -63,12 +65,13 @@ std::set<std::string> MulticastGroups() {
   return groups;
 }
 
-/// Files in /dev/shm that this process has mapped.
-std::set<std::string> SharedMemoryFiles() {
-  std::set<std::string> files;
+/// Files in /dev/shm that this process has mapped, with their inodes: another process may use a name again.
+std::map<std::string, ino_t> SharedMemoryFiles() {
+  std::map<std::string, ino_t> files;
   for (const std::string& line : LinesOf("/proc/self/maps")) {
     if (const auto at = line.find("/dev/shm/"); at != std::string::npos) {
-      files.insert(line.substr(at));
+      files.emplace(line.substr(at),
+                    std::stoul(line.substr(line.find_last_of(' ', line.find_last_not_of(' ', at - 1)))));
     }
   }
   return files;
@@ -76,7 +79,7 @@ std::set<std::string> SharedMemoryFiles() {
 
 TEST(ParticipantPool, StaysOnThisHostAndLeavesNothingBehind) {
   const auto groupsBefore = MulticastGroups();
-  std::set<std::string> files;
+  std::map<std::string, ino_t> files;
   {
     ParticipantPool first("first");
     ParticipantPool second("second");
@@ -97,8 +100,9 @@ TEST(ParticipantPool, StaysOnThisHostAndLeavesNothingBehind) {
   }
   EXPECT_THAT(UdpAddressesOfThisProcess(), IsEmpty());
   EXPECT_TRUE(test::Eventually([] { return SharedMemoryFiles().empty(); })) << "Fast DDS unmaps them a moment later";
-  for (const std::string& file : files) {
-    EXPECT_FALSE(std::filesystem::exists(file)) << file;
+  for (const auto& [file, inode] : files) {
+    struct stat now {};
+    EXPECT_FALSE(::stat(file.c_str(), &now) == 0 && now.st_ino == inode) << file;
   }
 }
 

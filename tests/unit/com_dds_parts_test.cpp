@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 
 #include <thread>
 
@@ -11,6 +13,7 @@
 #include "platform/dds/endpoint_transports.h"
 #include "platform/dds/raw_type.h"
 #include "platform/dds/shared_memory.h"
+#include "platform/dds/shared_memory_port.h"
 #include "platform/ipc/unique_fd.h"
 #include "platform/log/log_capture.h"
 #include "tests/support/scratch_folder.h"
@@ -130,6 +133,41 @@ TEST(SharedMemory, OnlyTheSegmentsOfTheDeadAreRemoved) {
   EXPECT_THAT(folder.Names(), testing::UnorderedElementsAre("fastrtps_living", "fastrtps_living_el", "fastrtps_young",
                                                             "fastrtps_young_el", "fastrtps_port7411",
                                                             "fastrtps_port7411_el", "other", "other_el"));
+}
+
+TEST(SharedMemory, NoPortOfTheDeadIsUsedAgainAsLongAsSomebodyKnowsIt) {
+  const test::ScratchFolder folder;
+  const auto numberOfNew = [&] { return SharedMemoryPort::Reserve(folder.Path())->Number(); };
+  const std::uint32_t first = numberOfNew();
+  EXPECT_EQ(numberOfNew(), first) << "its owner ended in good order";
+  {
+    const auto owner = SharedMemoryPort::Reserve(folder.Path());
+    EXPECT_EQ(numberOfNew(), first + 1);
+  }
+  if (const pid_t child = ::fork(); child == 0) {
+    auto killed = SharedMemoryPort::Reserve(folder.Path());
+    ::_exit(killed->Number() == first ? 0 : 1);
+  } else {
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+  }
+  const std::string queue = "fastrtps_port" + std::to_string(first);
+  folder.Write(queue, "queue");
+  std::vector<SharedMemoryPort> others;
+  {
+    const ipc::UniqueFd file(::open(folder.File(queue).c_str(), O_RDWR | O_CLOEXEC));
+    void* const writer = ::mmap(nullptr, 5, PROT_READ, MAP_SHARED, file.Get(), 0);
+    ASSERT_NE(writer, MAP_FAILED);
+    for (auto port = SharedMemoryPort::Reserve(folder.Path()); port; port = SharedMemoryPort::Reserve(folder.Path())) {
+      EXPECT_NE(port->Number(), first);
+      others.push_back(std::move(*port));
+    }
+    EXPECT_GT(others.size(), 200U);
+    ::munmap(writer, 5);
+  }
+  EXPECT_EQ(numberOfNew(), first);
+  EXPECT_EQ(folder.Names().count(queue), 0U);
 }
 
 TEST(DeliveryGate, LosesNoSignalAndLetsOneThreadIn) {
