@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/com/helper.h"
@@ -20,8 +21,9 @@ class EventSubscriber {
   /// As com::RecvHandler, with the binding that the sample came over.
   using Handler = std::function<void(maintaind::DriverType, const com::RecvBuffer&)>;
 
-  /// `options.nodePath` is the prefix of the entity names that the tool registers.
-  EventSubscriber(com::NodeHandle& node, Helper::RegisterOptions options) : node_(node), options_(std::move(options)) {}
+  /// `options.nodePath` is the prefix of the entity names that the tool registers; `context` of the lines in the log.
+  EventSubscriber(com::NodeHandle& node, Helper::RegisterOptions options, std::string_view context)
+      : log_(context), node_(node), options_(std::move(options)) {}
 
   /// Subscribes to every binding of the records, at most one DDS and one SOME/IP binding in all; `handler` gets the
   /// samples of both, from two threads. Empty, with a line in the log for each cause, when none could be subscribed.
@@ -45,7 +47,7 @@ class EventSubscriber {
   void CheckSub(const std::string& name, maintaind::DriverType driver, const com::Subscriber& subscriber) const;
   void LogNormalEvent(const std::string& name) const;
 
-  QorLog log_{"QorEventHz"};
+  const QorLog log_;
   com::NodeHandle& node_;
   const Helper::RegisterOptions options_;
 };

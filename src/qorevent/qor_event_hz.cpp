@@ -103,7 +103,7 @@ bool QorEventHz::InitCommon(const std::vector<std::string>& names, const HzOptio
   }
   options_ = options;
   subscriber_ = std::make_unique<EventSubscriber>(
-      *node, Helper::RegisterOptions{kNodePath, options.ddsNetwork, options.someipNetwork});
+      *node, Helper::RegisterOptions{kNodePath, options.ddsNetwork, options.someipNetwork}, "QorEventHz");
   node_ = std::move(node);
   return true;
 }

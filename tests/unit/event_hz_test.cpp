@@ -237,7 +237,7 @@ TEST(EventSubscriberTest, EveryFailureHasItsLine) {
   maintaind::EventInfoWithPubSub record;
   record.eventName = "/a";
   const auto expectFailure = [&](const std::vector<std::string>& lines) {
-    EventSubscriber subscriber(node, {"/qorevent/test/", "", ""});
+    EventSubscriber subscriber(node, {"/qorevent/test/", "", ""}, "QorEventHz");
     EXPECT_TRUE(subscriber.DoSubscribe("/a", {record}, [](maintaind::DriverType, const com::RecvBuffer&) {}).empty());
     for (const std::string& line : lines) {
       EXPECT_EQ(log.Count(LogLevel::kError, line), 1U) << line;

@@ -3,6 +3,7 @@
 #define QOR_TOOLS_COMMON_LIVE_TABLE_H
 
 #include <cstddef>
+#include <string>
 
 #include "tools/common/output.h"
 #include "tools/common/table.h"
@@ -14,7 +15,10 @@ class LiveTable {
  public:
   explicit LiveTable(Output& out) : out_(out) {}
 
-  void Draw(const Table& table);
+  /// `title`: a line above the table; empty: none.
+  void Draw(const Table& table, const std::string& title = "");
+  /// Before something else is printed: what was drawn stays, and the next drawing begins below.
+  void Leave() { drawnLines_ = 0; }
 
  private:
   Output& out_;

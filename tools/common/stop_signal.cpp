@@ -26,7 +26,7 @@ int PollTimeout(std::chrono::milliseconds limit) {
 
 StopSignal* StopSignal::current_ = nullptr;
 
-StopSignal::StopSignal() {
+StopSignal::StopSignal(Second second) : second_(second) {
   current_ = this;
   sigemptyset(&watched_);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -77,8 +77,21 @@ bool StopSignal::TakeSignal() {
   }
   isRaised_ = true;
   raisedAt_ = Clock::now();
-  pthread_sigmask(SIG_UNBLOCK, &watched_, nullptr);
+  if (second_ == Second::kEndsProcess) {
+    pthread_sigmask(SIG_UNBLOCK, &watched_, nullptr);
+  } else {
+    IgnoreWatched();
+  }
   return true;
+}
+
+/// A blocked signal would wait for the end of the mask, and end the process then.
+void StopSignal::IgnoreWatched() const {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    if (sigismember(&watched_, signal) == 1) {
+      std::signal(signal, SIG_IGN);
+    }
+  }
 }
 
 }  // namespace qor::tools

@@ -9,11 +9,16 @@ namespace qor::tools {
 
 /// Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP into something that a program waits for, until destroyed. Make it before
 /// the first thread starts, so that every thread leaves these signals to it. A signal that the process was started to
-/// ignore stays ignored. The second one ends the process at once, should a tidy end hang. Used by one thread; there is
-/// one at a time.
+/// ignore stays ignored. Used by one thread; there is one at a time.
 class StopSignal {
  public:
-  StopSignal();
+  /// What a second signal does.
+  enum class Second {
+    kEndsProcess,  ///< at once, should a tidy end hang
+    kIsIgnored,    ///< what is under way must be finished; from the first signal to the end of the process
+  };
+
+  explicit StopSignal(Second second = Second::kEndsProcess);
   ~StopSignal();
   StopSignal(const StopSignal&) = delete;
   StopSignal& operator=(const StopSignal&) = delete;
@@ -37,9 +42,11 @@ class StopSignal {
 
   /// Takes note of a signal that is pending.
   bool TakeSignal();
+  void IgnoreWatched() const;
 
   static StopSignal* current_;
 
+  const Second second_;
   sigset_t watched_{};
   sigset_t previousMask_{};
   int signalFd_ = -1;

@@ -2,9 +2,11 @@
 #include "tools/common/tool_main.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "tools/common/exit_code.h"
+#include "tools/common/help_formatter.h"
 #include "tools/common/near_names.h"
 #include "tools/common/output.h"
 #include "tools/common/printable.h"
@@ -46,6 +48,7 @@ int RunTool(const Tool& tool, int argc, char** argv) {
   Task task;
   CLI::App app(tool.about);
   app.name(tool.name);
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", tool.name + " " QOR_VERSION, "Print the version and exit");
   app.footer(tool.footer);
   app.require_subcommand(1);

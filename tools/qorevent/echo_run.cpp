@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/common/printable.h"
+#include "tools/common/run_end.h"
 #include "tools/common/sample_printer.h"
 
 namespace qor::tools {

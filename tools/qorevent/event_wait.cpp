@@ -59,15 +59,4 @@ void ComplainDropped(std::uint64_t samples) {
   }
 }
 
-ExitCode EndOf(bool hasData, bool isInterrupted) {
-  if (hasData) {
-    return kExitDone;
-  }
-  if (isInterrupted) {
-    return kExitInterrupted;
-  }
-  Complain("no sample arrived within the time limit");
-  return kExitTimeLimit;
-}
-
 }  // namespace qor::tools

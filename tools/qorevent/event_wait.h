@@ -13,7 +13,7 @@
 #include "tools/qorevent/run_limits.h"
 #include "tools/qorevent/session.h"
 
-/// How verbs that receive begin and end. Used by the main thread.
+/// How verbs that receive begin, and what they complain of. Used by the main thread.
 namespace qor::tools {
 
 /// What one look for the named events found.
@@ -34,9 +34,6 @@ void ComplainStillLooking(Session& session, const std::string& name);
 void ComplainAmbiguous(const std::string& name);
 /// When there are any.
 void ComplainDropped(std::uint64_t samples);
-
-/// How a run ends that came to its end.
-ExitCode EndOf(bool hasData, bool isInterrupted);
 
 }  // namespace qor::tools
 

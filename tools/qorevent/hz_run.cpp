@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "tools/common/printable.h"
+#include "tools/common/run_end.h"
 #include "tools/qorevent/event_wait.h"
 
 namespace qor::tools {

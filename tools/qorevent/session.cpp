@@ -7,11 +7,11 @@
 #include <cstddef>
 #include <set>
 
-#include "platform/ipc/runtime_dir.h"
 #include "src/common/qor_common.h"
 #include "tools/common/log_setup.h"
 #include "tools/common/near_names.h"
 #include "tools/common/printable.h"
+#include "tools/common/run_end.h"
 
 namespace qor::tools {
 namespace {
@@ -35,8 +35,7 @@ bool Session::Join() {
   if (events_.Init() == 0) {
     return true;
   }
-  Complain("no daemon answers in '" + Printable(ipc::RuntimeDirectory()) +
-           "': start maintaind, or set QOR_RUNTIME_DIR to the folder that its socket is in");
+  ComplainNoDaemon();
   return false;
 }
 
