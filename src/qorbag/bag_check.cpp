@@ -51,7 +51,8 @@ BagCheckReport BagCheck::Run(const std::atomic<bool>& stop) {
 bool BagCheck::ReadBeginning() {
   std::uint64_t headerPos = 0;
   if (!ReadVersion(input_, report_.version, headerPos)) {
-    report_.faults.Add(0, "this is no bag of a version that is known: its first line cannot be read");
+    report_.faults.Add(0, report_.version > CURRENT_BAG_VERSION ? TooNewText(report_.version)
+                                                                : "this is no bag: its first line cannot be read");
     return false;
   }
   records_ = BagRecordReader(report_.version);

@@ -8,13 +8,14 @@
 
 #include "src/qorbag/bag_records.h"
 #include "src/qorbag/connection.h"
+#include "src/qorbag/large_page_allocator.h"
 
 namespace qor::qorbag {
 
 /// What is known of a bag that was opened, without its payloads. Readers of one file can share it.
 struct BagContent {
   /// A connection's messages, see MessageIndex::Order.
-  using Index = std::vector<MessageIndex>;
+  using Index = std::vector<MessageIndex, LargePageAllocator<MessageIndex>>;
 
   /// Where the data of a chunk is.
   struct ChunkPlace {

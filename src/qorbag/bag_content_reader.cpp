@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/bag_content_reader.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <span>
 #include <string_view>
@@ -13,17 +11,7 @@
 namespace qor::qorbag {
 namespace {
 
-/// Reserves memory in large pages where there are any: an index is filled once, and then looked into anywhere.
-void Reserve(BagContent::Index& index, std::uint64_t count) {
-  constexpr std::size_t kLargePage = std::size_t{2} << 20U;
-  index.reserve(count);
-  auto* const begin = reinterpret_cast<std::uint8_t*>(index.data());
-  const std::size_t size = index.capacity() * sizeof(MessageIndex);
-  const std::size_t before = (kLargePage - reinterpret_cast<std::uintptr_t>(begin) % kLargePage) % kLargePage;
-  if (size >= before + kLargePage) {
-    ::madvise(begin + before, (size - before) / kLargePage * kLargePage, MADV_HUGEPAGE);  // no harm when it is refused
-  }
-}
+bool IsBefore(const MessageIndex& one, const MessageIndex& other) { return one.Order() < other.Order(); }
 
 }  // namespace
 
@@ -150,7 +138,7 @@ bool BagContentReader::ReadChunkIndexes(RecordSource& source, const ChunkHeader&
   for (const auto& [id, entryCount] : chunkParts_) {
     BagContent::Index& all = content_.indexes[id];
     if (all.empty()) {
-      Reserve(all, expectedCounts_[id]);
+      all.reserve(expectedCounts_[id]);
     }
     all.insert(all.end(), entries, entries + entryCount);
     entries += entryCount;
@@ -186,8 +174,8 @@ bool BagContentReader::ReadChunkIndexRecord(RecordSource& source, const BagConte
 
 void BagContentReader::SortIndexes() {
   for (auto& [id, entries] : content_.indexes) {
-    if (!std::ranges::is_sorted(entries, {}, &MessageIndex::Order)) {
-      std::ranges::sort(entries, {}, &MessageIndex::Order);
+    if (!std::ranges::is_sorted(entries, IsBefore)) {
+      std::ranges::sort(entries, IsBefore);
     }
   }
 }

@@ -151,6 +151,8 @@ std::optional<std::uint32_t> BagFileWriter::FindConnection(const EventMsg& msg) 
     }
     newConnections_.push_back(connection.id);
     connections_.push_back(std::move(connection));
+  } else if (std::string& known = connections_[entry->second].msgDefinition; known.empty()) {
+    known = msg.event->msgDefinition;  // the recorder may hear of it later than of the event
   }
   known_.emplace(msg.event.get(), entry->second);
   keptAlive_.push_back(msg.event);

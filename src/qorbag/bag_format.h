@@ -25,6 +25,7 @@ inline constexpr std::uint32_t kWithSerializationType = 160;
 inline constexpr std::uint32_t kWithDataMode = 170;
 inline constexpr std::uint32_t kWithCompression = 180;
 inline constexpr std::uint32_t kWithStatistics = 190;
+inline constexpr std::uint32_t kWithMbufLengths = 200;  ///< of each buffer of a chain
 inline constexpr std::uint32_t kWithSerializationConfig = 210;
 inline constexpr std::uint32_t kWithWideMinorVersion = 220;  ///< of SOME/IP: 32 bits
 inline constexpr std::uint32_t kWithNetworks = 230;
@@ -54,6 +55,9 @@ inline constexpr std::size_t kMessagePayloadAt = 59;
 
 /// The line that a file of the version begins with; empty for 100. 0 stands for the current version.
 std::string VersionLine(std::uint32_t version);
+
+/// Of a file whose version is newer than the current one: "it is of version 3.4, the newest that can be read is 2.7".
+std::string TooNewText(std::uint32_t version);
 
 }  // namespace qor::qorbag
 

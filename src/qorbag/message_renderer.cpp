@@ -4,16 +4,12 @@
 #include <chrono>
 
 #include "platform/com/recv_buffer.h"
+#include "src/qorbag/recorded_mbuf.h"
 
 namespace qor::qorbag {
 namespace {
 
 constexpr std::uint16_t kLittleEndianCdr = 1;  // a bag has no encapsulation headers
-
-bool IsMbuf(const Connection& connection) {
-  return connection.driverType == maintaind::DriverType::kDds &&
-         connection.eventInfo.dds.dataMode == maintaind::DataMode::kMbuf;
-}
 
 datatype::QueryFunction QueryOf(const RecordedDefinitions& definitions) {
   return [&definitions](datatype::DefinitionTexts& texts) {
@@ -27,17 +23,18 @@ datatype::QueryFunction QueryOf(const RecordedDefinitions& definitions) {
 MessageRenderer::MessageRenderer(const Connection& connection, const qorevent::EchoRendering& rendering,
                                  const RecordedDefinitions& definitions)
     : driver_(connection.driverType),
-      isMbuf_(IsMbuf(connection)),
+      isMbuf_(IsUsingRawData(connection)),
       renderer_(connection.eventName, RegistrationOf(connection),
                 /*isFromDdsPublisher=*/connection.driverType == maintaind::DriverType::kDds, rendering,
                 QueryOf(definitions)) {}
 
-bool MessageRenderer::Render(std::uint64_t time, std::span<const std::uint8_t> payload, qorevent::SampleInfo& info) {
+bool MessageRenderer::Render(std::uint32_t bagVersion, std::uint64_t time, std::span<const std::uint8_t> payload,
+                             qorevent::SampleInfo& info) {
   com::RecvBuffer sample;
   sample.payload = payload;
   sample.encapsulation = kLittleEndianCdr;
   if (isMbuf_) {
-    if (!dp::DecodeMbufSample(payload, mbuf_)) {
+    if (DecodeRecordedMbuf(bagVersion, payload, mbuf_) != MbufFault::kNone) {
       return false;
     }
     sample.privateData = mbuf_.privateData;

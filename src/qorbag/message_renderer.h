@@ -25,8 +25,10 @@ class MessageRenderer {
   const std::string& Fault() const { return renderer_.Fault(); }
   bool IsFieldKnown() const { return renderer_.IsFieldKnown(); }
 
-  /// Fills `info` with the message; `time` in milliseconds. False when it is no message of this event.
-  bool Render(std::uint64_t time, std::span<const std::uint8_t> payload, qorevent::SampleInfo& info);
+  /// Fills `info` with a message of a bag of this version; `time` in milliseconds. False when it is no message of this
+  /// event.
+  bool Render(std::uint32_t bagVersion, std::uint64_t time, std::span<const std::uint8_t> payload,
+              qorevent::SampleInfo& info);
 
  private:
   const maintaind::DriverType driver_;

@@ -19,7 +19,7 @@ namespace qor::qorbag {
 struct ExtractorOptions {
   std::string inputFile{};
   std::string outputFile{};               ///< ".bag" is appended when it does not end so
-  std::vector<std::string> eventNames{};  ///< empty: all, wherever they are
+  std::vector<std::string> eventNames{};  ///< names and patterns with * and ?; empty: all, wherever they are
   std::uint64_t startTime = 0;            ///< milliseconds after the first message of the bag, at most 10 000 000
   std::uint64_t endTime = 0;              ///< the same, at most 10 000 000 000; 0: to the end
   std::uint16_t domainId = QorEventQuery::kAnyDomain;  ///< of the events named: 0 to 63, or any

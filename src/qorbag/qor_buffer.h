@@ -9,12 +9,25 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace qor::qorbag {
 
 /// Bytes that can be resized. Keeps its memory when it shrinks; new bytes have any value. Used by one thread.
 class QorBuffer {
  public:
+  QorBuffer() = default;
+  QorBuffer(QorBuffer&& other) noexcept
+      : data_(std::move(other.data_)),
+        size_(std::exchange(other.size_, 0)),
+        capacity_(std::exchange(other.capacity_, 0)) {}
+  QorBuffer& operator=(QorBuffer&& other) noexcept {
+    data_ = std::move(other.data_);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+    return *this;
+  }
+
   void SetSize(std::size_t size) {
     if (size > capacity_) {
       Grow(size);
@@ -22,6 +35,7 @@ class QorBuffer {
     size_ = size;
   }
   std::size_t GetSize() const { return size_; }
+  std::size_t Capacity() const { return capacity_; }
   std::uint8_t* GetData() { return data_.get(); }
   const std::uint8_t* GetData() const { return data_.get(); }
   std::span<const std::uint8_t> Bytes() const { return {data_.get(), size_}; }

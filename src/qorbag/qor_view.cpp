@@ -6,6 +6,8 @@
 #include <numeric>
 #include <utility>
 
+#include "src/common/name_pattern.h"
+
 namespace qor::qorbag {
 namespace {
 
@@ -45,14 +47,11 @@ QorEventQuery::QorEventQuery(std::vector<std::string> included, std::vector<std:
     : included_(std::move(included)),
       skipped_(std::move(skipped)),
       domainId_(domainId),
-      networkSegment_(std::move(networkSegment)) {
-  std::ranges::sort(included_);
-  std::ranges::sort(skipped_);
-}
+      networkSegment_(std::move(networkSegment)) {}
 
 bool QorEventQuery::operator()(const Connection& connection) const {
-  const bool isIncluded = included_.empty() || std::ranges::binary_search(included_, connection.eventName);
-  return isIncluded && !std::ranges::binary_search(skipped_, connection.eventName) && CheckEventIndex(connection);
+  const bool isIncluded = included_.empty() || common::MatchesAny(included_, connection.eventName);
+  return isIncluded && !common::MatchesAny(skipped_, connection.eventName) && CheckEventIndex(connection);
 }
 
 bool QorEventQuery::CheckEventIndex(const Connection& connection) const {
@@ -77,7 +76,7 @@ void QorView::UpdateQueries(const QorBagQuery& query) {
     const auto connection = content.connections.find(id);
     if (connection != content.connections.end() && !index.empty() && query.query.predicate(connection->second)) {
       __builtin_prefetch(&index[GuessOf(index, start)]);  // all of them are waited for at once
-      ranges_.push_back({index, &connection->second, query.bag});
+      ranges_.push_back({index, &connection->second, query.bag, id});
     }
   }
   for (MessageRange& range : std::span(ranges_).subspan(before)) {
@@ -136,7 +135,7 @@ void QorView::Iterator::Populate(const QorView& view) {
     cursors_.push_back({range.messages.data(), range.messages.data() + range.messages.size(), &range});
   }
   TakeBatch();
-  beginTime_ = IsEnd() ? 0 : batch_.front().index.time;
+  beginTime_ = IsEnd() ? 0 : batch_.front().GetTime();
 }
 
 /// Everything up to the earliest message that is `stride_` ahead in its range.
@@ -145,6 +144,7 @@ void QorView::Iterator::TakeBatch() {
   constexpr std::size_t kMany = 16384;
   std::pair bound(UINT64_MAX, UINT64_MAX);
   for (const ViewIterHelper& cursor : cursors_) {
+    __builtin_prefetch(cursor.at);  // all of them are waited for at once
     if (static_cast<std::size_t>(cursor.end - cursor.at) >= stride_) {
       bound = std::min(bound, cursor.at[stride_ - 1].Order());
     }
@@ -156,7 +156,7 @@ void QorView::Iterator::TakeBatch() {
       if (cursor.at->Order() > bound) {
         break;
       }
-      batch_.push_back({*cursor.at, cursor.range});
+      batch_.emplace_back(*cursor.range, *cursor.at);
     }
   }
   std::erase_if(cursors_, [](const ViewIterHelper& cursor) { return cursor.at == cursor.end; });
@@ -170,45 +170,47 @@ void QorView::Iterator::TakeBatch() {
 
 void QorView::Iterator::SortBatch() {
   constexpr std::size_t kFew = 256;
+  const auto order = [](const QorMsgEntity& message) { return message.Index().Order(); };
   if (batch_.size() < kFew) {
-    std::ranges::sort(batch_, {}, [](const Entry& entry) { return entry.index.Order(); });
-  } else {
-    SortBy([](const Entry& entry) { return entry.index.Place(); });
-    SortBy([](const Entry& entry) { return entry.index.time; });
+    std::ranges::sort(batch_, {}, order);
+    return;
+  }
+  SortByTime();
+  for (auto first = batch_.begin(); first != batch_.end();) {
+    const auto last = std::find_if(first + 1, batch_.end(),
+                                   [&](const QorMsgEntity& message) { return message.GetTime() != first->GetTime(); });
+    std::sort(first, last, [](const QorMsgEntity& one, const QorMsgEntity& other) {
+      return one.Index().Place() < other.Index().Place();
+    });
+    first = last;
   }
 }
 
-/// A radix sort, which keeps the order of those whose key is the same: of numbers that lie close together in few
-/// passes.
-template <class Key>
-void QorView::Iterator::SortBy(Key key) {
+/// A radix sort: times that lie close together take few passes.
+void QorView::Iterator::SortByTime() {
   constexpr unsigned kBits = 11;
   constexpr std::uint64_t kBuckets = std::uint64_t{1} << kBits;
-  const auto [first, last] = std::ranges::minmax_element(batch_, {}, key);
-  const std::uint64_t lowest = key(*first);
-  const std::uint64_t width = key(*last) - lowest;
-  scratch_.resize(batch_.size());
+  const auto [first, last] = std::ranges::minmax_element(batch_, {}, &QorMsgEntity::GetTime);
+  const std::uint64_t earliest = first->GetTime();
+  const std::uint64_t width = last->GetTime() - earliest;
+  scratch_ = batch_;
   for (unsigned shift = 0; shift < 64 && (width >> shift) != 0; shift += kBits) {
-    const auto bucketOf = [&](const Entry& entry) { return ((key(entry) - lowest) >> shift) % kBuckets; };
+    const auto bucketOf = [&](const QorMsgEntity& message) {
+      return ((message.GetTime() - earliest) >> shift) % kBuckets;
+    };
     std::array<std::uint32_t, kBuckets + 1> begins{};
-    for (const Entry& entry : batch_) {
-      ++begins[bucketOf(entry) + 1];
+    for (const QorMsgEntity& message : batch_) {
+      ++begins[bucketOf(message) + 1];
     }
     std::partial_sum(begins.begin(), begins.end(), begins.begin());
-    for (const Entry& entry : batch_) {
-      scratch_[begins[bucketOf(entry)]++] = entry;
+    for (const QorMsgEntity& message : batch_) {
+      scratch_[begins[bucketOf(message)]++] = message;
     }
     batch_.swap(scratch_);
   }
 }
 
-void QorView::Iterator::Dereference() {
-  const Entry& entry = batch_[next_];
-  current_.emplace(*entry.range->bag, *entry.range->connection, entry.index);
-}
-
 void QorView::Iterator::Increase() {
-  current_.reset();
   ++position_;
   if (++next_ == batch_.size()) {
     TakeBatch();

@@ -27,7 +27,7 @@ struct QorTrueQuery {
 };
 
 /// Those of some events: none that is skipped; of the others, when any are included, only those. Empty lists include
-/// all and skip none.
+/// all and skip none. Patterns with * and ? are names, too.
 class QorEventQuery {
  public:
   static constexpr std::uint16_t kAnyDomain = 1000;
@@ -39,8 +39,8 @@ class QorEventQuery {
  private:
   bool CheckEventIndex(const Connection& connection) const;
 
-  std::vector<std::string> included_;  ///< sorted
-  std::vector<std::string> skipped_;   ///< sorted
+  std::vector<std::string> included_;
+  std::vector<std::string> skipped_;
   std::uint16_t domainId_;
   std::string networkSegment_;  ///< empty: any
 };
@@ -63,31 +63,31 @@ struct MessageRange {
   std::span<const MessageIndex> messages;
   const Connection* connection = nullptr;
   QorBagFile* bag = nullptr;
+  std::uint32_t connectionId = 0;  ///< once more: it is compared for each message
 };
 
-/// One message of a bag, which must be open while it is used.
+/// One message of a view, which must be there while it is used.
 class QorMsgEntity {
  public:
-  QorMsgEntity(QorBagFile& bag, const Connection& connection, const MessageIndex& index)
-      : bag_(&bag), connection_(&connection), index_(index) {}
+  QorMsgEntity(const MessageRange& range, const MessageIndex& index) : range_(&range), index_(index) {}
 
+  const MessageIndex& Index() const { return index_; }
   std::uint64_t GetTime() const { return index_.time; }
-  const Connection& GetConnection() const { return *connection_; }
-  const std::string& GetEvent() const { return connection_->eventName; }
-  const std::string& GetDataType() const { return connection_->dataType; }
+  const Connection& GetConnection() const { return *range_->connection; }
+  const std::string& GetEvent() const { return GetConnection().eventName; }
+  const std::string& GetDataType() const { return GetConnection().dataType; }
   /// The event as a bag is told of it when the message is written once more.
-  EventMsg GetRecordingEvent() const { return {{bag_->Content(), connection_}}; }
-  std::uint32_t GetBagVersion() const { return bag_->GetVersion(); }
-  bool GetMsgSize(std::uint32_t& size) const { return bag_->ReadMsgDataSize(index_, size); }
+  EventMsg GetRecordingEvent() const { return {{range_->bag->Content(), range_->connection}}; }
+  std::uint32_t GetBagVersion() const { return range_->bag->GetVersion(); }
+  bool GetMsgSize(std::uint32_t& size) const { return range_->bag->ReadMsgDataSize(index_, size); }
   /// Puts the payload behind the first `offset` bytes of the buffer. Otherwise, with a line in the log, kFailed or
   /// kDecompressionFailed of QorBagFile.
   [[nodiscard]] int WriteMsg(QorBuffer& buffer, std::uint32_t offset) const {
-    return bag_->ReadMsgDataIntoStream(index_, buffer, offset, connection_->id);
+    return range_->bag->ReadMsgDataIntoStream(index_, buffer, offset, range_->connectionId);
   }
 
  private:
-  QorBagFile* bag_;
-  const Connection* connection_;
+  const MessageRange* range_;
   MessageIndex index_;
 };
 
@@ -120,12 +120,7 @@ class QorView {
 
     bool IsEnd() const { return next_ == batch_.size(); }
     /// The current message; valid until the iteration goes on, unless it is copied. Not at the end.
-    const QorMsgEntity& Value() {
-      if (!current_) {
-        Dereference();
-      }
-      return *current_;
-    }
+    const QorMsgEntity& Value() const { return batch_[next_]; }
     void Increase();
     std::uint64_t GetPosValue() const { return position_; }
     /// Of the first message of the view; 0 when there is none.
@@ -138,26 +133,19 @@ class QorView {
       const MessageIndex* end;
       const MessageRange* range;
     };
-    struct Entry {
-      MessageIndex index;
-      const MessageRange* range = nullptr;
-    };
 
     void Populate(const QorView& view);
-    void Dereference();
     void TakeBatch();
     void SortBatch();
-    template <class Key>
-    void SortBy(Key key);
+    void SortByTime();
 
     std::vector<ViewIterHelper> cursors_;  ///< those that are not at their end
     std::size_t stride_ = 1;               ///< messages of one range at most in a batch
-    std::vector<Entry> batch_;
-    std::vector<Entry> scratch_;
+    std::vector<QorMsgEntity> batch_;
+    std::vector<QorMsgEntity> scratch_;
     std::size_t next_ = 0;  ///< the current message in the batch
     std::uint64_t position_ = 0;
     std::uint64_t beginTime_ = 0;
-    std::optional<QorMsgEntity> current_;  ///< once it was asked for
   };
 
   Iterator Begin() const { return Iterator(*this); }

@@ -3,7 +3,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
+
+#include "src/datatype/type_parser.h"
+#include "src/qorbag/recorded_endpoint.h"
 
 namespace qor::qorbag {
 namespace {
@@ -13,6 +18,19 @@ using Json = nlohmann::json;
 std::string NameOf(const Json& definition) {
   const auto name = definition.find("ShortName");
   return name != definition.end() && name->is_string() ? name->get<std::string>() : "";
+}
+
+/// The names of the types that a type is made of directly.
+std::vector<std::string> PartsOf(const datatype::TypeDefinition& type) {
+  std::vector<std::string> parts = type.alternativeTypes;
+  for (const datatype::StructureDefElement& member : type.members) {
+    parts.push_back(member.typeName);
+  }
+  for (const std::string& part : {type.templateTypeName, type.keyTypeName, type.valueTypeName, type.underlyingTypeName,
+                                  type.referencedTypeName, type.baseTypeName}) {
+    parts.push_back(part);
+  }
+  return parts;
 }
 
 }  // namespace
@@ -61,11 +79,33 @@ bool RecordedDefinitions::AddOne(const std::string& name, const Json& definition
   return true;
 }
 
+std::string DefinitionsOf(const std::string& dataType, const datatype::DefinitionTexts& definitions) {
+  std::vector<std::string> names{dataType};
+  std::string joined;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto found = definitions.find(names[i]);
+    datatype::TypeDefinition type;
+    if (found == definitions.end() || !datatype::ParseTypeDefinition(found->second, type)) {
+      if (i == 0) {
+        return "";
+      }
+      continue;
+    }
+    joined += (i == 0 ? "" : ",") + found->second;
+    for (const std::string& part : PartsOf(type)) {
+      if (definitions.contains(part) && std::ranges::find(names, part) == names.end()) {
+        names.push_back(part);
+      }
+    }
+  }
+  return names.size() == 1 ? joined : "[" + joined + "]";
+}
+
 maintaind::EventRegisterInfo RegistrationOf(const EventDescription& event) {
   maintaind::EventRegisterInfo registration;
   registration.eventName = event.eventName;
   registration.dataTypeName = event.dataType;
-  registration.bindings.emplace(event.driverType, event.eventInfo);
+  RestoreEndpointSettings(registration.bindings.emplace(event.driverType, event.eventInfo).first->second.dds);
   registration.serializeConfig.type = event.serializationType;
   registration.serializeConfig.serializedConfig = event.serializationConfig;
   return registration;

@@ -31,7 +31,11 @@ class RecordedDefinitions {
   std::string fault_;
 };
 
-/// A recorded event as a daemon would describe it: with its one binding and its serialization.
+/// The definition of a data type as a bag has it: with all that it is made of. Empty when there is none.
+std::string DefinitionsOf(const std::string& dataType, const datatype::DefinitionTexts& definitions);
+
+/// A recorded event as a daemon would describe it: with its one binding, the settings of its endpoint and its
+/// serialization.
 maintaind::EventRegisterInfo RegistrationOf(const EventDescription& event);
 
 }  // namespace qor::qorbag

@@ -8,12 +8,15 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "platform/log/log_capture.h"
 #include "src/qorbag/file_input.h"
+#include "src/qorbag/message_read_ahead.h"
 #include "tests/support/scratch_folder.h"
 
 namespace qor::qorbag {
@@ -126,6 +129,7 @@ TEST_F(BagViewTest, QueriesChooseEventsAndTimes) {
   expect(QorTrueQuery(), 1200, 1100, isAny);
   expect(QorEventQuery({"/view/4"}, {}), 0, UINT64_MAX, is("/view/4"));
   expect(QorEventQuery({"/view/4", "/view/5"}, {"/view/5"}), 0, UINT64_MAX, is("/view/4"));
+  expect(QorEventQuery({"/view/?"}, {"/v*[0-35-9]", "/view/2"}), 0, UINT64_MAX, is("/view/4"));
   expect(QorEventQuery({"/view/4"}, {}, 1), 0, UINT64_MAX, is("/view/4"));
   expect(QorEventQuery({"/view/4"}, {}, 2), 0, UINT64_MAX, is(""));
   expect(QorEventQuery({}, {}, QorEventQuery::kAnyDomain, "11.0.0.0"), 0, UINT64_MAX, is(""));
@@ -163,6 +167,70 @@ TEST_F(BagViewTest, AnIndexNeedNotHaveMessagesOfOneTimeInTheirOrder) {
   view.AddQuery(changed, 0, UINT64_MAX);
   EXPECT_EQ(Walk(view),
             (std::vector<Seen>{{5, "/view", "a"}, {5, "/view", "b"}, {5, "/view", "c"}, {5, "/other", "d"}}));
+}
+
+TEST_F(BagViewTest, ReadingAheadGivesWhatReadingGivesFaultsIncluded) {
+  MakeBag("lz4.bag", 7, FileCompressionType::kLz4);
+  {
+    std::fstream file(Path("lz4.bag"), std::ios::binary | std::ios::in | std::ios::out);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    constexpr std::size_t kInTheBlock = 200;
+    file.seekp(static_cast<std::streamoff>(bytes.find("chunkStatus=", bytes.size() / 3) + kInTheBlock));
+    file << "damaged, as a disk may do";
+  }
+  QorBagFile bag;
+  ASSERT_TRUE(bag.OpenRead(Path("lz4.bag")));
+  QorView view;
+  view.AddQuery(bag, 0, UINT64_MAX);
+  using Read = std::tuple<std::uint64_t, const Connection*, int, std::string>;
+  const auto text = [](std::span<const std::uint8_t> bytes) { return std::string(bytes.begin(), bytes.end()); };
+  std::vector<Read> ahead;
+  {
+    MessageReadAhead messages(view);
+    while (messages.WaitForMessage()) {
+      const auto& message = messages.Take();
+      ahead.emplace_back(message.time, message.connection, message.result, text(message.payload));
+    }
+  }
+  std::vector<Read> direct;
+  std::set<int> results;
+  for (auto at = view.Begin(); !at.IsEnd(); at.Increase()) {
+    QorBuffer buffer;
+    const int result = at.Value().WriteMsg(buffer, 0);
+    direct.emplace_back(at.Value().GetTime(), &at.Value().GetConnection(), result,
+                        result == QorBagFile::kOk ? text(buffer.Bytes()) : "");
+    results.insert(result);
+  }
+  EXPECT_EQ(ahead, direct);
+  EXPECT_EQ(results, (std::set<int>{QorBagFile::kOk, QorBagFile::kDecompressionFailed}));
+}
+
+TEST_F(BagViewTest, ReadingAheadStopsWhereNobodyTakes) {
+  QorBagFile bag;
+  ASSERT_EQ(bag.OpenWrite(Path("big.bag"), folder_.Path(), Path("big.bag")), QorBagFile::kOk);
+  constexpr std::uint32_t kCount = 50;
+  std::vector<std::uint8_t> payload(std::size_t{1} << 20U);
+  for (std::uint8_t i = 0; i < kCount; ++i) {
+    payload.assign(payload.size(), i);
+    ASSERT_EQ(bag.Write(Event("/big", 0), i, payload.data(), static_cast<std::uint32_t>(payload.size())),
+              QorBagFile::kOk);
+  }
+  ASSERT_EQ(bag.CloseWrite(), QorBagFile::kOk);
+  QorBagFile recorded;
+  ASSERT_TRUE(recorded.OpenRead(Path("big.bag")));
+  QorView view;
+  view.AddQuery(recorded, 0, UINT64_MAX);
+  MessageReadAhead all(view);
+  for (std::uint8_t i = 0; i < kCount; ++i) {
+    ASSERT_TRUE(all.WaitForMessage());
+    const auto& message = all.Take();
+    ASSERT_EQ(message.payload.size(), payload.size());
+    EXPECT_TRUE(std::ranges::all_of(message.payload, [i](std::uint8_t byte) { return byte == i; }));
+  }
+  EXPECT_FALSE(all.WaitForMessage());
+  MessageReadAhead some(view);
+  ASSERT_TRUE(some.WaitForMessage());
+  EXPECT_EQ(some.Take().time, 0);
 }
 
 TEST_F(BagViewTest, WhateverIsReadNextTheWindowHasIt) {

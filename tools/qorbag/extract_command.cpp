@@ -122,7 +122,7 @@ ExitCode Finish(const ExtractCommandOptions& options, const qorbag::QorBagExtrac
 }
 
 int RunExtract(const ExtractCommandOptions& options) {
-  SetUpLog(options.output.verbosity);
+  SetUpQuietLog(options.output.verbosity);
   StopSignal stop;
   Output out(STDOUT_FILENO);
   qorbag::QorBagExtractor extractor(ExtractorOptionsOf(options));

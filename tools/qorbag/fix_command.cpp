@@ -106,7 +106,7 @@ ExitCode Finish(const std::string& file, const FixOutcome& outcome) {
 }
 
 int RunFix(const FixCommandOptions& options) {
-  SetUpLog(options.output.verbosity);
+  SetUpQuietLog(options.output.verbosity);
   StopSignal stop;
   Output out(STDOUT_FILENO);
   ExitCode code = kExitDone;

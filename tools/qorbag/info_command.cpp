@@ -30,7 +30,7 @@ struct InfoOptions {
 };
 
 int RunInfo(const InfoOptions& options) {
-  SetUpLog(options.output.verbosity);
+  SetUpQuietLog(options.output.verbosity);
   Output out(STDOUT_FILENO);
   bool isFirst = true;
   bool isFailed = false;

@@ -121,7 +121,7 @@ class MessagesRun {
         continue;
       }
       if (message.WriteMsg(payload, 0) != qorbag::QorBagFile::kOk ||
-          !printer->second.renderer.Render(message.GetTime(), payload.Bytes(), sample_)) {
+          !printer->second.renderer.Render(message.GetBagVersion(), message.GetTime(), payload.Bytes(), sample_)) {
         ++unreadable;
         continue;
       }
@@ -157,7 +157,7 @@ class MessagesRun {
 };
 
 int RunMessages(const MessagesOptions& options) {
-  SetUpLog(options.output.verbosity);
+  SetUpQuietLog(options.output.verbosity);
   return MessagesRun(options).Run();
 }
 

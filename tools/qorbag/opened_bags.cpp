@@ -8,11 +8,34 @@
 #include <cstring>
 
 #include "src/common/files.h"
+#include "src/common/name_pattern.h"
+#include "src/qorbag/bag_format.h"
+#include "src/qorbag/bag_record_reader.h"
+#include "src/qorbag/file_input.h"
 #include "tools/common/near_names.h"
 #include "tools/common/output.h"
 #include "tools/common/printable.h"
 
 namespace qor::tools {
+namespace {
+
+std::string WhyUnreadable(const std::string& file) {
+  if (common::IsDirectory(file)) {
+    return ": it is a folder";
+  }
+  qorbag::FileInput input(file);
+  if (input.Size() == 0) {
+    return ": it is empty";
+  }
+  std::uint32_t version = 0;
+  std::uint64_t headerPos = 0;
+  if (!qorbag::ReadVersion(input, version, headerPos) && version > qorbag::CURRENT_BAG_VERSION) {
+    return ": " + qorbag::TooNewText(version);
+  }
+  return "; 'qorbag check' tells where and what is wrong";
+}
+
+}  // namespace
 
 void ComplainUnreadable(const std::string& file) {
   if (::access(file.c_str(), R_OK) != 0) {
@@ -24,8 +47,7 @@ void ComplainUnreadable(const std::string& file) {
              Printable(file) + ".active', then 'qorbag fix'");
     return;
   }
-  Complain("'" + Printable(file) + "' cannot be read as a bag" +
-           (common::IsDirectory(file) ? ": it is a folder" : "; 'qorbag check' tells where and what is wrong"));
+  Complain("'" + Printable(file) + "' cannot be read as a bag" + WhyUnreadable(file));
 }
 
 bool OpenedBags::Open(const std::vector<std::string>& files) {
@@ -39,7 +61,7 @@ bool OpenedBags::Open(const std::vector<std::string>& files) {
 }
 
 std::optional<ExitCode> OpenedBags::Select(const Selection& selection, qorbag::QorView& view) {
-  if (const auto ending = CheckNames(selection.events); ending.has_value()) {
+  if (const auto ending = CheckEventNames(selection.events, bags_); ending.has_value()) {
     return ending;
   }
   qorbag::QorView all;
@@ -59,18 +81,21 @@ std::optional<ExitCode> OpenedBags::Select(const Selection& selection, qorbag::Q
   return kExitNoMatch;
 }
 
-std::optional<ExitCode> OpenedBags::CheckNames(const std::vector<std::string>& names) const {
+std::optional<ExitCode> CheckEventNames(const std::vector<std::string>& names,
+                                        const std::list<qorbag::QorBagFile>& bags) {
   std::vector<std::string> known;
-  for (const qorbag::QorBagFile& bag : bags_) {
+  for (const qorbag::QorBagFile& bag : bags) {
     for (const auto& [id, connection] : bag.Content()->connections) {
       known.push_back(connection.eventName);
     }
   }
   for (const std::string& name : names) {
-    if (std::ranges::find(known, name) == known.end()) {
-      Complain("no event is named '" + Printable(name) + "'." + DidYouMean(name, known));
-      return kExitNoMatch;
+    if (std::ranges::any_of(known, [&name](const auto& one) { return common::MatchesName(name, one); })) {
+      continue;
     }
+    Complain(common::IsNamePattern(name) ? "no event matches '" + Printable(name) + "'"
+                                         : "no event is named '" + Printable(name) + "'." + DidYouMean(name, known));
+    return kExitNoMatch;
   }
   return std::nullopt;
 }

@@ -25,10 +25,12 @@ class OpenedBags {
   std::optional<ExitCode> Select(const Selection& selection, qorbag::QorView& view);
 
  private:
-  std::optional<ExitCode> CheckNames(const std::vector<std::string>& names) const;
-
   std::list<qorbag::QorBagFile> bags_;
 };
+
+/// How the command ends, with a line on stderr, when one of the names or patterns is that of no event in the bags.
+std::optional<ExitCode> CheckEventNames(const std::vector<std::string>& names,
+                                        const std::list<qorbag::QorBagFile>& bags);
 
 /// Says on stderr that a bag cannot be read, and what to do.
 void ComplainUnreadable(const std::string& file);

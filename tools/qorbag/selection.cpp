@@ -9,6 +9,7 @@ namespace qor::tools {
 namespace {
 
 constexpr int kMostFiles = 10000;
+constexpr double kLatest = 1e9;
 
 }  // namespace
 
@@ -20,7 +21,8 @@ void AddFileArguments(CLI::App& command, std::vector<std::string>& files) {
 }
 
 void AddEventOptions(CLI::App& command, Selection& selection) {
-  command.add_option("-e,--event", selection.events, "Only this event; may be repeated")
+  command
+      .add_option("-e,--event", selection.events, "Only this event: a name, or a pattern with * and ?; may be repeated")
       ->option_text("NAME")
       ->allow_extra_args(false);
   command.add_option("--domain-id", selection.domainId, "Only events of this DDS domain")
@@ -33,7 +35,7 @@ void AddEventOptions(CLI::App& command, Selection& selection) {
 
 void AddTimeOptions(CLI::App& command, Selection& selection) {
   command.add_option("--start", selection.start, "From so many seconds after the first message")
-      ->check(Seconds())
+      ->check(CLI::Range(0.0, kLatest))
       ->option_text("SECONDS");
   command.add_option("--end", selection.end, "Up to so many seconds after the first message")
       ->check(Seconds())

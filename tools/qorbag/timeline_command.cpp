@@ -112,7 +112,7 @@ std::size_t NameWidth(const qorbag::QorView& view) {
 int RunTimeline(const TimelineOptions& options) {
   constexpr std::size_t kCountWidth = 12;
   constexpr std::size_t kLeast = 20;
-  SetUpLog(options.output.verbosity);
+  SetUpQuietLog(options.output.verbosity);
   Output out(STDOUT_FILENO);
   OpenedBags bags;
   qorbag::QorView view;
