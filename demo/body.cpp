@@ -35,7 +35,8 @@ int RunBody(Schedule& schedule) {
   Feed doors(node, "/body/doors");
   Feed status(node, "/body/status");
   Feed media(node, "/body/media", std::endian::big);
-  if (!doors.Ok() || !status.Ok() || !media.Ok()) {
+  Feed faults(node, "/body/faults", std::endian::big);
+  if (!doors.Ok() || !status.Ok() || !media.Ok() || !faults.Ok()) {
     return 1;
   }
   std::uint32_t second = 0;
@@ -55,6 +56,9 @@ int RunBody(Schedule& schedule) {
       AddText(kArtist, "The Cruise Controls", media.Payload());
     }
     media.Send();
+    faults.Payload().Number(second).Count(2 * sizeof(std::uint16_t));  // the length of a vector is in bytes
+    faults.Payload().Number(std::uint16_t{0x9A01}).Number(static_cast<std::uint16_t>(0x9B00 + second % 16));
+    faults.Send();
   });
   schedule.Every(std::chrono::milliseconds(100), [&] {
     const bool isWarm = ++tick % 100 > 50;

@@ -51,6 +51,16 @@ void WritePoint(PayloadWriter& payload, std::uint32_t number, std::uint32_t fram
   payload.Number(static_cast<float>(row) * 0.05F);
 }
 
+/// Three maps of one frame, each a buffer of the chain.
+std::vector<OutMbufData> FeatureMaps(std::span<const std::uint8_t> pixels) {
+  constexpr std::uint32_t kMap = 16384;  // bytes
+  std::vector<OutMbufData> maps;
+  for (std::size_t i = 0; i < 3; ++i) {
+    maps.push_back({pixels.subspan(i * kMap).data(), kMap});
+  }
+  return maps;
+}
+
 }  // namespace
 
 int RunCamera(Schedule& schedule) {
@@ -58,8 +68,9 @@ int RunCamera(Schedule& schedule) {
   com::NodeHandle node("/camera");
   Feed image(node, "/camera/front/image");
   Feed objects(node, "/camera/front/objects");
+  Feed features(node, "/camera/front/features");
   Feed points(node, "/camera/front/points", std::endian::big);
-  if (!image.Ok() || !objects.Ok() || !points.Ok()) {
+  if (!image.Ok() || !objects.Ok() || !features.Ok() || !points.Ok()) {
     return 1;
   }
   const Stripes stripes;
@@ -82,6 +93,8 @@ int RunCamera(Schedule& schedule) {
       WritePoint(points.Payload(), i, frame);
     }
     points.Send();
+    features.Payload().Number(frame);
+    features.SendWith(FeatureMaps(stripes.Frame(frame)));
   });
   schedule.Run();
   return 0;

@@ -10,10 +10,11 @@
 namespace qor::demo {
 namespace {
 
-constexpr std::array kEvents = {"/chassis/wheel_ticks",  "/chassis/speed",       "/chassis/yaw_rate",
-                                "/chassis/brake",        "/chassis/steering",    "/camera/front/image",
-                                "/camera/front/objects", "/camera/front/points", "/body/doors",
-                                "/body/status",          "/body/media"};
+constexpr std::array kEvents = {"/chassis/wheel_ticks",  "/chassis/speed",         "/chassis/yaw_rate",
+                                "/chassis/brake",        "/chassis/steering",      "/camera/front/image",
+                                "/camera/front/objects", "/camera/front/features", "/camera/front/points",
+                                "/body/doors",           "/body/status",           "/body/media",
+                                "/body/faults"};
 constexpr std::size_t kSpeed = 1;
 
 /// What arrived since the last line. Written on receive threads, read by the schedule.

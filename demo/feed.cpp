@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <utility>
 
 namespace qor::demo {
 
@@ -16,6 +17,11 @@ Feed::Feed(com::NodeHandle& node, const std::string& name, std::endian order)
 void Feed::Send() {
   // A sample that the transport refused has its line in the log, and the next one is due soon.
   static_cast<void>(publisher_.Publish(payload_.Bytes()));
+  payload_.Clear();
+}
+
+void Feed::SendWith(std::vector<OutMbufData> chain) {
+  static_cast<void>(publisher_.Publish(dp::MbufSample{payload_.Bytes(), std::move(chain)}));
   payload_.Clear();
 }
 

@@ -3,6 +3,7 @@
 #define QOR_DEMO_FEED_H
 
 #include <string>
+#include <vector>
 
 #include "demo/payload_writer.h"
 #include "platform/com/node_handle.h"
@@ -20,6 +21,8 @@ class Feed {
   PayloadWriter& Payload() { return payload_; }
   /// Publishes the payload and begins a new one.
   void Send();
+  /// The same for an event of mbuf chains: the payload is the private data in front of the chain.
+  void SendWith(std::vector<OutMbufData> chain);
 
  private:
   com::Publisher publisher_;
