@@ -41,7 +41,8 @@ struct Case {
 /// A bag that is removed in the end.
 class Bag {
  public:
-  Bag(const std::string& folder, const Case& one) : name_(folder + "/qor_bag_read_bench") {
+  Bag(const std::string& folder, const Case& one)
+      : name_(folder + "/qor_bag_read_bench_" + std::to_string(one.events)) {
     BagFileWriter writer;
     Check(writer.Open(std::make_unique<FileOutput>(name_), name_) == BagFileWriter::Result::kOk, "writing a bag");
     const auto events = Events(one.events);
@@ -99,8 +100,8 @@ double ReadSome(QorBagFile& file, const std::vector<std::uint64_t>& times) {
   return Seconds(begin);
 }
 
-/// Messages a second of reading all in the order of time.
-double MeasureAll(const std::string& folder, const Case& one) {
+/// Reading all in the order of time.
+void MeasureAll(const std::string& folder, const Case& one) {
   const Bag bag(folder, one);
   const auto [share, rate, withOpening] = Medians([&] {
     QorBagFile file;
@@ -109,14 +110,29 @@ double MeasureAll(const std::string& folder, const Case& one) {
     const double plain = ReadPlain(bag.Name(), bag.Size());
     return std::array{plain / all, static_cast<double>(one.messages) / all, plain / (opening + all)};
   });
-  std::printf("%8zu messages of %7zu bytes, %4zu events%s: %.2f of plain read", one.messages, one.size, one.events,
-              one.isShuffled ? " at random" : "", share);
-  if (one.needed > 0) {
-    std::printf(" (needed %.2f)", one.needed);
-  }
-  std::printf(", %.2f with opening; %.3g messages/s\n", withOpening, rate);
+  std::printf("%8zu messages of %7zu bytes: %.2f of plain read (needed %.2f), %.2f with opening; %.3g messages/s\n",
+              one.messages, one.size, share, one.needed, withOpening, rate);
   std::fflush(stdout);
-  return rate;
+}
+
+/// The same of few events and of many, in each round.
+void MeasureEvents(const std::string& folder, const Case& few, const Case& many) {
+  const Bag fewBag(folder, few);
+  const Bag manyBag(folder, many);
+  const auto [share, fewRate, manyRate] = Medians([&] {
+    const auto read = [](const Bag& bag, const Case& one) {
+      QorBagFile file;
+      Open(file, bag);
+      return ReadAll(file, one);
+    };
+    const double fewTime = read(fewBag, few);
+    const double manyTime = read(manyBag, many);
+    return std::array{fewTime / manyTime, static_cast<double>(few.messages) / fewTime,
+                      static_cast<double>(many.messages) / manyTime};
+  });
+  std::printf("%zu events at random: %.2f of the rate of %zu (needed %.2f); %.3g and %.3g messages/s\n", many.events,
+              share, few.events, many.needed, manyRate, fewRate);
+  std::fflush(stdout);
 }
 
 void MeasureOpening(const std::string& folder, const Case& one) {
@@ -155,12 +171,9 @@ void MeasureTimes(const std::string& folder, const Case& one) {
 int main(int argc, char** argv) {
   const std::string folder = argc > 1 ? argv[1] : "/tmp";
   const Case small{5000000, 64, 10, false, 0.15};
-  const double rate = MeasureAll(folder, small);
+  MeasureAll(folder, small);
   MeasureAll(folder, {1000000, 1024, 10, false, 0.40});
-  const double few = MeasureAll(folder, {5000000, 64, 10, true, 0});
-  const double many = MeasureAll(folder, {5000000, 64, 1000, true, 0});
-  std::printf("1000 events: %.2f of the rate of 10 (needed 0.70), %.2f of that of 10 in turn\n", many / few,
-              many / rate);
+  MeasureEvents(folder, {5000000, 64, 10, true, 0}, {5000000, 64, 1000, true, 0.70});
   for (const std::size_t messages : {1250000U, 2500000U, 5000000U}) {
     MeasureOpening(folder, {messages, 64, 10, false, 0});
   }
