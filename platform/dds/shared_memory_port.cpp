@@ -56,6 +56,14 @@ OpenQueues FindOpenQueues(const std::string& prefix) {
   return queues;
 }
 
+std::string QueueLock(const std::string& queue) { return queue + "_el"; }
+
+/// Fast DDS closes the queue of a participant a moment after it was deleted; who opens it before gets another one.
+bool IsStillOpen(const std::string& queue) {
+  const ipc::UniqueFd lock(::open(QueueLock(queue).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  return lock && ::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0;
+}
+
 /// One attempt to find a number.
 class Reservation {
  public:
@@ -66,24 +74,23 @@ class Reservation {
   ipc::UniqueFd Take(std::uint32_t index, bool isLastResort);
 
  private:
-  bool Clear(std::uint32_t number, bool isLastResort);
+  bool Clear(const std::string& queue, bool isLastResort);
 
   const std::string folder_;
-  std::optional<OpenQueues> open_;  ///< once it was needed
+  const std::string prefix_ = folder_ + "/fastrtps_port";  ///< of the queues' names
+  std::optional<OpenQueues> open_;                         ///< once it was needed
 };
 
-bool Reservation::Clear(std::uint32_t number, bool isLastResort) {
-  const std::string prefix = folder_ + "/fastrtps_port";
-  const std::string queue = prefix + std::to_string(number);
+bool Reservation::Clear(const std::string& queue, bool isLastResort) {
   if (!open_.has_value()) {
-    open_ = FindOpenQueues(prefix);
+    open_ = FindOpenQueues(prefix_);
   }
   if (open_->files.contains(queue) || (!open_->isComplete && !isLastResort)) {
     return false;
   }
   std::error_code error;
   fs::remove(queue, error);
-  fs::remove(queue + "_el", error);
+  fs::remove(QueueLock(queue), error);
   return true;
 }
 
@@ -94,9 +101,10 @@ ipc::UniqueFd Reservation::Take(std::uint32_t index, bool isLastResort) {
   if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
     return {};
   }
+  const std::string queue = prefix_ + std::to_string(kFirst + index);
   char state = kClosed;
   const bool wasKilled = ::pread(file.Get(), &state, 1, 0) == 1 && state == kOpen;
-  if (wasKilled && !Clear(kFirst + index, isLastResort)) {
+  if (wasKilled ? !Clear(queue, isLastResort) : IsStillOpen(queue)) {
     return {};
   }
   return ::pwrite(file.Get(), &kOpen, 1, 0) == 1 ? std::move(file) : ipc::UniqueFd();

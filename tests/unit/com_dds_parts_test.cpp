@@ -144,6 +144,13 @@ TEST(SharedMemory, NoPortOfTheDeadIsUsedAgainAsLongAsSomebodyKnowsIt) {
     const auto owner = SharedMemoryPort::Reserve(folder.Path());
     EXPECT_EQ(numberOfNew(), first + 1);
   }
+  const std::string queue = "fastrtps_port" + std::to_string(first);
+  {
+    folder.Write(queue + "_el", "");
+    const ipc::UniqueFd lock(::open(folder.File(queue + "_el").c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(::flock(lock.Get(), LOCK_EX), 0);
+    EXPECT_EQ(numberOfNew(), first + 1) << "its owner has ended, but its queue is open still";
+  }
   if (const pid_t child = ::fork(); child == 0) {
     auto killed = SharedMemoryPort::Reserve(folder.Path());
     ::_exit(killed->Number() == first ? 0 : 1);
@@ -152,7 +159,6 @@ TEST(SharedMemory, NoPortOfTheDeadIsUsedAgainAsLongAsSomebodyKnowsIt) {
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     ASSERT_EQ(status, 0);
   }
-  const std::string queue = "fastrtps_port" + std::to_string(first);
   folder.Write(queue, "queue");
   std::vector<SharedMemoryPort> others;
   {
