@@ -8,10 +8,7 @@
 // of the bare rate. disk: what becomes of samples that come at twice the speed of the disk. splits: whether any is lost
 // or doubled where files are split, at full rate. Each publisher and each receiver is a process of its own. Bags are
 // made and removed in FOLDER, otherwise in /dev/shm. Ends with 1 when the recorder falls short.
-#include <arpa/inet.h>
 #include <dlfcn.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +18,7 @@
 #include <memory>
 #include <thread>
 
+#include "bench/bare_receiver.h"
 #include "bench/live_load.h"
 #include "platform/com/daemon_link.h"
 #include "platform/com/someip/service_records.h"
@@ -85,29 +83,25 @@ EventRegisterInfo NewEvent(DriverType driver) {
   return driver == DriverType::kDds ? DdsLoadEvent(name) : SomeipLoadEvent(name);
 }
 
-/// Takes datagrams until the process ends, and counts the messages in them.
-void CountMessages(int descriptor, BlockFile* file, std::atomic<std::uint64_t>& count) {
-  constexpr std::size_t kBatch = 64;
-  constexpr std::size_t kMaxDatagram = 65536;
+std::uint64_t MessagesIn(std::span<const std::uint8_t> datagram) {
   constexpr std::size_t kLengthAt = 4;
-  std::vector<std::array<std::uint8_t, kMaxDatagram>> buffers(kBatch);
-  std::array<iovec, kBatch> parts{};
-  std::array<mmsghdr, kBatch> messages{};
-  for (std::size_t i = 0; i < kBatch; ++i) {
-    parts[i] = {buffers[i].data(), buffers[i].size()};
-    messages[i].msg_hdr.msg_iov = &parts[i];
-    messages[i].msg_hdr.msg_iovlen = 1;
+  std::uint64_t count = 0;
+  for (std::size_t at = 0; at + qor::someip::kHeaderSize <= datagram.size(); ++count) {
+    std::uint32_t length = 0;
+    std::memcpy(&length, &datagram[at + kLengthAt], sizeof length);
+    at += kLengthAt + sizeof length + ntohl(length);
   }
-  for (int got = 0; (got = ::recvmmsg(descriptor, messages.data(), kBatch, MSG_WAITFORONE, nullptr)) > 0;) {
+  return count;
+}
+
+/// Takes datagrams until the process ends, and counts the messages in them.
+void CountMessages(BareReceiver& receiver, BlockFile* file, std::atomic<std::uint64_t>& count) {
+  while (const std::size_t got = receiver.Receive()) {
     std::uint64_t inBatch = 0;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(got); ++i) {
-      for (std::size_t at = 0; at + qor::someip::kHeaderSize <= messages[i].msg_len; ++inBatch) {
-        std::uint32_t length = 0;
-        std::memcpy(&length, &buffers[i][at + kLengthAt], sizeof length);
-        at += kLengthAt + sizeof length + ntohl(length);
-      }
+    for (std::size_t i = 0; i < got; ++i) {
+      inBatch += MessagesIn(receiver.Datagram(i));
       if (file != nullptr) {
-        file->Append({buffers[i].data(), messages[i].msg_len});
+        file->Append(receiver.Datagram(i));
       }
     }
     count += inBatch;
@@ -117,24 +111,13 @@ void CountMessages(int descriptor, BlockFile* file, std::atomic<std::uint64_t>& 
 /// A UDP socket that the daemon knows as a subscriber.
 Received ReceiveBareSomeip(const EventRegisterInfo& event, BlockFile* file) {
   namespace operation = qor::maintaind::node_operation;
-  const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const int room = 8U << 20U;
-  if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room) != 0) {
-    static_cast<void>(::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &room, sizeof room));
-  }
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  static_cast<void>(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), size));
-  static_cast<void>(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size));
-
+  static BareReceiver receiver(8 << 20);  // the thread that uses it ends with the process
   const auto& someip = event.bindings.at(DriverType::kSomeip).someip;
   qor::maintaind::EventgroupSubscription subscription;
   subscription.service = qor::com::ServiceOf(someip);
   subscription.eventGroupId = 1;
   subscription.address = "127.0.0.1";
-  subscription.port = ntohs(address.sin_port);
+  subscription.port = receiver.Port();
   subscription.events = {qor::com::OfferedEventOf(someip)};
   qor::com::DaemonLink::Instance().Put({.key = "bare",
                                         .description = "the bare subscriber",
@@ -143,7 +126,7 @@ Received ReceiveBareSomeip(const EventRegisterInfo& event, BlockFile* file) {
                                         .unregisterMethod = operation::UnsubscribeEventgroup::kMethodId,
                                         .unregisterPayload = qor::maintaind::Encode(subscription)});
   std::atomic<std::uint64_t> count{0};
-  std::thread(CountMessages, descriptor, file, std::ref(count)).detach();
+  std::thread(CountMessages, std::ref(receiver), file, std::ref(count)).detach();
   return Watch([&count] { return count.load(); });
 }
 

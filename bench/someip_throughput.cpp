@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bare_receiver.h"
 #include "bench/cpu_time.h"
 #include "platform/someip/service_client.h"
 #include "platform/someip/service_server.h"
@@ -40,8 +41,7 @@ constexpr std::uint16_t kService = 0x1234;
 constexpr std::uint16_t kEvent = 0x8001;
 constexpr std::size_t kPayload = 64;
 constexpr std::size_t kBurst = 25;
-constexpr std::size_t kReceiveBuffer = 8U << 20U;
-constexpr std::size_t kMaxDatagram = 2048;
+constexpr int kReceiveBuffer = 8 << 20;
 
 /// What one receiver saw.
 struct Result {
@@ -128,41 +128,19 @@ pid_t InChild(Work work) {
   return child;
 }
 
-/// What a program without the library would write.
 Result ReceiveBare(const Load& load) {
-  const int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
-  const int size = kReceiveBuffer;
-  if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof(size)) != 0) {
-    (void)::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
-  }
-  const timeval limit{1, 0};
-  (void)::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-  sockaddr_in address = ToSockaddr({qor::someip::kLoopbackAddress, 0});
-  socklen_t addressSize = sizeof(address);
-  (void)::bind(descriptor, reinterpret_cast<sockaddr*>(&address), addressSize);
-  (void)::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &addressSize);
-
-  constexpr std::size_t kBatch = 64;
-  std::vector<std::array<std::uint8_t, kMaxDatagram>> buffers(kBatch);
-  std::array<iovec, kBatch> parts{};
-  std::array<mmsghdr, kBatch> messages{};
-  for (std::size_t i = 0; i < kBatch; ++i) {
-    parts[i] = {buffers[i].data(), buffers[i].size()};
-    messages[i].msg_hdr.msg_iov = &parts[i];
-    messages[i].msg_hdr.msg_iovlen = 1;
-  }
-  const pid_t sender = InChild([&] { Send({qor::someip::kLoopbackAddress, ntohs(address.sin_port)}, load); });
+  qor::bench::BareReceiver receiver(kReceiveBuffer);
+  receiver.SetPatience(1s);
+  const pid_t sender = InChild([&] { Send({qor::someip::kLoopbackAddress, receiver.Port()}, load); });
   Meter meter;
-  int count = 0;
-  while (meter.Seen() < load.Events() &&
-         ((count = ::recvmmsg(descriptor, messages.data(), kBatch, MSG_WAITFORONE, nullptr)) > 0)) {
-    for (int i = 0; i < count; ++i) {
+  std::size_t count = 0;
+  while (meter.Seen() < load.Events() && (count = receiver.Receive()) > 0) {
+    for (std::size_t i = 0; i < count; ++i) {
       meter.Count();
     }
   }
   const Result result = meter.Finish(0);
   ::waitpid(sender, nullptr, 0);
-  ::close(descriptor);
   return result;
 }
 
