@@ -3,16 +3,19 @@
 //
 //   record_load [all|rates|disk|splits [FOLDER [ROUNDS]]]
 //
-// rates: its rate as a share of that of a bare receiver (of the DDS library, or a UDP socket), once without anything
-// else and once with plain write() of what comes, which no recorder can do without; and whether it drops samples at 0.8
-// of the bare rate. disk: what becomes of samples that come at twice the speed of the disk. splits: whether any is lost
-// or doubled where files are split, at full rate. Each publisher and each receiver is a process of its own. Bags are
-// made and removed in FOLDER, otherwise in /dev/shm. Ends with 1 when the recorder falls short.
+// rates: its rate as a share of that of a bare receiver (of the DDS library, or a UDP socket); the same when its writes
+// take no time, so without what the medium costs; its rate as a share of that of a bare receiver with plain write() of
+// what comes; and whether it drops samples at 0.8 of the bare rate. disk: what becomes of samples that come at twice
+// the speed of the disk. splits: whether any is lost or doubled where files are split, at full rate. Each publisher and
+// each receiver is a process of its own. Bags are made and removed in FOLDER, otherwise in /dev/shm. Ends with 1 when
+// the recorder falls short.
 #include <dlfcn.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <list>
 #include <map>
 #include <memory>
@@ -39,7 +42,7 @@ using qor::qorbag::RecorderStatus;
 
 constexpr std::uint64_t kMebi = std::uint64_t{1} << 20U;
 
-/// Bytes a second that the disk takes; 0: as many as it does.
+/// Bytes a second that the disk takes; 0: as many as it does; infinity: all at once, and nothing is in the file.
 std::atomic<double> diskSpeed{0};
 
 }  // namespace
@@ -47,7 +50,11 @@ std::atomic<double> diskSpeed{0};
 /// In place of the one of the system, for all files of this program: it is what bags are written with.
 extern "C" std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* file) {
   static const auto system = reinterpret_cast<decltype(&fwrite)>(::dlsym(RTLD_NEXT, "fwrite"));
-  if (const double speed = diskSpeed; speed > 0) {
+  const double speed = diskSpeed;
+  if (std::isinf(speed)) {
+    return count;
+  }
+  if (speed > 0) {
     std::this_thread::sleep_for(std::chrono::duration<double>(static_cast<double>(size * count) / speed));
   }
   return system(data, size, count, file);
@@ -209,12 +216,15 @@ struct Run {
   std::uint64_t published = 0;
 };
 
-Run RecordLoad(const std::string& parent, DriverType driver, const Load& load) {
+Run RecordLoad(const std::string& parent, DriverType driver, const Load& load, double speed = 0) {
   const BagFolder folder(parent);
   const EventRegisterInfo event = NewEvent(driver);
   Child<std::uint64_t> publisher([&] { return Publish(event, load); });
   WaitForPublishers();
-  Child<Recorded> recorder([&] { return Record(OptionsFor(folder, {event})); });
+  Child<Recorded> recorder([&] {
+    diskSpeed = speed;
+    return Record(OptionsFor(folder, {event}));
+  });
   const Recorded recorded = recorder.Join();
   return {recorded, publisher.Join()};
 }
@@ -234,20 +244,24 @@ Received ReceiveBare(DriverType driver, const Load& load, const std::string& fil
 bool MeasureRate(const std::string& parent, DriverType driver, std::size_t size, int rounds) {
   constexpr double kNeeded = 0.9;
   constexpr double kCalm = 0.8;
+  constexpr double kFreeDisk = std::numeric_limits<double>::infinity();
   std::vector<Received> bare;
   std::vector<Received> writing;
   std::vector<Received> recorded;
+  std::vector<Received> unwritten;
   for (int round = 0; round < rounds; ++round) {
     const BagFolder folder(parent);
     bare.push_back(ReceiveBare(driver, {.size = size}));
     writing.push_back(ReceiveBare(driver, {.size = size}, folder.Path() + "blocks"));
     recorded.push_back(RecordLoad(parent, driver, {.size = size}).recorded.received);
+    unwritten.push_back(RecordLoad(parent, driver, {.size = size}, kFreeDisk).recorded.received);
   }
   const double bareRate = MedianOf(bare, &Received::perSecond);
   const double rate = MedianOf(recorded, &Received::perSecond);
   std::printf("%-7s %6zu  %8.0f %5.2f", driver == DriverType::kDds ? "DDS" : "SOME/IP", size, rate, rate / bareRate);
+  std::printf(" %5.2f", MedianOf(unwritten, &Received::perSecond) / bareRate);
   std::printf(" %5.2f", rate / MedianOf(writing, &Received::perSecond));
-  for (const auto* receivers : {&recorded, &bare, &writing}) {
+  for (const auto* receivers : {&recorded, &unwritten, &bare, &writing}) {
     std::printf(" %7.2f", MedianOf(*receivers, &Received::cpuMicroseconds));
   }
   const Run calm = RecordLoad(parent, driver, {.size = size, .perSecond = kCalm * bareRate});
@@ -261,9 +275,9 @@ bool MeasureRate(const std::string& parent, DriverType driver, std::size_t size,
 }
 
 bool MeasureRates(const std::string& parent, int rounds) {
-  std::printf("%23s  share of rate   us of CPU a sample        at 0.8 of the bare rate\n", "");
-  std::printf("%-7s %6s  %8s %5s %5s %7s %7s %7s %9s %9s %9s\n", "", "bytes", "rate /s", "bare", "write", "", "bare",
-              "write", "published", "received", "dropped");
+  std::printf("%23s  share of rate     us of CPU a sample              at 0.8 of the bare rate\n", "");
+  std::printf("%-7s %6s  %8s %5s %5s %5s %7s %7s %7s %7s %9s %9s %9s\n", "", "bytes", "rate /s", "bare", "free",
+              "write", "", "free", "bare", "write", "published", "received", "dropped");
   bool isGood = true;
   for (const std::size_t size : {std::size_t{64}, std::size_t{1024}, std::size_t{65536}}) {
     isGood = MeasureRate(parent, DriverType::kDds, size, rounds) && isGood;
