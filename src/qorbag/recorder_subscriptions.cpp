@@ -90,11 +90,18 @@ bool RecorderSubscriptions::Subscribe(const std::function<bool()>& isWanted) {
   for (const EventInfoWithPubSub& record : records) {
     QuotaOf(record.eventName);  // all of them before the first message: the last quota to be used up ends it all
   }
+  std::optional<Definitions> definitions;  // before the first sample: there may be no other
   for (const EventInfoWithPubSub& record : records) {
     if (!isWanted()) {
       return true;
     }
-    if (ShouldSubscribe(record) && !SubscribeEvent(record)) {
+    if (!ShouldSubscribe(record)) {
+      continue;
+    }
+    if (!definitions.has_value()) {
+      definitions = AskForDefinitions();
+    }
+    if (!SubscribeEvent(record, *definitions)) {
       failed_.push_back(record);
     }
   }
@@ -130,17 +137,28 @@ EventSelection::Records RecorderSubscriptions::GetEventList() {
     kLog.Warn("QorRecorder_failed", kLogIntervalMs)
         << "Get result from Maintaind failed in QorRecorder::SubscribeEvent().";
   }
-  WarnOfUnknown(merged);
+  if (answers.IsAll()) {
+    WarnOfUnknown(merged);
+  }
   return selection_.Select(merged);
 }
 
 void RecorderSubscriptions::WarnOfUnknown(const EventSelection::Records& merged) {
   for (const std::string& name : selection_.UnknownNames(merged)) {
-    if (warned_.insert(name).second) {
+    if (!IsSubscribed(name) && warned_.insert(name).second) {
       kLog.Warn() << "Unknown event or mergerd size is incorrect.[eventName=" << name << "]";
       report_(RecorderType::kUnknownEvent, name);
     }
   }
+}
+
+/// A daemon that was restarted may not know it yet.
+bool RecorderSubscriptions::IsSubscribed(const std::string& text) const {
+  std::string name;
+  std::string instance;
+  static_cast<void>(QorCommon::GetInstance().GetSubEventName(text, name, instance));
+  const std::lock_guard lock(mutex_);
+  return subscriptions_.contains(name);
 }
 
 bool RecorderSubscriptions::ShouldSubscribe(const EventInfoWithPubSub& record) {
@@ -168,7 +186,7 @@ bool RecorderSubscriptions::IsRepeatedEvent(const EventInfoWithPubSub& record) c
   return true;
 }
 
-bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record) {
+bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record, const Definitions& definitions) {
   ReplaceIfUnpublished(record);
   const std::string name = record.eventName;
   if (options_.all) {
@@ -180,6 +198,9 @@ bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record) {
   report_(RecorderType::kSubscribing, name);
   LogSubscribing(record);
   auto event = std::make_unique<RecordedEvent>(record, QuotaOf(name));
+  if (definitions.has_value()) {
+    InsertMsgDef(*event, *definitions);
+  }
   auto subscribers = subscriber_->DoSubscribe(
       name, {record},
       [this, &recorded = *event](DriverType, const com::RecvBuffer& sample) { receive_(recorded, sample); });
@@ -207,9 +228,14 @@ void RecorderSubscriptions::ReplaceIfUnpublished(const EventInfoWithPubSub& reco
   }
 }
 
-/// Of the events whose data type was not known yet.
+RecorderSubscriptions::Definitions RecorderSubscriptions::AskForDefinitions() {
+  datatype::DefinitionTexts definitions;
+  return datatype::QueryAllDefinitions(definitions) ? Definitions(std::move(definitions)) : std::nullopt;
+}
+
+/// Of the events whose data type was not known when they were subscribed.
 void RecorderSubscriptions::InsertMsgDefs() {
-  const bool isRetry = passCount_ % kRetryEvery == 1;
+  const bool isRetry = passCount_ % kRetryEvery == 0;
   std::vector<RecordedEvent*> undefined;
   {
     const std::lock_guard lock(mutex_);
@@ -219,16 +245,20 @@ void RecorderSubscriptions::InsertMsgDefs() {
       }
     }
   }
-  datatype::DefinitionTexts definitions;
-  if (undefined.empty() || !datatype::QueryAllDefinitions(definitions)) {
+  const Definitions definitions = undefined.empty() ? std::nullopt : AskForDefinitions();
+  if (!definitions.has_value()) {
     return;
   }
   for (RecordedEvent* const event : undefined) {
-    if (event->Define(definitions)) {
-      kLog.Info() << "Insert msg def of \"" << event->eventName << "\"";
-    } else if (undefined_.insert(event->eventName).second) {
-      kLog.Warn() << "Recorder get \"" << event->eventName << "\" failed, don't find msg from maintaind so far.";
-    }
+    InsertMsgDef(*event, *definitions);
+  }
+}
+
+void RecorderSubscriptions::InsertMsgDef(RecordedEvent& event, const datatype::DefinitionTexts& definitions) {
+  if (event.Define(definitions)) {
+    kLog.Info() << "Insert msg def of \"" << event.eventName << "\"";
+  } else if (undefined_.insert(event.eventName).second) {
+    kLog.Warn() << "Recorder get \"" << event.eventName << "\" failed, don't find msg from maintaind so far.";
   }
 }
 

@@ -8,12 +8,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/com/node_handle.h"
+#include "src/datatype/definition_tables.h"
 #include "src/qorbag/event_selection.h"
 #include "src/qorbag/recorded_event.h"
 #include "src/qorbag/recorder_options.h"
@@ -64,13 +66,19 @@ class RecorderSubscriptions {
     std::uint64_t lostBefore = 0;
   };
 
+  /// Of all data types; nothing when a daemon did not answer.
+  using Definitions = std::optional<datatype::DefinitionTexts>;
+
   EventSelection::Records GetEventList();
   void WarnOfUnknown(const EventSelection::Records& merged);
+  bool IsSubscribed(const std::string& text) const;
   bool ShouldSubscribe(const maintaind::EventInfoWithPubSub& record);
   bool IsRepeatedEvent(const maintaind::EventInfoWithPubSub& record) const;
-  bool SubscribeEvent(const maintaind::EventInfoWithPubSub& record);
+  bool SubscribeEvent(const maintaind::EventInfoWithPubSub& record, const Definitions& definitions);
   void ReplaceIfUnpublished(const maintaind::EventInfoWithPubSub& record);
+  static Definitions AskForDefinitions();
   void InsertMsgDefs();
+  void InsertMsgDef(RecordedEvent& event, const datatype::DefinitionTexts& definitions);
   std::shared_ptr<EventQuota> QuotaOf(const std::string& name);
 
   const RecorderOptions& options_;

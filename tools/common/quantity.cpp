@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/common/quantity.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -38,6 +39,17 @@ double SecondsOf(char unit) {
     default:
       return 0;
   }
+}
+
+/// As ParseSize takes it, in the largest unit that makes it short, rounded down.
+std::string SizeText(std::uint64_t size) {
+  constexpr std::array kUnits{"", "K", "M", "G", "T"};
+  constexpr std::uint64_t kKibi = 1024;
+  std::size_t unit = 0;
+  for (; size >= kKibi && unit + 1 < kUnits.size() && (size % kKibi == 0 || size >= kKibi * kKibi); ++unit) {
+    size /= kKibi;
+  }
+  return std::to_string(size) + kUnits[unit];
 }
 
 std::string Refusal(const std::string& value, const std::string& expected) {
@@ -88,7 +100,7 @@ CLI::Option* AddSizeOption(CLI::App& command, const std::string& name, std::uint
     const std::uint64_t size = ParseSize(text);
     if (size < least || size > most) {
       throw CLI::ValidationError(
-          Refusal(text, "a size from " + ByteText(least) + " to " + ByteText(most) + ", such as 500M or 1.5G"));
+          Refusal(text, "a size from " + SizeText(least) + " to " + SizeText(most) + ", such as 500M or 1.5G"));
     }
     value = size;
   };

@@ -68,7 +68,7 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
       Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options_.timeout));
   ToolsCommonClientManager::GetInstance()->FindMaintaindService();
   while (true) {
-    std::vector<std::string> known;
+    Known known;
     if (Look(known)) {
       return std::nullopt;
     }
@@ -82,34 +82,40 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
 }
 
 /// With all events wanted, a daemon is enough: there may be some later.
-bool RecordRun::Look(std::vector<std::string>& known) const {
+bool RecordRun::Look(Known& known) const {
   const qorbag::EventSelection selection(options_.recorder);
   const auto proxies = ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
   QorCommon::EventList merged;
-  QorCommon::GetInstance().QueryAllRecords(proxies, merged);
+  common::Answers answers;
+  QorCommon::GetInstance().QueryAllRecords(proxies, merged, &answers);
+  known.isComplete = answers.IsAll();
   for (const auto& record : merged) {
-    known.push_back(record.eventName);
+    known.names.push_back(record.eventName);
   }
   return options_.recorder.all ? !proxies.empty() : !selection.Select(merged).empty();
 }
 
-ExitCode RecordRun::EndUnknown(const std::vector<std::string>& known) const {
+ExitCode RecordRun::EndUnknown(const Known& known) const {
   if (ToolsCommonClientManager::GetInstance()->GetProxyListSize() == 0) {
     ComplainNoDaemon();
+    return kExitFailure;
+  }
+  if (!known.isComplete) {
+    Complain("a daemon does not answer: the events that it knows are not known");
     return kExitFailure;
   }
   for (const std::string& name : options_.recorder.events) {
     if (common::MatchesAny(options_.recorder.excluded, name)) {
       Complain("the event '" + Printable(name) + "' is excluded");
-    } else if (std::ranges::find(known, name) != known.end()) {
+    } else if (std::ranges::find(known.names, name) != known.names.end()) {
       Complain("there is an event '" + Printable(name) + "', but not with the instance, domain or address given");
     } else {
-      Complain("no event is named '" + Printable(name) + "'." + DidYouMean(name, known));
+      Complain("no event is named '" + Printable(name) + "'." + DidYouMean(name, known.names));
     }
   }
   for (const std::string& pattern : options_.recorder.patterns) {
     const bool isKnown =
-        std::ranges::any_of(known, [&](const std::string& name) { return common::MatchesName(pattern, name); });
+        std::ranges::any_of(known.names, [&](const std::string& name) { return common::MatchesName(pattern, name); });
     Complain(isKnown ? "no event that matches '" + Printable(pattern) +
                            "' has the instance, domain or address given and is not excluded"
                      : "no event matches '" + Printable(pattern) + "'");

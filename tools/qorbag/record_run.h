@@ -40,10 +40,16 @@ class RecordRun {
   using Clock = std::chrono::steady_clock;
   using Notice = std::pair<qorbag::RecorderType, std::string>;
 
+  /// Events that the daemons told of.
+  struct Known {
+    std::vector<std::string> names;
+    bool isComplete = false;  ///< every daemon answered
+  };
+
   std::optional<ExitCode> WaitForEvents();
-  /// Whether one of the events is known. The names of all that are.
-  bool Look(std::vector<std::string>& known) const;
-  ExitCode EndUnknown(const std::vector<std::string>& known) const;
+  /// Whether one of the events is known.
+  bool Look(Known& known) const;
+  ExitCode EndUnknown(const Known& known) const;
 
   /// Ends the recording when its time is over.
   void StopInTime();
