@@ -131,7 +131,7 @@ bool PlayerPublishers::WaitForFlush(const std::function<bool()>& isWanted) {
                            << ", instanceId=" << index.instanceId << ", eventId=" << index.eventId
                            << ", driverType=" << index.driverType << ", networkSegment=" << index.networkSegment
                            << ", domainId=" << index.domainId << ", topicName=" << index.topicName << "]";
-      bool isDone = publisher.WaitForFlush(kSlice);
+      bool isDone = publisher.WaitForFlush(std::chrono::milliseconds(0));
       while (!isDone && isWanted() && Clock::now() < end) {
         isDone = publisher.WaitForFlush(kSlice);
       }
