@@ -67,7 +67,7 @@ void OutgoingQueue::Push(OutgoingMessage&& message, QorBuffer& buffer) {
       source.buffers.pop_back();
       recycledBytes_ -= buffer.Capacity();
     }
-    isWaited = need_ == Need::kMessage || (need_ == Need::kBatch && HasBatchLocked());
+    isWaited = (need_ == Need::kMessage && ring_.Size() != 0) || (need_ == Need::kBatch && HasBatchLocked());
     need_ = isWaited ? Need::kNone : need_;
   }
   if (isWaited) {
@@ -141,18 +141,18 @@ bool OutgoingQueue::HasBatchLocked() const {
   return bytes_ >= enough || ring_.Size() >= kBatchMessages;
 }
 
-void OutgoingQueue::GiveUp(std::span<const OutgoingMessage> messages) {
+void OutgoingQueue::GiveUp(std::span<const OutgoingMessage> messages, std::uint64_t SampleCounts::*fate) {
   const std::lock_guard lock(mutex_);
   for (const OutgoingMessage& message : messages) {
-    ++counts_.dropped;
-    ++message.source->counts.dropped;
+    ++(counts_.*fate);
+    ++(message.source->counts.*fate);
   }
 }
 
-void OutgoingQueue::Clear() {
+void OutgoingQueue::Clear(std::uint64_t SampleCounts::*fate) {
   std::vector<OutgoingMessage> batch;
   for (Take(batch, {}); !batch.empty(); Take(batch, {})) {
-    GiveUp(batch);
+    GiveUp(batch, fate);
   }
 }
 

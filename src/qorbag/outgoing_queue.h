@@ -18,8 +18,8 @@ namespace qor::qorbag {
 /// What became of samples: received = skipped + dropped + taken by the writer + waiting.
 struct SampleCounts {
   std::uint64_t received = 0;
-  std::uint64_t skipped = 0;  ///< not wanted: all but every n-th, and more than the limit
-  std::uint64_t dropped = 0;  ///< the writer was too slow
+  std::uint64_t skipped = 0;  ///< not wanted: all but every n-th, and more than the limits
+  std::uint64_t dropped = 0;  ///< the writer was too slow, or failed
 };
 
 /// What of one subscription waits in a queue. Made for one queue, which guards it; must outlive it.
@@ -55,10 +55,10 @@ class OutgoingQueue {
   /// The writer: gives back the memory of the messages in `batch`, and takes the oldest ones that wait, about 1 MiB at
   /// most. Waits for the first one until the limit has passed; `batch` is empty then. Waits a moment for more.
   void Take(std::vector<OutgoingMessage>& batch, std::chrono::milliseconds limit);
-  /// The writer: what it took and did not write.
-  void GiveUp(std::span<const OutgoingMessage> messages);
+  /// The writer: what it took and did not write, to be counted as skipped or as dropped.
+  void GiveUp(std::span<const OutgoingMessage> messages, std::uint64_t SampleCounts::*fate);
   /// The writer: what waits is not written any more, and nothing comes back.
-  void Clear();
+  void Clear(std::uint64_t SampleCounts::*fate);
 
   /// Any thread.
   struct Waiting {

@@ -271,7 +271,7 @@ bool QorRecorder::DoRecordHandle(std::vector<OutgoingMessage>& batch) {
   }
   for (std::size_t i = 0; i < batch.size(); ++i) {
     if (!Write(batch[i])) {
-      queue_.GiveUp(std::span(batch).subspan(i));
+      queue_.GiveUp(std::span(batch).subspan(i), FateOfRest());
       batch.clear();
       return false;
     }
@@ -307,7 +307,12 @@ void QorRecorder::UnSubscribeCheck() {
 
 void QorRecorder::DeleteBuffQueue() {
   log_.Verbose() << "Recorder queue_ deleting.";
-  queue_.Clear();
+  queue_.Clear(FateOfRest());
+}
+
+/// Of what is not written when the recording is over: a limit was reached, or something failed.
+std::uint64_t SampleCounts::*QorRecorder::FateOfRest() const {
+  return isWhole_ && files_.IsWhole() ? &SampleCounts::skipped : &SampleCounts::dropped;
 }
 
 void QorRecorder::BagHandle() {
@@ -324,6 +329,7 @@ RecorderStatus QorRecorder::GetStatus() const {
   status.elapsedMs = startMonotonicTime_ != 0 ? end - startMonotonicTime_ : 0;
   status.fileName = files_.GetBagName();
   status.splitIndex = files_.GetSplitIndex();
+  status.files = files_.GetFileCount();
   status.fileSize = files_.GetFileSize();
   status.allSize = files_.GetAllSize();
   status.waiting = queue_.GetWaiting();

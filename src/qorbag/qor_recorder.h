@@ -34,6 +34,7 @@ struct RecorderStatus {
   std::uint64_t elapsedMs = 0;
   std::string fileName;  ///< of the bag that is written
   std::uint32_t splitIndex = 0;
+  std::uint32_t files = 0;     ///< that were begun
   std::uint64_t fileSize = 0;  ///< bytes
   std::uint64_t allSize = 0;   ///< of all files, the removed ones included
   OutgoingQueue::Waiting waiting;
@@ -103,6 +104,7 @@ class QorRecorder {
   bool Write(OutgoingMessage& message);
   void UnSubscribeCheck();
   void DeleteBuffQueue();
+  std::uint64_t SampleCounts::*FateOfRest() const;
 
   // The thread "qorbag_dobaghandle".
   void BagHandle();

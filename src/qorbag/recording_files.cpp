@@ -46,9 +46,8 @@ RecordingFiles::RecordingFiles(const RecorderOptions& options, const Report& rep
     : options_(options), report_(report) {}
 
 bool RecordingFiles::StartWriting() {
-  UpdateFileNames();
+  const RecordingNames names = UpdateFileNames();
   std::unique_lock lock(mutex_);
-  const RecordingNames names = names_;
   const bool isClaimed = !common::IsPathExist(names.bag) && Claim(names.active);
   if (!isClaimed && (common::IsPathExist(names.bag) || common::IsPathExist(names.active))) {
     lock.unlock();
@@ -61,6 +60,10 @@ bool RecordingFiles::StartWriting() {
   file_->SetMaxChunkSize(options_.chunkSize);
   const int result = isClaimed ? file_->OpenWrite(names.active, options_.outputPath, names.bag) : QorBagFile::kFailed;
   fileSize_ = file_->GetFileSize();
+  if (result != QorBagFile::kFailed) {
+    names_ = names;
+    ++fileCount_;
+  }
   lock.unlock();
   if (result == QorBagFile::kFailed) {
     if (isClaimed) {
@@ -77,13 +80,16 @@ bool RecordingFiles::StartWriting() {
   return true;
 }
 
-void RecordingFiles::UpdateFileNames() {
+/// Of the next file. Behind the first one, numbers that an earlier recording used are left out.
+RecordingNames RecordingFiles::UpdateFileNames() {
   if (!options_.outputPath.empty()) {
     MakeFolder(options_.outputPath);
   }
   RecordingNames names = MakeRecordingNames(options_, splitIndex_, std::time(nullptr));
-  const std::lock_guard lock(mutex_);
-  names_ = std::move(names);
+  while (fileCount_ != 0 && (common::IsPathExist(names.bag) || common::IsPathExist(names.active))) {
+    names = MakeRecordingNames(options_, ++splitIndex_, std::time(nullptr));
+  }
+  return names;
 }
 
 void RecordingFiles::StopWriting() {
@@ -164,7 +170,9 @@ bool RecordingFiles::NextFile() {
   StopWriting();  // what went wrong was reported; the next file may fare better
   ++splitIndex_;
   CheckNumSplits();
-  return StartWriting();
+  const bool isOpen = StartWriting();
+  isWhole_ = isWhole_ && isOpen;
+  return isOpen;
 }
 
 void RecordingFiles::CheckNumSplits() {
@@ -211,7 +219,7 @@ bool RecordingFiles::CheckDisk() {
     kLog.Warn() << "Recorder fail to check file system status.";
     return true;
   }
-  const std::uint64_t free = std::uint64_t{disk.f_bavail} * disk.f_bsize;
+  const std::uint64_t free = std::uint64_t{disk.f_bavail} * disk.f_frsize;
   if (free <= options_.minSpace) {
     kLog.Warn() << "Recorder less than 1G of space free on disk.";
     if (isWritingEnabled_.exchange(false)) {

@@ -34,7 +34,7 @@ class RecordingFiles {
   void SetStartTime(std::uint64_t now) { fileStartTime_ = now; }
   /// Closes the file, if one is open, and gives it its name. With a line in the log and a report when that fails.
   void StopWriting();
-  /// Whether every file that was closed has its name and all that was written.
+  /// Whether every file has its name and all that was written, and each split went on in another.
   bool IsWhole() const { return isWhole_; }
 
   /// Goes on in another file when the one that is open has its size.
@@ -55,11 +55,13 @@ class RecordingFiles {
   std::uint64_t GetFileSize() const { return fileSize_.load(std::memory_order_relaxed); }
   /// Bytes of all files, those included that were removed meanwhile.
   std::uint64_t GetAllSize() const { return closedSize_.load(std::memory_order_relaxed) + GetFileSize(); }
+  /// Files that were begun, and the number in the name of the last.
+  std::uint32_t GetFileCount() const { return fileCount_.load(std::memory_order_relaxed); }
   std::uint32_t GetSplitIndex() const { return splitIndex_.load(std::memory_order_relaxed); }
   std::string GetBagName() const;
 
  private:
-  void UpdateFileNames();
+  RecordingNames UpdateFileNames();
   void Rename();
   bool NextFile();
   void CheckNumSplits();
@@ -75,8 +77,9 @@ class RecordingFiles {
   std::atomic<std::uint64_t> fileSize_{0};
   std::atomic<std::uint64_t> closedSize_{0};
   std::atomic<std::uint32_t> splitIndex_{0};
-  mutable std::mutex mutex_;  ///< guards what follows
-  RecordingNames names_;
+  std::atomic<std::uint32_t> fileCount_{0};
+  mutable std::mutex mutex_;                                           ///< guards what follows
+  RecordingNames names_;                                               ///< of the file that was begun last
   std::unique_ptr<QorBagFile> file_ = std::make_unique<QorBagFile>();  ///< a new one for each file
 };
 

@@ -125,7 +125,7 @@ TEST(OutgoingQueueTest, TheOldestGoFirstAndEverySampleIsCounted) {
   EXPECT_THAT(take(), IsEmpty()) << "more than there may ever be";
   push(slow, 9002, "last");
   EXPECT_THAT(take(), ElementsAre("last"));
-  queue.GiveUp(batch);
+  queue.GiveUp(batch, &SampleCounts::dropped);
   EXPECT_EQ(firstDrops, 1);
   EXPECT_EQ(log.Count(LogLevel::kWarn, "Recorder drop msg out of buffer."), 1U);
   EXPECT_EQ(log.Count(LogLevel::kWarn, "Recorder drop the oldest msg."), 1U) << "5 s later";
@@ -135,6 +135,25 @@ TEST(OutgoingQueueTest, TheOldestGoFirstAndEverySampleIsCounted) {
   EXPECT_EQ(all.skipped, 1U);
   EXPECT_EQ(queue.GetCounts(slow).received, 3U);
   EXPECT_EQ(queue.GetCounts(slow).dropped, 2U);
+}
+
+TEST(OutgoingQueueTest, ASampleThatIsTooLargeDoesNotDeafenTheWriter) {
+  OutgoingSource source{"/event", {}, {}};
+  OutgoingQueue queue(10, [] {});
+  std::vector<OutgoingMessage> batch;
+  std::thread writer([&] { queue.Take(batch, std::chrono::hours(1)); });
+  const auto push = [&](std::size_t size) {
+    QorBuffer bytes;
+    bytes.SetSize(size);
+    QorBuffer next;
+    queue.Push({&source, 1, std::move(bytes)}, next);
+  };
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  push(11);
+  push(5);
+  writer.join();
+  ASSERT_EQ(batch.size(), 1U);
+  EXPECT_EQ(batch.front().payload.GetSize(), 5U);
 }
 
 maintaind::EventInfoWithPubSub DdsRecord(const std::string& name, std::uint16_t domain, const std::string& ip) {
@@ -362,14 +381,18 @@ TEST_F(RecordingFilesTest, WhatSomebodyElseMadeMeanwhileStays) {
   ASSERT_TRUE(files.StartWriting());
   EXPECT_FALSE(RecordingFiles(options_, report_).StartWriting()) << "another recording has it";
   folder_.Write("run_0.bag", "not ours");
+  folder_.Write("run_2.bag", "of an earlier recording");
+  folder_.Write("run_3.bag.active", "of one that was killed");
   EXPECT_TRUE(Write(files, 0, 5000));
   files.StopWriting();
   EXPECT_FALSE(files.IsWhole());
   EXPECT_THAT(reports_, testing::Contains(RecorderType::kRenameFailed).Times(1));
   const std::uint32_t last = files.GetSplitIndex();
-  ASSERT_GT(last, 5U);
-  EXPECT_THAT(folder_.Names(), ElementsAre("run_0.bag", "run_0.bag.active", "run_" + std::to_string(last - 1) + ".bag",
-                                           "run_" + std::to_string(last) + ".bag"));
+  ASSERT_GT(last, 7U);
+  EXPECT_EQ(files.GetFileCount(), last + 1 - 2);
+  EXPECT_THAT(folder_.Names(),
+              ElementsAre("run_0.bag", "run_0.bag.active", "run_2.bag", "run_3.bag.active",
+                          "run_" + std::to_string(last - 1) + ".bag", "run_" + std::to_string(last) + ".bag"));
 }
 
 TEST_F(RecordingFilesTest, AFullDiskIsReportedOnceAndTheFileIsClosed) {

@@ -88,6 +88,7 @@ Json RecordJson(const RecorderStatus& status, const char* type) {
   return {{"type", type},
           {"elapsed", static_cast<double>(status.elapsedMs) / kMsPerSecond},
           {"file", status.fileName},
+          {"files", status.files},
           {"splitIndex", status.splitIndex},
           {"fileSize", status.fileSize},
           {"size", status.allSize},
@@ -109,7 +110,7 @@ std::string RecordSummary(const RecorderStatus& status) {
   std::string text = "Recorded " + CountText(status.written, "message") + " of " + CountText(names.size(), "event") +
                      " in " + FixedText(static_cast<double>(status.elapsedMs) / kMsPerSecond, 1) + " s, " +
                      ByteText(status.allSize);
-  text += status.splitIndex == 0 ? ", in " : ", in " + CountText(status.splitIndex + 1, "file") + "; the last is ";
+  text += status.files == 1 ? ", in " : ", in " + CountText(status.files, "file") + "; the last is ";
   text += Printable(status.fileName) + "\n";
   if (status.counts.skipped != 0) {
     text += "Left out, as asked or because they are empty: " + CountText(status.counts.skipped, "sample") + "\n";
