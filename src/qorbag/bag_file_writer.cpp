@@ -161,6 +161,14 @@ std::optional<std::uint32_t> BagFileWriter::FindConnection(const EventMsg& msg) 
 
 BagFileWriter::Result BagFileWriter::StopChunkWriting() {
   isChunkOpen_ = false;
+  const Result result = FinishChunk();
+  if (result != Result::kOk) {
+    lostMessages_ += chunk_.MessageCount();
+  }
+  return result;
+}
+
+BagFileWriter::Result BagFileWriter::FinishChunk() {
   compressedSize_ = 0;
   if (compressor_ != nullptr) {
     const auto records = chunk_.AllRecords();

@@ -57,6 +57,9 @@ class BagFileWriter {
   /// Writes the open chunk, the closing index and the file header, and closes the file, whatever fails before.
   [[nodiscard]] Result Close();
 
+  /// Messages that wait in the open chunk, and those of chunks that could not be written.
+  std::uint64_t GetOpenMessages() const { return isChunkOpen_ ? chunk_.MessageCount() : 0; }
+  std::uint64_t GetLostMessages() const { return lostMessages_; }
   /// Bytes that the file would have now, with the open chunk.
   std::uint64_t GetFileSize() const;
   /// Whether something was written since the last Sync.
@@ -71,6 +74,7 @@ class BagFileWriter {
   void StartChunkWriting();
   std::optional<std::uint32_t> FindConnection(const EventMsg& msg);
   Result StopChunkWriting();
+  Result FinishChunk();
   bool BuildChunkEnd(ChunkHeader& header);
   bool WriteChunkEndInfoRecord();
   bool WriteChunk(const ChunkHeader& header);
@@ -97,6 +101,7 @@ class BagFileWriter {
   std::vector<std::uint32_t> newConnections_;                         ///< in no chunk that was written
   std::vector<ChunkInfo> chunkInfos_;
 
+  std::uint64_t lostMessages_ = 0;
   bool isChunkOpen_ = false;
   std::uint64_t chunkPos_ = 0;
   std::uint32_t chunkHeaderSize_ = 0;

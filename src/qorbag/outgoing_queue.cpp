@@ -149,6 +149,12 @@ void OutgoingQueue::GiveUp(std::span<const OutgoingMessage> messages, std::uint6
   }
 }
 
+void OutgoingQueue::CountUnwritten(OutgoingSource& source) {
+  const std::lock_guard lock(mutex_);
+  ++counts_.dropped;
+  ++source.counts.dropped;
+}
+
 void OutgoingQueue::Clear(std::uint64_t SampleCounts::*fate) {
   std::vector<OutgoingMessage> batch;
   for (Take(batch, {}); !batch.empty(); Take(batch, {})) {

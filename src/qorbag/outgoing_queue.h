@@ -57,6 +57,8 @@ class OutgoingQueue {
   void Take(std::vector<OutgoingMessage>& batch, std::chrono::milliseconds limit);
   /// The writer: what it took and did not write, to be counted as skipped or as dropped.
   void GiveUp(std::span<const OutgoingMessage> messages, std::uint64_t SampleCounts::*fate);
+  /// The writer: a message that it took and could not write after all.
+  void CountUnwritten(OutgoingSource& source);
   /// The writer: what waits is not written any more, and nothing comes back.
   void Clear(std::uint64_t SampleCounts::*fate);
 

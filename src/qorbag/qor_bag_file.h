@@ -123,6 +123,9 @@ class QorBagFile {
   const std::string& GetFileName() const { return file_; }
   /// Bytes, with the chunk that is open.
   std::uint64_t GetFileSize() const { return writer_.IsOpen() ? writer_.GetFileSize() : 0; }
+  /// Messages that wait in the open chunk, and those of chunks that could not be written.
+  std::uint64_t GetOpenMessages() const { return writer_.GetOpenMessages(); }
+  std::uint64_t GetLostMessages() const { return writer_.GetLostMessages(); }
 
  private:
   bool OpenInput(const std::string& name, BagFileReader::How how);

@@ -8,6 +8,7 @@ namespace qor::qorbag {
 void QorChunkManager::Begin(std::uint64_t dataPos, bool isCompressed) {
   records_.SetSize(0);
   lastPayload_ = {};
+  messageCount_ = 0;
   dataPos_ = dataPos;
   isCompressed_ = isCompressed;
   for (const std::uint32_t id : connections_) {
@@ -32,6 +33,7 @@ void QorChunkManager::SetMessageRecord(std::uint32_t connectionId, std::uint64_t
   if (entries.list.empty()) {
     connections_.push_back(connectionId);
   }
+  ++messageCount_;
   entries.isSorted = entries.isSorted && time >= entries.latest;
   entries.earliest = std::min(entries.earliest, time);
   entries.latest = std::max(entries.latest, time);

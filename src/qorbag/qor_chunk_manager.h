@@ -25,6 +25,7 @@ class QorChunkManager {
   void SetMessageRecord(std::uint32_t connectionId, std::uint64_t time, std::span<const std::uint8_t> payload,
                         bool isLast);
 
+  std::uint64_t MessageCount() const { return messageCount_; }
   /// Bytes of the message records.
   std::uint64_t ChunkSize() const { return records_.GetSize() + lastPayload_.size(); }
   /// What a message takes in the chunk.
@@ -54,6 +55,7 @@ class QorChunkManager {
 
   QorBuffer records_;
   std::span<const std::uint8_t> lastPayload_;
+  std::uint64_t messageCount_ = 0;
   std::uint64_t dataPos_ = 0;
   bool isCompressed_ = false;
   std::vector<Entries> entries_;            ///< by connection id

@@ -73,6 +73,7 @@ bool QorRecorder::Run() {
   subscriptions_.Shutdown();
   DeleteBuffQueue();
   files_.StopWriting();
+  CountLostChunk();
   const SampleCounts counts = queue_.GetCounts();
   log_.Info() << "Recorder run finish.[received=" << counts.received << ", dropped=" << counts.dropped << "]";
   return isWhole_ && files_.IsWhole();
@@ -282,16 +283,38 @@ bool QorRecorder::DoRecordHandle(std::vector<OutgoingMessage>& batch) {
 
 bool QorRecorder::Write(OutgoingMessage& message) {
   auto& event = static_cast<RecordedEvent&>(*message.source);
-  if (!files_.CheckSize() || !files_.CheckDuration(message.time)) {
+  const bool goesOn = files_.CheckSize() && files_.CheckDuration(message.time);
+  CountLostChunk();
+  if (!goesOn) {
     return false;
   }
   if (!files_.WriteEventMsg(event.Description(), ChangeMonotonicToRealTime(message.time), message.payload.Bytes())) {
+    CountLostChunk();
     isWhole_ = false;
     return false;
   }
   event.CountWritten();
   written_.fetch_add(1, std::memory_order_relaxed);
+  if (files_.GetOpenMessages() <= 1) {
+    inChunk_.clear();  // they are in the file
+  }
+  if (files_.GetOpenMessages() != 0) {
+    inChunk_.push_back(&event);
+  }
   return true;
+}
+
+/// What was counted as written, and is in no bag.
+void QorRecorder::CountLostChunk() {
+  if (!files_.TakeChunkLoss()) {
+    return;
+  }
+  for (RecordedEvent* const event : inChunk_) {
+    event->TakeBackWritten();
+    queue_.CountUnwritten(*event);
+  }
+  written_.fetch_sub(inChunk_.size(), std::memory_order_relaxed);
+  inChunk_.clear();
 }
 
 void QorRecorder::UnSubscribeCheck() {

@@ -102,6 +102,7 @@ class QorRecorder {
   void DoRecord();
   bool DoRecordHandle(std::vector<OutgoingMessage>& batch);
   bool Write(OutgoingMessage& message);
+  void CountLostChunk();
   void UnSubscribeCheck();
   void DeleteBuffQueue();
   std::uint64_t SampleCounts::*FateOfRest() const;
@@ -118,6 +119,7 @@ class QorRecorder {
   std::atomic<std::uint64_t> startMonotonicTime_{0};  ///< 0: not yet
   bool isWhole_ = true;                               ///< the writer's, while there is one
   bool wasDropReported_ = false;                      ///< the writer's
+  std::vector<RecordedEvent*> inChunk_;               ///< the writer's: of each message in the open chunk
 
   std::mutex startMutex_;
   std::atomic<bool> isRunning_{false};

@@ -38,9 +38,11 @@ class RecordedEvent : public OutgoingSource {
   /// Any thread: describes the event again. True when its data type is known now.
   bool Define(const datatype::DefinitionTexts& definitions);
 
-  /// Messages in a bag.
+  /// Messages in a bag, or in a chunk that is to go there.
   std::uint64_t Written() const { return written_.load(std::memory_order_relaxed); }
   void CountWritten() { written_.fetch_add(1, std::memory_order_relaxed); }
+  /// One of them could not be written after all.
+  void TakeBackWritten() { written_.fetch_sub(1, std::memory_order_relaxed); }
 
  private:
   const maintaind::EventInfoWithPubSub record_;

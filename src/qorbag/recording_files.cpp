@@ -99,6 +99,7 @@ void RecordingFiles::StopWriting() {
     return;
   }
   const int result = file_->CloseWrite();
+  hasLostChunk_ = hasLostChunk_ || file_->GetLostMessages() != 0;
   const std::string active = names_.active;
   lock.unlock();
   isWhole_ = isWhole_ && result == QorBagFile::kOk;
@@ -194,6 +195,8 @@ bool RecordingFiles::WriteEventMsg(const std::shared_ptr<const EventDescription>
   std::unique_lock lock(mutex_);
   const int result = file_->Write(EventMsg{event}, time, payload.data(), static_cast<std::uint32_t>(payload.size()));
   fileSize_.store(file_->GetFileSize(), std::memory_order_relaxed);
+  openMessages_ = file_->GetOpenMessages();
+  hasLostChunk_ = hasLostChunk_ || file_->GetLostMessages() != 0;
   lock.unlock();
   if (result == QorBagFile::kOk) {
     kLog.Verbose() << "write event: " << event->eventName;

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "src/qorbag/event_description.h"
 #include "src/qorbag/qor_bag_file.h"
@@ -46,6 +47,11 @@ class RecordingFiles {
   [[nodiscard]] bool WriteEventMsg(const std::shared_ptr<const EventDescription>& event, std::uint64_t time,
                                    std::span<const std::uint8_t> payload);
 
+  /// Messages of the open file that are in no chunk that was finished.
+  std::uint64_t GetOpenMessages() const { return openMessages_; }
+  /// Whether those were lost since the last call, as their chunk could not be written.
+  [[nodiscard]] bool TakeChunkLoss() { return std::exchange(hasLostChunk_, false); }
+
   /// Any thread: whether there is room on the disk.
   [[nodiscard]] bool CheckDisk();
   /// Any thread: brings what was written to the disk.
@@ -71,6 +77,8 @@ class RecordingFiles {
   const Report& report_;
   std::uint64_t fileStartTime_ = 0;
   std::list<std::string> closedFiles_;  ///< those that have their names, oldest first
+  std::uint64_t openMessages_ = 0;
+  bool hasLostChunk_ = false;
   bool isWhole_ = true;
   bool wasCompressionReported_ = false;
   std::atomic<bool> isWritingEnabled_{true};

@@ -2,6 +2,7 @@
 // Recordings of real publishers over both wires, with a daemon that may go and come back.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -192,6 +193,32 @@ TEST_F(BagRecordingTest, ItEndsWhenEveryEventHasItsMessages) {
   const RecorderStatus status = recorder.GetStatus();
   EXPECT_EQ(status.counts.received, status.counts.skipped + status.counts.dropped + status.written);
   EXPECT_EQ(log_.CountContaining("Recorder no subscirber."), 1U);
+}
+
+TEST_F(BagRecordingTest, WhatIsLostWithItsChunkIsNotCountedAsWritten) {
+  Advertise("/rec/a", "shm");
+  Advertise("/rec/b", "shm");
+  options_.chunkSize = 16;
+  QorRecorder recorder(options_);
+  bool isWhole = true;
+  std::thread run([&] { isWhole = recorder.Run(); });
+  WaitForRecorder();
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+  limit.rlim_cur = 40000;  // between two and three chunks
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+  Publish(500);
+  run.join();
+  EXPECT_FALSE(isWhole);
+  const auto recorded = Recorded("run.bag");
+  const RecorderStatus status = recorder.GetStatus();
+  for (const RecorderStatus::Event& event : status.events) {
+    EXPECT_GT(event.written, 0U);
+    EXPECT_EQ(event.written, recorded.at(event.name).size()) << event.name;
+    EXPECT_EQ(event.counts.received, event.written + event.counts.dropped) << event.name;
+  }
+  EXPECT_EQ(status.counts.received, status.written + status.counts.dropped);
 }
 
 TEST_F(BagRecordingTest, NoMessageIsLostOrDoubledWhereFilesAreSplit) {
