@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -101,14 +100,10 @@ Json RecordJson(const RecorderStatus& status, const char* type) {
 }
 
 std::string RecordSummary(const RecorderStatus& status) {
-  std::set<std::string> names;
-  for (const Event& event : status.events) {
-    if (event.written != 0) {
-      names.insert(event.name);
-    }
-  }
-  std::string text = "Recorded " + CountText(status.written, "message") + " of " + CountText(names.size(), "event") +
-                     " in " + FixedText(static_cast<double>(status.elapsedMs) / kMsPerSecond, 1) + " s, " +
+  const auto events = std::ranges::count_if(status.events, [](const Event& event) { return event.written != 0; });
+  std::string text = "Recorded " + CountText(status.written, "message") + " of " +
+                     CountText(static_cast<std::uint64_t>(events), "event") + " in " +
+                     FixedText(static_cast<double>(status.elapsedMs) / kMsPerSecond, 1) + " s, " +
                      ByteText(status.allSize);
   text += status.files == 1 ? ", in " : ", in " + CountText(status.files, "file") + "; the last is ";
   text += Printable(status.fileName) + "\n";
