@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -56,7 +57,7 @@ class BagRecordingTest : public ::testing::Test {
   void Advertise(const std::string& name, const std::string& kind) {
     maintaind::EventRegisterInfo event;
     event.eventName = name;
-    event.dataTypeName = "uint8";
+    event.dataTypeName = dataType_;
     if (kind == "someip") {
       auto& someip = event.bindings[DriverType::kSomeip].someip;
       someip.serviceId = static_cast<std::uint16_t>(0x7000 + ::getpid() % 0x1000);
@@ -68,6 +69,7 @@ class BagRecordingTest : public ::testing::Test {
                              : kind == "udp" ? TransportQos::kUdp
                                              : TransportQos::kShm;
       auto [topic, isNew] = topics_.try_emplace(name, test::DdsEvent({transport}));
+      topic->second.dds.qos.durability = durability_;
       topic->second.dds.dataMode = kind == "mbuf" ? maintaind::DataMode::kMbuf : maintaind::DataMode::kNormal;
       event.bindings[DriverType::kDds] = topic->second;
     }
@@ -128,6 +130,8 @@ class BagRecordingTest : public ::testing::Test {
   std::map<std::string, maintaind::EventInfo> topics_;
   std::map<std::string, Source> sources_;
   RecorderOptions options_;
+  std::string dataType_ = "uint8";
+  maintaind::DurabilityQos durability_ = maintaind::DurabilityQos::kVolatile;
 };
 
 TEST_F(BagRecordingTest, EverythingIsRecordedWhileDaemonsAndPublishersComeAndGo) {
@@ -193,6 +197,38 @@ TEST_F(BagRecordingTest, ItEndsWhenEveryEventHasItsMessages) {
   const RecorderStatus status = recorder.GetStatus();
   EXPECT_EQ(status.counts.received, status.counts.skipped + status.counts.dropped + status.written);
   EXPECT_EQ(log_.CountContaining("Recorder no subscirber."), 1U);
+}
+
+/// There may never be a second sample at which the recorder could look again.
+TEST_F(BagRecordingTest, AValueThatComesOnceHasItsDefinition) {
+  const std::string definition = R"({"ShortName":"Mode","Type":"ARRAY","template":"uint8","length":"20"})";
+  std::filesystem::create_directory(folder_.File("types"));
+  folder_.Write("types/mode.json", "[" + definition + "]");
+  daemon_ = nullptr;
+  maintaind::DaemonOptions daemon = test::QuietDaemon();
+  daemon.deploymentDir = folder_.Path();
+  daemon.answerFilter = [](const someip::MessageHeader& request, maintaind::ServiceAnswer answer) {
+    if (request.serviceId == maintaind::QORMaintaindToolsService::ServiceIdentifier &&
+        request.methodId == maintaind::operation::QueryAllDataType::kMethodId) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(150));  // the value is there earlier, if it may
+    }
+    return std::optional(std::move(answer));
+  };
+  daemon_ = std::make_unique<test::DaemonThread>(std::move(daemon));
+  dataType_ = "Mode";
+  durability_ = maintaind::DurabilityQos::kTransientLocal;
+  Advertise("/rec/mode", "shm");
+  Publish(1);
+  QorRecorder recorder(options_);
+  std::thread run([&] { recorder.Run(); });
+  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == 1; }));
+  recorder.Stop();
+  run.join();
+  QorBagReader reader(folder_.File("run.bag"));
+  ASSERT_TRUE(reader.Init());
+  EventMsg msg;
+  ASSERT_TRUE(reader.ReadEventMsg(msg, 0));
+  EXPECT_EQ(msg.event->msgDefinition, definition);
 }
 
 TEST_F(BagRecordingTest, WhatIsLostWithItsChunkIsNotCountedAsWritten) {

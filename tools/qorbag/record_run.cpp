@@ -101,7 +101,7 @@ ExitCode RecordRun::EndUnknown(const Known& known) const {
     return kExitFailure;
   }
   if (!known.isComplete) {
-    Complain("a daemon does not answer: the events that it knows are not known");
+    Complain("a daemon does not answer: whether there are such events is not known");
     return kExitFailure;
   }
   for (const std::string& name : options_.recorder.events) {
