@@ -396,6 +396,15 @@ TEST_F(QorbagRecordTest, WhatCannotBeRecordedIsToldWithItsStatus) {
   EXPECT_EQ(full.status, 1);
   EXPECT_THAT(full.err, HasSubstr("the disk has no more room"));
   daemon_ = nullptr;
+  auto silent = test::QuietDaemon();
+  silent.answerFilter = [](const auto&, const auto&) { return std::nullopt; };
+  daemon_ = std::make_unique<test::DaemonThread>(silent);
+  for (const char* what : {"-a", "/rec/door"}) {
+    const auto unanswered = run({what});
+    EXPECT_EQ(unanswered.status, 1) << what;
+    EXPECT_THAT(unanswered.err, HasSubstr("error: daemon 0 at '" + daemon_->SocketPath() + "' did not answer"));
+  }
+  daemon_ = nullptr;
   const auto alone = run({"-a"});
   EXPECT_EQ(alone.status, 1);
   EXPECT_THAT(alone.err, AllOf(HasSubstr("no daemon answers"), HasSubstr("start maintaind")));

@@ -12,6 +12,13 @@ void ComplainNoDaemon() {
            "': start maintaind, or set QOR_RUNTIME_DIR to the folder that its socket is in");
 }
 
+void ComplainMissing(const common::DaemonSet& missing, const char* severity) {
+  for (const auto& daemon : missing) {
+    Complain(std::string(severity) + ": daemon " + std::to_string(daemon.GetInstanceId()) + " at '" +
+             Printable(daemon.GetAddress()) + "' did not answer, so what only it knows is missing");
+  }
+}
+
 ExitCode EndOf(bool hasData, bool isInterrupted) {
   if (hasData) {
     return kExitDone;

@@ -15,6 +15,7 @@
 
 #include "platform/ipc/runtime_dir.h"
 #include "platform/ipc/unique_fd.h"
+#include "src/qorbag/port_range.h"
 #include "tools/common/keyboard.h"
 #include "tools/common/log_setup.h"
 #include "tools/common/number_text.h"
@@ -63,6 +64,10 @@ int PlayRun::Run() {
   SetUpQuietLog(options_.output.verbosity);
   if (!player_.CheckThePlayerOptions()) {
     Complain("an option has a value that cannot be; 'qorbag play --help' says what is expected");
+    return kExitUsage;
+  }
+  if (!options_.player.port.empty() && !qorbag::CheckInputPortInfo(options_.player.port)) {
+    Complain("--port: expected two ports, the lower one first, such as 30000,30100");
     return kExitUsage;
   }
   player_.ShowThePlayerOptions();
@@ -237,8 +242,7 @@ void PlayRun::ComplainLive() const {
 void PlayRun::ComplainPorts() const {
   Complain("the ports " + player_.Routes().MissingPorts() + " of recorded SOME/IP services are in use or needed twice" +
            (options_.player.port.empty() ? "; give others to choose from, such as --port 30000,30100"
-                                         : ", and " + Printable(options_.player.port) +
-                                               " is no range of ports with enough free ones, such as 30000,30100"));
+                                         : ", and too few of " + Printable(options_.player.port) + " are free"));
 }
 
 bool PlayRun::FailedPart() const {

@@ -25,6 +25,7 @@ constexpr char kExamples[] =
     "  qorbag record -a -o /data/run --split --max-size 2G --max-splits 10\n"
     "                                                     /data/run_0.bag and so on; the newest ten stay\n"
     "  qorbag record -a --json | jq .dropped              one status object a second\n"
+    "SIZE is such as 500M or 1.5G, TIME such as 90s or 10m.\n"
     "Events that appear later are recorded, too. While it is written, a bag's name ends in .active; 'qorbag fix' makes "
     "a\n"
     "bag of what an interrupted recording left. No file is overwritten.";
@@ -104,13 +105,13 @@ void AddFileOptions(CLI::App& command, RecordArguments& arguments) {
       ->option_text("KIND")
       ->group(kGroup);
   AddSizeOption(command, "--chunk-size", arguments.chunkSize, 1024, 1024 * kMebi,
-                "What is written at a time, and lost at most when the power fails")
+                "What is written at a time, and lost at most when the power fails: 1M by default")
       ->group(kGroup);
   AddSizeOption(command, "--buffer-size", arguments.bufferSize, kMebi, kLargestBuffer,
-                "What may wait to be written; when there is more, the oldest samples are dropped")
+                "What may wait to be written; when there is more, the oldest samples are dropped: 256M by default")
       ->group(kGroup);
   AddSizeOption(command, "--min-space", recorder.minSpace, 1, std::uint64_t{1} << 50U,
-                "End when the disk has no more room than that")
+                "End when the disk has no more room than that: 1G by default")
       ->group(kGroup);
 }
 
@@ -120,7 +121,7 @@ void AddLimitOptions(CLI::App& command, RecordArguments& arguments) {
   AddDurationOption(command, "-d,--duration", arguments.options.duration, 0.001, kLongestRun, "End after this time")
       ->group(kGroup);
   AddDurationOption(command, "-t,--timeout", arguments.options.timeout, 0.001, kLongestRun,
-                    "Wait so long for the first of the events to appear")
+                    "Wait so long for the first of the events to appear; otherwise it must be there")
       ->group(kGroup);
   AddSizeOption(command, "--max-size", recorder.maxSize, 1024, kLargestFile, "Of one file: end, or split")
       ->group(kGroup);

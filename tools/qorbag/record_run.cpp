@@ -70,6 +70,7 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
   while (true) {
     Known known;
     if (Look(known)) {
+      ComplainMissing(known.answers.missing, "warning");
       return std::nullopt;
     }
     if (Clock::now() >= deadline) {
@@ -81,18 +82,16 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
   }
 }
 
-/// With all events wanted, a daemon is enough: there may be some later.
+/// With all events wanted, a daemon that answers is enough: there may be some later.
 bool RecordRun::Look(Known& known) const {
   const qorbag::EventSelection selection(options_.recorder);
   const auto proxies = ToolsCommonClientManager::GetInstance()->GetCurrentProxyList();
   QorCommon::EventList merged;
-  common::Answers answers;
-  QorCommon::GetInstance().QueryAllRecords(proxies, merged, &answers);
-  known.isComplete = answers.IsAll();
+  QorCommon::GetInstance().QueryAllRecords(proxies, merged, &known.answers);
   for (const auto& record : merged) {
     known.names.push_back(record.eventName);
   }
-  return options_.recorder.all ? !proxies.empty() : !selection.Select(merged).empty();
+  return options_.recorder.all ? known.answers.IsAny() : !selection.Select(merged).empty();
 }
 
 ExitCode RecordRun::EndUnknown(const Known& known) const {
@@ -100,8 +99,8 @@ ExitCode RecordRun::EndUnknown(const Known& known) const {
     ComplainNoDaemon();
     return kExitFailure;
   }
-  if (!known.isComplete) {
-    Complain("a daemon does not answer: whether there are such events is not known");
+  if (!known.answers.IsAll()) {
+    ComplainMissing(known.answers.missing, "error");
     return kExitFailure;
   }
   for (const std::string& name : options_.recorder.events) {

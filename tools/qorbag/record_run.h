@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "src/common/query.h"
 #include "src/qorbag/qor_recorder.h"
 #include "tools/common/common_options.h"
 #include "tools/common/exit_code.h"
@@ -43,7 +44,7 @@ class RecordRun {
   /// Events that the daemons told of.
   struct Known {
     std::vector<std::string> names;
-    bool isComplete = false;  ///< every daemon answered
+    common::Answers answers;
   };
 
   std::optional<ExitCode> WaitForEvents();

@@ -79,11 +79,7 @@ ExitCode Session::Finish(bool anyAnswered, const common::DaemonSet& missing) {
     Complain("error: no daemon answered");
     return kExitFailure;
   }
-  for (const auto& daemon : missing) {
-    Complain(std::string(options_.isStrict ? "error" : "warning") + ": daemon " +
-             std::to_string(daemon.GetInstanceId()) + " at '" + Printable(daemon.GetAddress()) +
-             "' did not answer, so what only it knows is missing");
-  }
+  ComplainMissing(missing, options_.isStrict ? "error" : "warning");
   return out_.HasFailed() || (options_.isStrict && !missing.empty()) ? kExitFailure : kExitDone;
 }
 
