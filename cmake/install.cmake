@@ -12,7 +12,7 @@ install(TARGETS ${qor_libraries}
 file(GLOB qor_public_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
      platform/ara/*/*.h platform/log/*.h platform/dp/*.h
      src/common/*.h src/common/records/*.h src/common/utils/*.h src/datatype/*.h src/qorevent/*.h src/qorbag/*.h platform/zel/*.h)
-foreach(name e2e/check_status node_handle publisher subscriber recv_buffer helper host_domain deployment)
+foreach(name byte_buffer e2e/check_status node_handle publisher subscriber recv_buffer helper host_domain deployment)
   list(APPEND qor_public_headers platform/com/${name}.h)
 endforeach()
 foreach(name tools_service tools_service_proxy)

@@ -20,6 +20,7 @@ RecvHandler Checked(const maintaind::E2EConfigInfo& config, const RecvHandler& h
     RecvBuffer sample = received;
     sample.payload = result.payload;
     sample.e2eStatus = result.status;
+    sample.memory = nullptr;  // it has the header, too
     handler(sample);
   };
 }

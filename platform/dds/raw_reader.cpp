@@ -91,6 +91,7 @@ void RawReader::Deliver(const fdds::SampleInfo& info) {
   }
   com::RecvBuffer buffer;
   buffer.payload = sample_.Payload();
+  buffer.memory = &sample_.Memory();
   buffer.encapsulation = sample_.Encapsulation();
   buffer.sequenceNumber = info.sample_identity.sequence_number().to64long();
   buffer.sourceTimestampNs = info.source_timestamp.to_ns();

@@ -28,21 +28,13 @@ void IncomingSample::Assign(std::span<const std::uint8_t> serialized) {
     return;
   }
   const std::size_t padding = serialized.size() < RawType::kEncapsulationSize ? 0 : serialized[3] & kPaddingMask;
-  size_ = 0;
+  memory_.SetSize(0);
   isMalformed_ = serialized.size() < RawType::kEncapsulationSize + padding;
   if (isMalformed_) {
     return;
   }
   encapsulation_ = static_cast<std::uint16_t>(serialized[0] << 8U | serialized[1]);
-  const auto payload =
-      serialized.subspan(RawType::kEncapsulationSize, serialized.size() - RawType::kEncapsulationSize - padding);
-  if (payload.size() > capacity_) {
-    constexpr std::size_t kFirstCapacity = 256;
-    capacity_ = std::max({payload.size(), capacity_ + capacity_ / 2, kFirstCapacity});
-    buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(capacity_);
-  }
-  isMalformed_ = memcpy_s(buffer_.get(), capacity_, payload.data(), payload.size()) != 0;
-  size_ = isMalformed_ ? 0 : payload.size();
+  memory_.Append(serialized.first(serialized.size() - padding).subspan(RawType::kEncapsulationSize));
 }
 
 RawType::RawType(const std::string& name, bool isKeyed) {

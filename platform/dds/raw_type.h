@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <fastdds/dds/topic/TopicDataType.hpp>
 #include <functional>
-#include <memory>
 #include <span>
 #include <string>
+
+#include "platform/com/byte_buffer.h"
 
 namespace qor::dds {
 
@@ -18,7 +19,7 @@ struct OutgoingSample {
   std::uint16_t encapsulation = 0;  ///< RTPS encapsulation identifier
 };
 
-/// Takes the samples of one reader, one after the other, in one buffer that grows to the largest of them.
+/// Takes the samples of one reader, one after the other, into memory that grows to the largest of them.
 class IncomingSample {
  public:
   enum class Use : bool { kPayload, kKeyOnly };
@@ -31,14 +32,14 @@ class IncomingSample {
   void Assign(std::span<const std::uint8_t> serialized);
 
   bool IsMalformed() const { return isMalformed_; }
-  std::span<const std::uint8_t> Payload() const { return {buffer_.get(), size_}; }
+  std::span<const std::uint8_t> Payload() const { return memory_.Bytes(); }
+  /// That of the payload; it may be exchanged for other.
+  com::ByteBuffer& Memory() { return memory_; }
   std::uint16_t Encapsulation() const { return encapsulation_; }
 
  private:
   Use use_;
-  std::unique_ptr<std::uint8_t[]> buffer_;
-  std::size_t capacity_ = 0;
-  std::size_t size_ = 0;
+  com::ByteBuffer memory_;
   std::uint16_t encapsulation_ = 0;
   bool isMalformed_ = false;
 };

@@ -181,9 +181,8 @@ bool QorRecorder::PrepareOutOutgoingMessage(RecordedEvent& event, const com::Rec
   message.source = &event;
   message.time = GetCurrentMonotonicTime();
   message.payload = std::move(event.NextBuffer());
-  message.payload.SetSize(0);
   try {
-    message.payload.Append(sample.payload);
+    sample.KeepPayload(message.payload);
   } catch (const std::bad_alloc&) {
     return false;
   }

@@ -53,7 +53,7 @@ class BagRecordingTest : public ::testing::Test {
     options_.all = true;
   }
 
-  /// "shm", "udp", "mbuf" or "someip".
+  /// "shm", "udp", "mbuf", "protected" or "someip".
   void Advertise(const std::string& name, const std::string& kind) {
     maintaind::EventRegisterInfo event;
     event.eventName = name;
@@ -70,6 +70,7 @@ class BagRecordingTest : public ::testing::Test {
                                              : TransportQos::kShm;
       auto [topic, isNew] = topics_.try_emplace(name, test::DdsEvent({transport}));
       topic->second.dds.qos.durability = durability_;
+      topic->second.dds.e2e = {.isProtected = kind == "protected", .profile = 4, .dataId = 7};
       topic->second.dds.dataMode = kind == "mbuf" ? maintaind::DataMode::kMbuf : maintaind::DataMode::kNormal;
       event.bindings[DriverType::kDds] = topic->second;
     }
@@ -137,6 +138,7 @@ class BagRecordingTest : public ::testing::Test {
 TEST_F(BagRecordingTest, EverythingIsRecordedWhileDaemonsAndPublishersComeAndGo) {
   Advertise("/rec/shm", "shm");
   Advertise("/rec/mbuf", "mbuf");
+  Advertise("/rec/protected", "protected");
   Advertise("/rec/someip", "someip");
   QorRecorder recorder(options_);
   bool isWhole = false;
@@ -149,7 +151,7 @@ TEST_F(BagRecordingTest, EverythingIsRecordedWhileDaemonsAndPublishersComeAndGo)
   sources_.erase("/rec/someip");  // it needs the daemon
   const std::uint64_t before = recorder.GetStatus().written;
   Publish(50);
-  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == before + 100; })) << "without a daemon";
+  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == before + 150; })) << "without a daemon";
 
   sources_["/rec/shm"].publisher = com::Publisher();
   daemon_ = std::make_unique<test::DaemonThread>(test::QuietDaemon());
@@ -158,13 +160,13 @@ TEST_F(BagRecordingTest, EverythingIsRecordedWhileDaemonsAndPublishersComeAndGo)
   WaitForRecorder();
   const std::uint64_t again = recorder.GetStatus().written;
   Publish(100);
-  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == again + 300; }));
+  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == again + 400; }));
   recorder.Stop();
   run.join();
   EXPECT_TRUE(isWhole);
   const RecorderStatus status = recorder.GetStatus();
   EXPECT_EQ(status.counts.received, status.written);
-  EXPECT_EQ(status.events.size(), 4U);
+  EXPECT_EQ(status.events.size(), 5U);
 
   auto recorded = Recorded("run.bag");
   EXPECT_EQ(recorded["/rec/someip"].size(), 200U);

@@ -6,8 +6,10 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <thread>
 
+#include "platform/com/recv_buffer.h"
 #include "platform/dds/delivery_gate.h"
 #include "platform/dds/endpoint_qos.h"
 #include "platform/dds/endpoint_transports.h"
@@ -24,6 +26,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using eprosima::fastrtps::rtps::SerializedPayload_t;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 Bytes Serialized(const Bytes& payload, std::uint16_t encapsulation) {
@@ -48,9 +51,9 @@ TEST(RawType, WritesHeaderPayloadAndCountedPadding) {
 
 TEST(IncomingSample, TakesTheExactPayloadAndReusesItsBuffer) {
   IncomingSample sample;
-  sample.Assign(Bytes{0, 7, 0, 3, 9, 0, 0, 0});
+  sample.Assign(Bytes{0, 7, 0, 3, 9, 8, 7, 6, 5, 0, 0, 0});
   EXPECT_FALSE(sample.IsMalformed());
-  EXPECT_THAT(sample.Payload(), ElementsAre(9));
+  EXPECT_THAT(sample.Payload(), ElementsAre(9, 8, 7, 6, 5));
   EXPECT_EQ(sample.Encapsulation(), 7);
   const auto* const buffer = sample.Payload().data();
   sample.Assign(Bytes{0, 1, 0, 0, 1, 2, 3, 4, 5});  // a writer that does not pad
@@ -59,6 +62,26 @@ TEST(IncomingSample, TakesTheExactPayloadAndReusesItsBuffer) {
   sample.Assign(Bytes{0, 1, 0, 0});
   EXPECT_THAT(sample.Payload(), IsEmpty());
   EXPECT_FALSE(sample.IsMalformed());
+}
+
+TEST(IncomingSample, GivesItsMemoryAwayAndGoesOnInOther) {
+  IncomingSample sample;
+  com::ByteBuffer kept;
+  for (const Bytes& payload : {Bytes{1, 2, 3, 4}, Bytes(100, 5), Bytes{6, 7, 8, 9}}) {
+    Bytes serialized(RawType::kEncapsulationSize + payload.size());
+    std::ranges::copy(payload, serialized.begin() + RawType::kEncapsulationSize);
+    sample.Assign(serialized);
+    com::RecvBuffer received;
+    received.payload = sample.Payload();
+    received.memory = &sample.Memory();
+    received.KeepPayload(kept);
+    EXPECT_THAT(kept.Bytes(), ElementsAreArray(payload));
+    EXPECT_EQ(kept.GetData(), received.payload.data()) << "copied";
+    received.memory = nullptr;
+    com::ByteBuffer copied;
+    received.KeepPayload(copied);
+    EXPECT_THAT(copied.Bytes(), ElementsAreArray(payload));
+  }
 }
 
 TEST(IncomingSample, KnowsWhatIsTooShort) {
