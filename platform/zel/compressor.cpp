@@ -172,10 +172,13 @@ int Compressor::Init() {
 int Compressor::TransferStream(const std::uint8_t* input, std::size_t inputLength, std::vector<std::uint8_t>& output,
                                std::size_t& outputLength) {
   outputLength = 0;
-  if (codec_ == nullptr || !codec_->Transfer(Bytes(input, inputLength), output, outputLength, maxOutput_)) {
+  try {
+    const bool isDone =
+        codec_ != nullptr && codec_->Transfer(Bytes(input, inputLength), output, outputLength, maxOutput_);
+    return isDone ? 0 : -1;
+  } catch (const std::bad_alloc&) {  // a small block can be gigabytes
     return -1;
   }
-  return 0;
 }
 
 }  // namespace zel::ddt

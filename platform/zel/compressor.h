@@ -29,7 +29,7 @@ class Compressor {
   /// 0 when the type is known and the working memory could be had. To be called once, before TransferStream.
   int Init();
   /// The result stands in the first `outputLength` bytes of `output`, which only grows: its memory is used again. 0
-  /// when the block was whole and sound; otherwise another number.
+  /// when the block was whole and sound, and there was memory; otherwise another number.
   int TransferStream(const std::uint8_t* input, std::size_t inputLength, std::vector<std::uint8_t>& output,
                      std::size_t& outputLength);
   /// Results that would be longer are refused: a block can claim to be a thousand times its size.

@@ -22,15 +22,23 @@ constexpr QorLog kLog{"QorCommon"};
 
 }  // namespace
 
-bool CheckFreeSpace(const std::string& path, std::uint64_t bytes) {
-  kLog.Debug() << "Checking free space of '" << path << "'";
+std::optional<std::uint64_t> FreeSpace(const std::string& path) {
   struct statvfs info {};
   if (::statvfs(path.c_str(), &info) != 0 || info.f_frsize == 0) {
-    kLog.Warn() << "Failed to access filesystem info of '" << path << "'";
-    return false;
+    return std::nullopt;
   }
-  const std::uint64_t wholeBlocks = bytes / info.f_frsize;  // a product could overflow
-  return info.f_bavail > wholeBlocks || (info.f_bavail == wholeBlocks && bytes % info.f_frsize == 0);
+  std::uint64_t bytes = 0;
+  return __builtin_mul_overflow(std::uint64_t{info.f_bavail}, std::uint64_t{info.f_frsize}, &bytes) ? UINT64_MAX
+                                                                                                    : bytes;
+}
+
+bool CheckFreeSpace(const std::string& path, std::uint64_t bytes) {
+  kLog.Debug() << "Checking free space of '" << path << "'";
+  const auto free = FreeSpace(path);
+  if (!free.has_value()) {
+    kLog.Warn() << "Failed to access filesystem info of '" << path << "'";
+  }
+  return free.has_value() && *free >= bytes;
 }
 
 bool IsPathExist(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }

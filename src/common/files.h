@@ -3,11 +3,14 @@
 #define QOR_COMMON_FILES_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 /// Questions about paths and the file system. Any thread.
 namespace qor::common {
 
+/// Bytes that an unprivileged user can still write where `path` is; nothing when the file system does not tell.
+std::optional<std::uint64_t> FreeSpace(const std::string& path);
 /// True when an unprivileged user can still write `bytes` where `path` is.
 bool CheckFreeSpace(const std::string& path, std::uint64_t bytes);
 

@@ -10,8 +10,6 @@
 namespace qor::qorbag {
 namespace {
 
-std::string Number(std::uint64_t number) { return std::to_string(number); }
-
 bool IsSame(const ChunkInfo& left, const ChunkInfo& right) {
   auto counts = left.counts;
   std::ranges::sort(counts);
@@ -64,7 +62,7 @@ bool BagCheck::ReadBeginning() {
   headerEnd_ = source.Position();
   if (header_.compression > FileCompressionType::kZstd) {
     report_.faults.Add(headerPos, "the file header names a compression that is not known, " +
-                                      Number(static_cast<std::uint32_t>(header_.compression)));
+                                      std::to_string(static_cast<std::uint32_t>(header_.compression)));
     return false;
   }
   return true;
@@ -81,8 +79,8 @@ void BagCheck::ReadClosingIndex() {
     Connection connection;
     const std::uint64_t position = source.Position();
     if (!records_.ReadConnection(source, connection)) {
-      report_.faults.Add(position, "here should be the record of an event, number " + Number(i) + " of " +
-                                       Number(header_.connectionCount) + " of the closing index");
+      report_.faults.Add(position, "here should be the record of an event, number " + std::to_string(i) + " of " +
+                                       std::to_string(header_.connectionCount) + " of the closing index");
       return;
     }
     AddConnection(connection, position);
@@ -91,8 +89,8 @@ void BagCheck::ReadClosingIndex() {
     const std::uint64_t position = source.Position();
     if (!records_.ReadChunkInfo(source, closingInfos_.emplace_back())) {
       closingInfos_.pop_back();
-      report_.faults.Add(position, "here should be the record of a chunk, number " + Number(i) + " of " +
-                                       Number(header_.chunkCount) + " of the closing index");
+      report_.faults.Add(position, "here should be the record of a chunk, number " + std::to_string(i) + " of " +
+                                       std::to_string(header_.chunkCount) + " of the closing index");
       return;
     }
   }
@@ -100,7 +98,7 @@ void BagCheck::ReadClosingIndex() {
   chunksEnd_ = header_.connectionPos;
   if (source.Position() != input_.Size()) {
     report_.faults.Add(source.Position(), "behind the closing index stand " +
-                                              Number(input_.Size() - source.Position()) + " bytes too many");
+                                              std::to_string(input_.Size() - source.Position()) + " bytes too many");
   }
 }
 
@@ -111,7 +109,7 @@ void BagCheck::AddConnection(const Connection& connection, std::uint64_t positio
                        "the serialization configuration of the event '" + connection.eventName + "' cannot be read");
   }
   if (!connections_.try_emplace(id, connection).second) {
-    report_.faults.Add(position, "a second event has the id " + Number(id));
+    report_.faults.Add(position, "a second event has the id " + std::to_string(id));
   }
 }
 
@@ -119,8 +117,8 @@ void BagCheck::WalkChunks(const std::atomic<bool>& stop) {
   ChunkCheck check(input_, report_.version, header_.compression, report_.faults);
   std::uint64_t position = headerEnd_;
   if (report_.version >= kWithChunkEndInfo && header_.nextChunkPos != position && position < chunksEnd_) {
-    report_.faults.Add(0, "the file header says that the first chunk is at " + Number(header_.nextChunkPos) +
-                              ", and the header ends at " + Number(position));
+    report_.faults.Add(0, "the file header says that the first chunk is at " + std::to_string(header_.nextChunkPos) +
+                              ", and the header ends at " + std::to_string(position));
   }
   while (position < chunksEnd_ && !stop) {
     ChunkFacts facts;
@@ -131,12 +129,22 @@ void BagCheck::WalkChunks(const std::atomic<bool>& stop) {
       continue;
     }
     areAllKnown_ = false;
-    const auto next = NextChunk(position);
+    const auto next = IsInVain(position, facts.end) ? std::nullopt : NextChunk(position);
     if (!next.has_value()) {
       return;
     }
     position = *next;
   }
+}
+
+/// Whether too much was read already of what only looks like chunks, as in a file that was made for it.
+bool BagCheck::IsInVain(std::uint64_t position, std::uint64_t end) {
+  vainBytes_ += end - position;
+  if (vainBytes_ / kMostVain <= input_.Size()) {
+    return false;
+  }
+  report_.faults.Add(position, "too much of the file only looks like chunks: nothing behind this was checked");
+  return true;
 }
 
 /// Behind one whose end cannot be told.
@@ -164,24 +172,31 @@ void BagCheck::Take(const ChunkFacts& facts, std::uint64_t position) {
     extent = {extent.count + count, std::min(extent.begin, times.begin), std::max(extent.end, times.end)};
     if (!connections_.contains(id)) {
       report_.faults.Add(position,
-                         "the chunk has messages of an event that the bag does not describe, id " + Number(id));
+                         "the chunk has messages of an event that the bag does not describe, id " + std::to_string(id));
     }
   }
 }
 
 void BagCheck::CompareChunkInfos() {
+  std::uint64_t before = 0;
   for (const ChunkInfo& info : closingInfos_) {
+    if (info.chunkPos <= before) {
+      report_.faults.Add(header_.connectionPos, "the closing index names the chunk at " +
+                                                    std::to_string(info.chunkPos) +
+                                                    " twice, or behind a later one: no reader takes that");
+    }
+    before = info.chunkPos;
     const auto found = foundInfos_.find(info.chunkPos);
     if (found == foundInfos_.end()) {
       report_.faults.Add(header_.connectionPos,
-                         "the closing index names a chunk at " + Number(info.chunkPos) + " that is not there");
+                         "the closing index names a chunk at " + std::to_string(info.chunkPos) + " that is not there");
     } else if (found->second.has_value() && !IsSame(info, *found->second)) {
       report_.faults.Add(info.chunkPos, "the closing index does not say what is in the chunk");
     }
   }
   if (closingInfos_.size() < foundInfos_.size()) {
-    report_.faults.Add(header_.connectionPos, "the closing index names " + Number(closingInfos_.size()) + " of the " +
-                                                  Number(foundInfos_.size()) + " chunks");
+    report_.faults.Add(header_.connectionPos, "the closing index names " + std::to_string(closingInfos_.size()) + " of the " +
+                                                  std::to_string(foundInfos_.size()) + " chunks");
   }
 }
 

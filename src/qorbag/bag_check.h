@@ -53,6 +53,7 @@ class BagCheck {
   void ReadClosingIndex();
   void WalkChunks(const std::atomic<bool>& stop);
   std::optional<std::uint64_t> NextChunk(std::uint64_t position);
+  bool IsInVain(std::uint64_t position, std::uint64_t end);
   void Take(const ChunkFacts& facts, std::uint64_t position);
   void AddConnection(const Connection& connection, std::uint64_t position);
   void CompareChunkInfos();
@@ -68,6 +69,7 @@ class BagCheck {
   std::vector<ChunkInfo> closingInfos_;
   std::map<std::uint64_t, std::optional<ChunkInfo>> foundInfos_;  ///< by position; nothing: its data cannot be read
   bool areAllKnown_ = true;                                       ///< all chunks could be read
+  std::uint64_t vainBytes_ = 0;                                   ///< read of chunks that could not be checked
   std::map<std::uint32_t, Extent> extents_;                       ///< by connection id
   std::atomic<std::uint64_t> position_{0};
 };

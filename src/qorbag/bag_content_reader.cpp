@@ -267,7 +267,6 @@ bool BagContentReader::ReadNewConnections(RecordSource& source) {
 
 /// The one at this position cannot be read: goes on to the next that looks like one. False when there is none.
 bool BagContentReader::FindNextChunk(std::uint64_t& position) {
-  constexpr std::uint64_t kMostVain = 8;  // times the size of the file: what a file made for it can cost
   if (vainBytes_ / kMostVain > input_.Size()) {
     return false;
   }

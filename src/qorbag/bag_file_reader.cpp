@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/bag_file_reader.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -14,7 +15,8 @@ void BagFileReader::Close() {
   input_ = nullptr;
   content_ = std::make_shared<BagContent>();
   decompressor_ = nullptr;
-  chunkDataSize_ = 0;
+  states_.clear();
+  chunks_.clear();
 }
 
 bool BagFileReader::Open(std::unique_ptr<BagInput> input, How how) {
@@ -65,6 +67,7 @@ bool BagFileReader::SetUpDecompressor() {
   }
   decompressor_ = std::make_unique<zel::ddt::Compressor>(
       static_cast<zel::ddt::CompressionType>(content_->header.compression), zel::ddt::CompressorAction::kDecompress);
+  states_.assign(content_->chunks.size(), ChunkState::kUnread);
   return decompressor_->Init() == 0 || Failed("Compressor init failed, so the chunks cannot be read.");
 }
 
@@ -74,10 +77,11 @@ BagFileReader::Result BagFileReader::ReadMsgDataIntoStream(const MessageIndex& i
   std::array<std::uint8_t, kMessagePayloadAt> bytes{};
   const std::uint8_t* head = bytes.data();
   if (decompressor_ != nullptr) {
-    if (!DecompressChunkToStream(index.chunk)) {
+    const Chunk* const chunk = FindChunk(index.chunk);
+    if (chunk == nullptr) {
       return Result::kDecompressionFailed;
     }
-    head = chunkData_.data() + index.msgPos;
+    head = chunk->data.data() + index.msgPos;
   } else if (!input_->Read(index.msgPos, bytes)) {
     Failed("Read header from buffer fseeko  failed!");
     return Result::kFailed;
@@ -103,25 +107,59 @@ bool BagFileReader::ReadPayload(const MessageIndex& index, const std::uint8_t* h
   return true;
 }
 
-bool BagFileReader::DecompressChunkToStream(std::uint32_t chunk) {
-  if (chunkDataSize_ != 0 && chunk == currentChunk_) {
-    return true;
+/// Null when it is damaged.
+const BagFileReader::Chunk* BagFileReader::FindChunk(std::uint32_t number) {
+  const auto has = [number](const Chunk& chunk) { return chunk.size != 0 && chunk.number == number; };
+  if (lastChunk_ < chunks_.size() && has(chunks_[lastChunk_])) {
+    return &chunks_[lastChunk_];
   }
-  const BagContent::ChunkPlace& place = content_->chunks[chunk];
+  auto found = std::ranges::find_if(chunks_, has);
+  if (found == chunks_.end()) {
+    if (states_[number] == ChunkState::kDamaged) {
+      return nullptr;
+    }
+    Chunk& chunk = RoomFor(number);
+    const bool isSound = DecompressChunkToStream(number, chunk);
+    states_[number] = isSound ? ChunkState::kRead : ChunkState::kDamaged;
+    if (!isSound) {
+      return nullptr;
+    }
+    found = chunks_.begin() + (&chunk - chunks_.data());
+  }
+  lastChunk_ = static_cast<std::size_t>(found - chunks_.begin());
+  found->usedAt = ++uses_;
+  return &*found;
+}
+
+/// In place of the chunk that was used longest ago. A chunk that is wanted again gets room of its own.
+BagFileReader::Chunk& BagFileReader::RoomFor(std::uint32_t number) {
+  constexpr std::size_t kMostChunks = 16;
+  constexpr std::size_t kMostBytes = std::size_t{64} << 20U;
+  std::size_t bytes = content_->chunks[number].size;
+  for (const Chunk& chunk : chunks_) {
+    bytes += chunk.data.size();
+  }
+  const bool isAgain = states_[number] == ChunkState::kRead && chunks_.size() < kMostChunks && bytes <= kMostBytes;
+  return chunks_.empty() || isAgain ? chunks_.emplace_back() : *std::ranges::min_element(chunks_, {}, &Chunk::usedAt);
+}
+
+bool BagFileReader::DecompressChunkToStream(std::uint32_t number, Chunk& chunk) {
+  const BagContent::ChunkPlace& place = content_->chunks[number];
   RecordSource source(*input_, place.dataPos);
   std::uint32_t size = 0;
-  chunkDataSize_ = 0;
+  chunk.number = number;
+  chunk.size = 0;
   if (!source.Read(size) || !source.ReadData(size, block_)) {
     return Failed("DecompressChunkToStream read block failed!");
   }
   decompressor_->SetMaxOutput(std::size_t{place.size} + 1);  // one that is longer than it claims is seen
-  const int result = decompressor_->TransferStream(block_.GetData(), block_.GetSize(), chunkData_, chunkDataSize_);
-  if (result != 0 || chunkDataSize_ != place.size) {
+  std::size_t length = 0;
+  const int result = decompressor_->TransferStream(block_.GetData(), block_.GetSize(), chunk.data, length);
+  if (result != 0 || length != place.size) {
     kLog.Error() << "DecompressChunkToStream TransferStream failed![ret=" << result << "]";
-    chunkDataSize_ = 0;
     return false;
   }
-  currentChunk_ = chunk;
+  chunk.size = length;
   return true;
 }
 

@@ -18,8 +18,9 @@ namespace qor::qorbag {
 
 class BagContentReader;
 
-/// Reads a bag: what is in it when it is opened, messages when they are asked for. Whatever stands in the file, it
-/// takes time and memory in proportion to the size of the file. Used by one thread at a time.
+/// Reads a bag: what is in it when it is opened, messages when they are asked for. Whatever stands in the file, opening
+/// it takes time and memory in proportion to the size of the file. A compressed chunk takes what it becomes, at most 4
+/// GiB. Used by one thread at a time.
 class BagFileReader {
  public:
   /// What a bag is opened as.
@@ -53,16 +54,28 @@ class BagFileReader {
   static bool Read(BagContentReader& reader, How how, std::uint32_t version);
   bool SetUpDecompressor();
   bool ReadPayload(const MessageIndex& index, const std::uint8_t* head, std::span<std::uint8_t> payload);
-  bool DecompressChunkToStream(std::uint32_t chunk);
+  /// One that was decompressed.
+  struct Chunk {
+    std::uint32_t number = 0;
+    std::vector<std::uint8_t> data;
+    std::size_t size = 0;  ///< of its records, in data; 0: there are none
+    std::uint64_t usedAt = 0;
+  };
+  enum class ChunkState : std::uint8_t { kUnread, kRead, kDamaged };
+
+  const Chunk* FindChunk(std::uint32_t number);
+  Chunk& RoomFor(std::uint32_t number);
+  bool DecompressChunkToStream(std::uint32_t number, Chunk& chunk);
 
   std::unique_ptr<BagInput> input_;
   std::shared_ptr<const BagContent> content_ = std::make_shared<BagContent>();
 
   std::unique_ptr<zel::ddt::Compressor> decompressor_;
   QorBuffer block_;
-  std::vector<std::uint8_t> chunkData_;
-  std::size_t chunkDataSize_ = 0;
-  std::uint32_t currentChunk_ = 0;  ///< the one that chunkData_ has; see chunkDataSize_
+  std::vector<ChunkState> states_;  ///< by chunk
+  std::vector<Chunk> chunks_;       ///< one, and more where messages of several chunks come by turns
+  std::size_t lastChunk_ = 0;       ///< of those, the one that was used last
+  std::uint64_t uses_ = 0;
 };
 
 }  // namespace qor::qorbag

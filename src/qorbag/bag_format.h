@@ -53,6 +53,9 @@ inline constexpr std::uint32_t kChunkComplete = 1;
 inline constexpr std::size_t kMessageLengthAt = 55;
 inline constexpr std::size_t kMessagePayloadAt = 59;
 
+/// Such as "2.7".
+std::string VersionText(std::uint32_t version);
+
 /// The line that a file of the version begins with; empty for 100. 0 stands for the current version.
 std::string VersionLine(std::uint32_t version);
 

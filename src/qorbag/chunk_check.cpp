@@ -10,8 +10,6 @@
 namespace qor::qorbag {
 namespace {
 
-std::string Number(std::uint64_t number) { return std::to_string(number); }
-
 /// The pairs in the order of ids.
 std::vector<std::pair<std::uint32_t, std::uint32_t>> Sorted(
     std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs) {
@@ -32,26 +30,28 @@ ChunkCheck::ChunkCheck(BagInput& input, std::uint32_t version, FileCompressionTy
 
 bool ChunkCheck::Check(std::uint64_t position, ChunkFacts& facts) {
   RecordSource source(input_, position);
-  ChunkHeader header;
   chunkPos_ = position;
+  const bool isWhole = CheckAt(source, facts);
+  facts.end = source.Position();
+  return isWhole;
+}
+
+bool ChunkCheck::CheckAt(RecordSource& source, ChunkFacts& facts) {
+  ChunkHeader header;
   if (!reader_.ReadChunkHeader(source, header)) {
-    return Fault(position, "here should be the header of a chunk");
+    return Fault(chunkPos_, "here should be the header of a chunk");
   }
   dataPos_ = source.Position();
   if (version_ >= kWithChunkEndInfo && header.chunkStatus != kChunkComplete) {
-    return Fault(position, "the chunk is marked as not complete");
+    return Fault(chunkPos_, "the chunk is marked as not complete");
   }
   if (!ReadData(header, source)) {
     return false;
   }
   const bool areRecordsKnown = WalkRecords(facts);
   facts.isKnown = areRecordsKnown;
-  if (!CheckIndexes(header, source, areRecordsKnown) ||
-      (version_ >= kWithChunkEndInfo && !CheckEndInfo(header, source, areRecordsKnown, facts))) {
-    return false;
-  }
-  facts.end = source.Position();
-  return true;
+  return CheckIndexes(header, source, areRecordsKnown) &&
+         (version_ < kWithChunkEndInfo || CheckEndInfo(header, source, areRecordsKnown, facts));
 }
 
 /// Leaves `data_` empty when it cannot be decompressed.
@@ -63,7 +63,7 @@ bool ChunkCheck::ReadData(const ChunkHeader& header, RecordSource& source) {
     return Fault(dataPos_, "the compressed block has another length than the header of its chunk says");
   }
   if (!source.ReadData(size, block_)) {
-    return Fault(dataPos_, "the data of the chunk, " + Number(size) + " bytes, ends behind the end of the file");
+    return Fault(dataPos_, "the data of the chunk, " + std::to_string(size) + " bytes, ends behind the end of the file");
   }
   if (!isCompressed) {
     data_ = block_.Bytes();
@@ -98,8 +98,8 @@ bool ChunkCheck::WalkRecords(ChunkFacts& facts) {
     const std::size_t remaining = data_.size() - at;
     if (remaining < kMessagePayloadAt || !head.Decode(data_.data() + at) ||
         head.dataSize > remaining - kMessagePayloadAt) {
-      return Fault(dataPos_, "the data of the chunk is damaged: no message begins at its byte " + Number(at) + " of " +
-                                 Number(data_.size()));
+      return Fault(dataPos_, "the data of the chunk is damaged: no message begins at its byte " + std::to_string(at) + " of " +
+                                 std::to_string(data_.size()));
     }
     records_.push_back({begin + at, head.connectionId, head.timeStamp});
     at += kMessagePayloadAt + head.dataSize;
@@ -131,8 +131,8 @@ bool ChunkCheck::CheckIndexes(const ChunkHeader& header, RecordSource& source, b
   }
   const auto lost = std::ranges::count(records_, false, &Record::isIndexed);
   if (areRecordsKnown && lost != 0) {
-    Fault(chunkPos_, "the index does not lead to " + Number(static_cast<std::uint64_t>(lost)) + " of the " +
-                         Number(records_.size()) + " messages of the chunk");
+    Fault(chunkPos_, "the index does not lead to " + std::to_string(static_cast<std::uint64_t>(lost)) + " of the " +
+                         std::to_string(records_.size()) + " messages of the chunk");
   }
   return true;
 }
@@ -145,7 +145,7 @@ bool ChunkCheck::CheckIndex(RecordSource& source, bool areRecordsKnown) {
   QorBuffer entries;
   if (!reader_.ReadChunkIndex(source, index) || !source.Read(size) || size != index.indexcount * entrySize ||
       !source.ReadData(size, entries)) {
-    return Fault(position, "here should be an index of the chunk that begins at " + Number(chunkPos_));
+    return Fault(position, "here should be an index of the chunk that begins at " + std::to_string(chunkPos_));
   }
   std::uint64_t before = 0;
   for (std::uint32_t i = 0; i < index.indexcount && areRecordsKnown; ++i) {
@@ -181,15 +181,15 @@ bool ChunkCheck::CheckEndInfo(const ChunkHeader& header, RecordSource& source, b
   std::uint32_t count = 0;
   if (header.chunkInfoRecordPos != position) {
     Fault(chunkPos_, "the header of the chunk says that its end information is at " +
-                         Number(header.chunkInfoRecordPos) + ", and its indexes end at " + Number(position));
+                         std::to_string(header.chunkInfoRecordPos) + ", and its indexes end at " + std::to_string(position));
   }
   if (!reader_.ReadChunkInfo(source, info) || !source.Read(count)) {
-    return Fault(position, "here should be the end information of the chunk that begins at " + Number(chunkPos_));
+    return Fault(position, "here should be the end information of the chunk that begins at " + std::to_string(chunkPos_));
   }
   for (std::uint32_t i = 0; i < count; ++i) {
     const std::uint64_t begin = source.Position();
     if (!reader_.ReadConnection(source, facts.newConnections.emplace_back())) {
-      return Fault(begin, "here should be the record of an event that is new in the chunk at " + Number(chunkPos_));
+      return Fault(begin, "here should be the record of an event that is new in the chunk at " + std::to_string(chunkPos_));
     }
   }
   if (areRecordsKnown && (info.startTime != facts.info.startTime || info.endTime != facts.info.endTime ||
@@ -197,8 +197,8 @@ bool ChunkCheck::CheckEndInfo(const ChunkHeader& header, RecordSource& source, b
     Fault(position, "the end information of the chunk does not say what is in it");
   }
   if (header.nextChunkPos != source.Position()) {
-    Fault(chunkPos_, "the header of the chunk says that it ends at " + Number(header.nextChunkPos) +
-                         ", and it ends at " + Number(source.Position()));
+    Fault(chunkPos_, "the header of the chunk says that it ends at " + std::to_string(header.nextChunkPos) +
+                         ", and it ends at " + std::to_string(source.Position()));
   }
   return true;
 }

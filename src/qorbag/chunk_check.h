@@ -34,7 +34,7 @@ struct ChunkFacts {
   std::map<std::uint32_t, Times> times;
   std::vector<Connection> newConnections;
   std::uint64_t messageCount = 0;
-  std::uint64_t end = 0;  ///< position behind the chunk
+  std::uint64_t end = 0;  ///< position behind the chunk, or behind what was read of it
 };
 
 /// Checks one chunk after the other. Used by one thread; the input and the faults must outlive it.
@@ -46,6 +46,7 @@ class ChunkCheck {
   bool Check(std::uint64_t position, ChunkFacts& facts);
 
  private:
+  bool CheckAt(RecordSource& source, ChunkFacts& facts);
   /// A message record as it stands in the data.
   struct Record {
     std::uint64_t offset = 0;

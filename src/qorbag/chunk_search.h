@@ -11,6 +11,9 @@
 
 namespace qor::qorbag {
 
+/// Bytes that may be read of what only looks like chunks, in sizes of the file: what a file made for it can cost.
+inline constexpr std::uint64_t kMostVain = 8;
+
 /// Finds chunks in a file where nothing leads to them. Used by one thread; the input must outlive it.
 class ChunkSearch {
  public:

@@ -21,7 +21,7 @@ EventIdentity IdentityOf(const EventDescription& event) {
     return {dds.serviceId, dds.instanceId, 0, GetNetSegment(event), dds.domainId, event.eventName};
   }
   const maintaind::SomeipEventInfo& someip = event.eventInfo.someip;
-  return {someip.serviceId, someip.instanceId, someip.eventId, GetNetSegment(event), 0, ""};
+  return {someip.serviceId, someip.instanceId, someip.eventId, GetNetSegment(event), 0, event.eventName};
 }
 
 }  // namespace qor::qorbag

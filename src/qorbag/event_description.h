@@ -24,7 +24,7 @@ struct EventDescription {
   std::vector<std::uint8_t> serializationConfig;  ///< of SOME/IP settings and PDUs, as the daemon supplied it
 };
 
-/// Tells recorded events apart. A DDS event has no event id: there its name does.
+/// Tells recorded events apart. A DDS event has no event id, and old bags have no networks: there the name does.
 struct EventIdentity {
   std::uint16_t serviceId = 0;
   std::uint16_t instanceId = 0;

@@ -10,7 +10,7 @@ namespace qor::qorbag {
 
 FileOutput::FileOutput(const std::string& name) {
   constexpr mode_t kOwnerOnly = 0600;
-  const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kOwnerOnly);
+  const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
   if (fd < 0) {
     return;
   }

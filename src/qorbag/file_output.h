@@ -9,8 +9,7 @@
 
 namespace qor::qorbag {
 
-/// A file that is made anew, only for its owner (mode 0600). An existing one is emptied; a symbolic link in its place
-/// is refused.
+/// A file that is made anew, only for its owner (mode 0600). What is there already is refused, and errno is EEXIST.
 class FileOutput : public BagOutput {
  public:
   explicit FileOutput(const std::string& name);

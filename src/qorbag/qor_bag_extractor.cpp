@@ -123,8 +123,9 @@ ExtractCode QorBagExtractor::DoExtract() {
 void QorBagExtractor::AddQuery(QorView& view) {
   QorView whole;
   whole.AddQuery(input_, 0, UINT64_MAX);
-  const std::uint64_t start = whole.GetBeginTime() + options_.startTime;
-  const std::uint64_t end = options_.endTime == 0 ? whole.GetEndTime() : whole.GetBeginTime() + options_.endTime;
+  const std::uint64_t start = TimeAfter(whole.GetBeginTime(), options_.startTime);
+  const std::uint64_t end =
+      options_.endTime == 0 ? whole.GetEndTime() : TimeAfter(whole.GetBeginTime(), options_.endTime);
   log_.Info() << "Start time: " << start;
   log_.Info() << "End time: " << end;
   for (const std::string& name : options_.eventNames) {
@@ -143,13 +144,28 @@ void QorBagExtractor::UpdateOutputName() {
   }
 }
 
-/// Of what is to be written, not compressed: it cannot become more.
-ExtractCode QorBagExtractor::CheckSpace(const QorView& view) const {
-  if (common::CheckFreeSpace(FolderOf(options_.outputFile), view.PayloadBytes())) {
+/// For what is to be written, not compressed, with what stands around each message and each chunk.
+ExtractCode QorBagExtractor::CheckSpace(const QorView& view) {
+  constexpr std::uint64_t kLeast = std::uint64_t{64} << 10U;
+  constexpr std::uint64_t kChunkShare = 64;
+  const std::string folder = FolderOf(options_.outputFile);
+  if (!common::IsDirectory(folder)) {
+    return CannotCreate(options_.outputFile, ENOENT);
+  }
+  const std::uint64_t eachMessage = kMessagePayloadAt + MessageIndex::SizeIn(input_.GetVersion());
+  const std::uint64_t messages = view.PayloadBytes() + view.Size() * eachMessage;
+  if (common::CheckFreeSpace(folder, kLeast + messages + messages / kChunkShare)) {
     return ExtractCode::kOk;
   }
   log_.Error() << "No enough space";
+  reason_ = std::strerror(ENOSPC);
   return ExtractCode::kNoSpace;
+}
+
+ExtractCode QorBagExtractor::CannotCreate(const std::string& name, int error) {
+  reason_ = std::strerror(error);
+  log_.Error() << "Cannot create file '" << name << "': " << reason_;
+  return ExtractCode::kCannotCreate;
 }
 
 ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
@@ -159,22 +175,22 @@ ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
   output.SetVersion(input_.GetVersion());
   output.SetCompressionType(input_.GetCompressionType());
   if (common::IsPathExist(name)) {
-    log_.Error() << "Cannot create file '" << name << "': it exists";
-    return ExtractCode::kCannotCreate;
+    return CannotCreate(name, EEXIST);
   }
   switch (output.OpenWrite(writeName, FolderOf(name), name)) {
     case QorBagFile::kOk:
       break;
     case QorBagFile::kNoCompressor:
       log_.Error() << "Something wrong with compressor.";
+      reason_ = "the compressor cannot be set up";
       std::remove(writeName.c_str());
       return ExtractCode::kNoCompressor;
     default:
-      log_.Error() << "Cannot create file '" << writeName << "': " << std::strerror(errno);
-      return ExtractCode::kCannotCreate;
+      return CannotCreate(writeName, errno);
   }
   const bool isWritten = CopyMessages(view, output, progress_, stop_) == QorBagFile::kOk;
   if (!isWritten) {
+    reason_ = std::strerror(errno);
     log_.Error() << "An error occured while writing bag file";
   } else if (stop_) {
     log_.Info() << "Stop extracting";
@@ -193,12 +209,13 @@ ExtractCode QorBagExtractor::Finish(QorBagFile& output, const std::string& write
     log_.Info() << "Done";
     return stop_ ? ExtractCode::kStopped : ExtractCode::kOk;
   }
-  const int reason = errno;
+  const int error = errno;
   std::remove(writeName.c_str());
   if (!isWritten) {
     return ExtractCode::kWriteFailed;
   }
-  log_.Error() << "Cannot close output file '" << options_.outputFile << "': " << std::strerror(reason);
+  reason_ = std::strerror(error);
+  log_.Error() << "Cannot close output file '" << options_.outputFile << "': " << reason_;
   return ExtractCode::kCannotClose;
 }
 

@@ -59,6 +59,8 @@ class QorBagExtractor {
   const CopyProgress& GetExtractProgress() const { return progress_; }
   /// With ".bag".
   const std::string& OutputFile() const { return options_.outputFile; }
+  /// After kNoSpace, kCannotCreate, kNoCompressor, kWriteFailed or kCannotClose: why, such as "File exists".
+  const std::string& Reason() const { return reason_; }
 
  private:
   ExtractCode CheckParam() const;
@@ -67,8 +69,9 @@ class QorBagExtractor {
   ExtractCode DoExtract();
   void AddQuery(QorView& view);
   void UpdateOutputName();
-  ExtractCode CheckSpace(const QorView& view) const;
+  ExtractCode CheckSpace(const QorView& view);
   ExtractCode WriteViewToFile(const QorView& view);
+  ExtractCode CannotCreate(const std::string& name, int error);
   ExtractCode Finish(QorBagFile& output, const std::string& writeName, bool isWritten);
 
   const QorLog log_{"QorBagExtractor"};
@@ -76,6 +79,7 @@ class QorBagExtractor {
   QorBagFile input_;
   std::atomic<bool> stop_{false};
   CopyProgress progress_;
+  std::string reason_;
 };
 
 }  // namespace qor::qorbag

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/qor_bag_file.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -97,6 +100,11 @@ int QorBagFile::OpenWrite(const std::string& fileName, const std::string& filePa
   const bool isMade = output->IsOpen();
   const auto result = isMade ? writer_.Open(std::move(output), file) : BagFileWriter::Result::kFailed;
   if (result == BagFileWriter::Result::kFailed) {
+    if (isMade) {  // its start could not be written
+      const int error = errno;
+      ::unlink(fileName.c_str());
+      errno = error;
+    }
     OpenNames::Process().Remove(fileName);
     return kFailed;
   }
@@ -127,10 +135,11 @@ int QorBagFile::ReadMsgDataIntoStream(const MessageIndex& index, QorBuffer& out,
   return result == Result::kOk ? kOk : result == Result::kFailed ? kFailed : kDecompressionFailed;
 }
 
-bool QorBagFile::IsNotClosed(const std::string& name) {
+bool QorBagFile::CanBeFixed(const std::string& name) {
   FileInput input(name);
   BagContent content;
-  return input.IsOpen() && BagContentReader(input, content).Begin() && content.header.connectionPos == 0;
+  return input.IsOpen() && BagContentReader(input, content).Begin() && content.header.connectionPos == 0 &&
+         content.version >= kWithChunkEndInfo;
 }
 
 bool QorBagFile::OpenInput(const std::string& name, BagFileReader::How how) {

@@ -68,7 +68,7 @@ class QorBagFile {
   }
 
   /// Makes the file and writes what it begins with. `fileName` is what is opened, in the folder `filePath`, and becomes
-  /// `file` when it is closed. kOk, kFailed or kNoCompressor.
+  /// `file` when it is closed; it must not be there yet. kOk, kFailed, with errno, or kNoCompressor.
   [[nodiscard]] int OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file);
   bool IsOpen() const { return writer_.IsOpen(); }
 
@@ -94,8 +94,8 @@ class QorBagFile {
   [[nodiscard]] bool OpenReadByName(const std::string& name);
   /// The same for GetFileHeaderInfo alone: quick, and there may be no messages.
   [[nodiscard]] bool OpenReadForBagHeaderInfo(const std::string& name);
-  /// Whether a file is a bag that was not closed, whatever its name is.
-  static bool IsNotClosed(const std::string& name);
+  /// Whether a file is a bag that was not closed and that a repair can read, whatever its name is.
+  static bool CanBeFixed(const std::string& name);
   void CloseRead() { reader_.Close(); }
   bool IsReading() const { return reader_.IsOpen(); }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/qor_bag_fix.h"
 
-#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -48,7 +48,7 @@ bool QorBagFix::SetNames() {
 }
 
 bool QorBagFix::OpenRead() {
-  return input_.OpenReadDamagedFile(options_.inputFile) || Fail("QorBagFix open .active file failed!");
+  return input_.OpenReadDamagedFile(options_.inputFile) || Fail("QorBagFix open .active file failed!", FixPrintType::kNoInput);
 }
 
 bool QorBagFix::Run() {
@@ -67,26 +67,36 @@ bool QorBagFix::Run() {
   }
   output_.SetVersion(input_.GetVersion());
   output_.SetCompressionType(input_.GetCompressionType());
-  if (output_.OpenWrite(writeName_, options_.outputPath, outputName_) != QorBagFile::kOk) {
-    return Fail("QorBagFix cannot make the file '" + writeName_ + "': " + std::strerror(errno));
+  switch (output_.OpenWrite(writeName_, options_.outputPath, outputName_)) {
+    case QorBagFile::kOk:
+      break;
+    case QorBagFile::kNoCompressor:
+      Fail("QorBagFix cannot compress what '" + writeName_ + "' is to hold");
+      return RemoveOutput();
+    default:
+      return Fail("QorBagFix cannot make the file '" + writeName_ + "': " + std::strerror(errno));
   }
-  if (!DoRun(view)) {
+  return (DoRun(view) && CloseOutput() && HandleAcitveFile()) || RemoveOutput();
+}
+
+/// What was begun here. For callers that fail: always false.
+bool QorBagFix::RemoveOutput() {
+  if (output_.IsOpen()) {
     static_cast<void>(output_.CloseWrite());
-    std::remove(writeName_.c_str());
-    return false;
   }
-  return CloseOutput() && HandleAcitveFile();
+  ::unlink(writeName_.c_str());
+  return false;
 }
 
 bool QorBagFix::CheckDisk() {
   constexpr std::uint64_t kLeast = 1073741824;
   log_.Info() << "Begin to check free disk.";
-  struct statvfs disk {};
-  if (::statvfs(options_.outputPath.c_str(), &disk) != 0) {
+  const auto free = common::FreeSpace(options_.outputPath);
+  if (!free.has_value()) {
     log_.Warn() << "Fail to check file system status.";
     return true;
   }
-  if (std::uint64_t{disk.f_bavail} * disk.f_frsize > kLeast) {
+  if (*free > kLeast) {
     return true;
   }
   log_.Warn() << "Less than 1GB of space free on disk.[filePath=" << options_.outputPath << "]";
@@ -97,8 +107,14 @@ bool QorBagFix::CheckDisk() {
 bool QorBagFix::DoRun(const QorView& view) {
   const int code = CopyMessages(view, output_, progress_, stop_);
   log_.Info() << "Fix " << progress_.written.load() << " message(s)";
-  if (stop_ && progress_.written == 0) {  // nothing to replace an older output with
+  if (stop_ && progress_.written == 0) {
     return Fail("QorBagFix was stopped before the first message");
+  }
+  if (stop_ && common::IsPathExist(outputName_)) {
+    return Fail("QorBagFix was stopped; the older '" + outputName_ + "' stays as it was");
+  }
+  if (code == QorBagFile::kOk && progress_.written == 0) {
+    return Fail("QorBagFix cannot read any of the " + std::to_string(progress_.total) + " messages");
   }
   switch (code) {
     case QorBagFile::kOk:
@@ -115,13 +131,12 @@ bool QorBagFix::CloseOutput() {
   if (code == QorBagFile::kOk) {
     return true;
   }
-  std::remove(writeName_.c_str());
   return Fail(code == QorBagFile::kCompressionFailed ? "QorBagFix cannot compress what '" + writeName_ + "' is to hold"
                                                      : "QorBagFix cannot close '" + writeName_ + "'");
 }
 
 bool QorBagFix::HandleAcitveFile() {
-  if (std::remove(outputName_.c_str()) != 0 && errno != ENOENT) {
+  if (::unlink(outputName_.c_str()) != 0 && errno != ENOENT) {
     return Fail("Failed to delete old file '" + outputName_ + "': " + std::strerror(errno));
   }
   log_.Info() << "Renaming '" << writeName_ << "' to '" << outputName_ << "'";
@@ -132,9 +147,9 @@ bool QorBagFix::HandleAcitveFile() {
   return true;
 }
 
-bool QorBagFix::Fail(const std::string& text) {
+bool QorBagFix::Fail(const std::string& text, FixPrintType type) {
   log_.Error() << text;
-  Print(FixPrintType::kFailed, text);
+  Print(type, text);
   return false;
 }
 

@@ -25,6 +25,7 @@ struct FixOptions {
 enum class FixPrintType : std::uint8_t {
   kBegin,    ///< the input is open: it is known how much there is
   kFailed,   ///< the text says why; nothing follows
+  kNoInput,  ///< the input is no bag, or none that can be repaired; nothing follows
   kNothing,  ///< no message can be read; nothing follows
   kStopped,  ///< by Stop: the output holds the first of the messages
   kDone,
@@ -44,7 +45,7 @@ struct FixEchoInfo {
 };
 
 /// Turns the file of a recording that was interrupted into a bag: "<name>.bag.active" into "<name>_repair.bag". The
-/// input stays as it is. Fix is called once, by one thread; Stop and the progress are for any.
+/// input stays as it is. An older output is replaced, but not when it was stopped, nor by one without messages. Fix is called once, by one thread; Stop and the progress are for any.
 class QorBagFix {
  public:
   using PrintCallback = std::function<void(FixPrintType, const FixEchoInfo&)>;
@@ -68,8 +69,9 @@ class QorBagFix {
   bool DoRun(const QorView& view);
   bool CloseOutput();
   bool HandleAcitveFile();
+  bool RemoveOutput();
   void Print(FixPrintType type, std::string text = "");
-  bool Fail(const std::string& text);
+  bool Fail(const std::string& text, FixPrintType type = FixPrintType::kFailed);
 
   const QorLog log_{"QorBagFix"};
   FixOptions options_;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "src/qorbag/qor_bag_writer.h"
 
-#include <sys/statvfs.h>
-
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -175,10 +173,10 @@ void QorBagWriter::SyncLocked() {
 
 void QorBagWriter::CheckDisk() const {
   constexpr std::uint64_t kLittle = 1073741824;
-  struct statvfs disk {};
-  if (::statvfs(bagPath_.c_str(), &disk) != 0) {
+  const auto free = common::FreeSpace(bagPath_);
+  if (!free.has_value()) {
     log_.Warn("QorBagWriter_checkdisk", kLogIntervalMs) << "[QorBagWriter][Recorder fail to check file system status]";
-  } else if (std::uint64_t{disk.f_bavail} * disk.f_bsize <= kLittle) {
+  } else if (*free <= kLittle) {
     log_.Warn("QorBagWriter_checkdisk", kLogIntervalMs) << "[QorBagWriter][Less than 1GB of free space on disk]";
   }
 }

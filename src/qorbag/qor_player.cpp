@@ -15,10 +15,8 @@ namespace {
 constexpr double kMilli = 1000.0;
 constexpr std::uint32_t kLogIntervalMs = 1000;
 
-/// Milliseconds after another time.
 std::uint64_t After(std::uint64_t time, double seconds) {
-  const auto milliseconds = static_cast<std::uint64_t>(std::llround(seconds * kMilli));
-  return time > UINT64_MAX - milliseconds ? UINT64_MAX : time + milliseconds;
+  return TimeAfter(time, static_cast<std::uint64_t>(std::llround(seconds * kMilli)));
 }
 
 }  // namespace

@@ -18,6 +18,11 @@
 
 namespace qor::qorbag {
 
+/// Milliseconds after another time, or the last time there is.
+constexpr std::uint64_t TimeAfter(std::uint64_t time, std::uint64_t milliseconds) {
+  return time > UINT64_MAX - milliseconds ? UINT64_MAX : time + milliseconds;
+}
+
 /// Says which connections are wanted.
 using ConnectionPredicate = std::function<bool(const Connection&)>;
 

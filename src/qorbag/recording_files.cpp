@@ -2,9 +2,7 @@
 #include "src/qorbag/recording_files.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <ctime>
@@ -19,16 +17,6 @@ namespace {
 constexpr QorLog kLog("QorRecorder");
 constexpr std::uint32_t kLogIntervalMs = 500;
 constexpr std::uint64_t kMsPerSecond = 1000;
-
-/// Makes an empty file, unless there is one: two recordings of one name must not write into the same.
-bool Claim(const std::string& name) {
-  constexpr mode_t kOwnerOnly = 0600;
-  const int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnerOnly);
-  if (fd >= 0) {
-    ::close(fd);
-  }
-  return fd >= 0;
-}
 
 /// Makes the folder when it cannot be opened.
 void MakeFolder(const std::string& folder) {
@@ -48,8 +36,7 @@ RecordingFiles::RecordingFiles(const RecorderOptions& options, const Report& rep
 bool RecordingFiles::StartWriting() {
   const RecordingNames names = UpdateFileNames();
   std::unique_lock lock(mutex_);
-  const bool isClaimed = !common::IsPathExist(names.bag) && Claim(names.active);
-  if (!isClaimed && (common::IsPathExist(names.bag) || common::IsPathExist(names.active))) {
+  if (common::IsPathExist(names.bag) || common::IsPathExist(names.active)) {
     lock.unlock();
     kLog.Error() << "Error: recording the same file name, please check the file name.";
     report_(RecorderType::kSameName, names.active);
@@ -58,7 +45,7 @@ bool RecordingFiles::StartWriting() {
   file_ = std::make_unique<QorBagFile>();
   file_->SetCompressionType(static_cast<FileCompressionType>(options_.compressionType));
   file_->SetMaxChunkSize(options_.chunkSize);
-  const int result = isClaimed ? file_->OpenWrite(names.active, options_.outputPath, names.bag) : QorBagFile::kFailed;
+  const int result = file_->OpenWrite(names.active, options_.outputPath, names.bag);
   fileSize_ = file_->GetFileSize();
   if (result != QorBagFile::kFailed) {
     names_ = names;
@@ -66,9 +53,6 @@ bool RecordingFiles::StartWriting() {
   }
   lock.unlock();
   if (result == QorBagFile::kFailed) {
-    if (isClaimed) {
-      ::unlink(names.active.c_str());
-    }
     kLog.Error() << "Recorder open write failed.";
     report_(RecorderType::kOpenFailed, names.active);
     return false;
@@ -217,20 +201,19 @@ bool RecordingFiles::CheckDisk() {
   std::unique_lock lock(mutex_);
   const std::string active = names_.active;
   lock.unlock();
-  struct statvfs disk {};
-  if (::statvfs(active.c_str(), &disk) != 0) {
+  const auto free = common::FreeSpace(active);
+  if (!free.has_value()) {
     kLog.Warn() << "Recorder fail to check file system status.";
     return true;
   }
-  const std::uint64_t free = std::uint64_t{disk.f_bavail} * disk.f_frsize;
-  if (free <= options_.minSpace) {
+  if (*free <= options_.minSpace) {
     kLog.Warn() << "Recorder less than 1G of space free on disk.";
     if (isWritingEnabled_.exchange(false)) {
       report_(RecorderType::kDiskFull, active);
     }
     return false;
   }
-  if (free / 2 >= options_.minSpace) {
+  if (*free / 2 >= options_.minSpace) {
     isWritingEnabled_ = true;
   } else {
     kLog.Warn() << "Recorder less than 2 x 1G of space free on disk.";

@@ -73,6 +73,7 @@ void Repair(QorBagFile& damaged) {
   const std::string name = folder.Path() + "/out.bag";
   QorView view;
   view.AddQuery(damaged, 0, UINT64_MAX);
+  std::filesystem::remove(name);
   QorBagFile repaired;
   repaired.SetVersion(damaged.GetVersion());
   repaired.SetCompressionType(damaged.GetCompressionType());
@@ -85,16 +86,12 @@ void Repair(QorBagFile& damaged) {
   Require(repaired.OpenRead(name));
   const std::vector<Message> expected = MessagesOf(damaged);
   Require(progress.written == expected.size());
-  // Connections of one identity become one event, under the name that came first.
-  const auto payloads = [](const std::vector<Message>& messages) {
-    std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>> all;
-    for (const auto& [event, time, payload] : messages) {
-      all.emplace_back(time, payload);
-    }
-    std::ranges::sort(all);
-    return all;
+  // Of messages of the same time, those of the event that came first may come first.
+  const auto sorted = [](std::vector<Message> messages) {
+    std::ranges::sort(messages);
+    return messages;
   };
-  Require(payloads(MessagesOf(repaired)) == payloads(expected));
+  Require(sorted(MessagesOf(repaired)) == sorted(expected));
 }
 
 }  // namespace

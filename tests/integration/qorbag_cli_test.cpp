@@ -139,17 +139,22 @@ TEST_F(QorbagTest, MessagesArePrintedByTheDefinitionsOfTheBag) {
   EXPECT_EQ(Run({"messages"}).status, 2);
 }
 
-TEST_F(QorbagTest, ADefinitionThatTwoBagsHaveDifferentlyIsNotGuessed) {
+TEST_F(QorbagTest, ADefinitionThatCannotBeUsedIsToldAndNotGuessed) {
   MakeBag("run.bag");
   QorBagFile bag;
   ASSERT_EQ(bag.OpenWrite(folder_.File("new.bag"), folder_.Path(), folder_.File("new.bag")), QorBagFile::kOk);
   const EventMsg other = Event("/speed", "Wheel", R"({"ShortName": "Wheel", "Type": "VALUE", "Primitive": "uint8"})");
   const std::uint8_t payload[] = {1, 1};
-  ASSERT_EQ(bag.Write(other, kBegin, payload, 2), QorBagFile::kOk);
+  ASSERT_EQ(bag.Write(other, kBegin, payload, 1), QorBagFile::kOk);
+  ASSERT_EQ(bag.Write(Event("/broken", "Broken", "no JSON"), kBegin + 1, payload, 2), QorBagFile::kOk);
   ASSERT_EQ(bag.CloseWrite(), QorBagFile::kOk);
-  const Finished run = Run({"messages", "run.bag", "new.bag"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("the type 'Wheel' has another definition"));
+  const Finished run = Run({"messages", "run.bag", "new.bag", "--end", "0.01"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, AllOf(HasSubstr("{ \"/speed\" : { \"rpm\" : 256 } }\n"), HasSubstr("/speed 1 bytes: 01\n"),
+                             HasSubstr("/broken 2 bytes: 01 01\n"))) << run.err;
+  EXPECT_THAT(run.err, AllOf(HasSubstr("'/speed' are printed as bytes: the type 'Wheel' has another definition"),
+                             HasSubstr("'/broken' are printed as bytes: the definition of the type 'Broken' is no JSON")));
+  EXPECT_THAT(Run({"messages", "new.bag", "--raw"}).err, IsEmpty());
 }
 
 TEST_F(QorbagTest, ACheckTellsWhereWhatIsWrong) {
@@ -271,7 +276,7 @@ TEST_F(InterruptedTest, AFileThatCannotGrowLosesOnlyItsOpenChunk) {
     EXPECT_EQ(recorder.status, 1);
     EXPECT_THAT(recorder.err, HasSubstr("code 14\n"));
     const std::string file = folder_.File(name + ".bag");
-    if (!QorBagFile::IsNotClosed(file)) {  // there was room for the closing index
+    if (!QorBagFile::CanBeFixed(file)) {  // there was room for the closing index
       ExpectWhole(name, LastNumber(recorder.out));
       continue;
     }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -56,6 +57,7 @@ class BagRepairTest : public ::testing::Test {
       made.push_back(Event("/c"));
       return made;
     }();
+    std::filesystem::remove(Path(name));
     QorBagFile bag;
     bag.SetCompressionType(compression);
     bag.SetMaxChunkSize(2);
@@ -265,11 +267,42 @@ TEST_F(BagRepairTest, WhatCannotBeExtractedIsRefused) {
   EXPECT_EQ(code({.outputFile = folder_.Path() + "/"}), ExtractCode::kBadName);
   EXPECT_EQ(code({.outputFile = Path("run")}), ExtractCode::kSameFile) << "with .bag it is the input";
   EXPECT_EQ(code({.outputFile = Path("there.bag")}), ExtractCode::kCannotCreate);
-  EXPECT_EQ(code({.outputFile = Path("no/folder.bag")}), ExtractCode::kNoSpace)
-      << "nobody knows how much is free there";
+  EXPECT_EQ(code({.outputFile = Path("no/folder.bag")}), ExtractCode::kCannotCreate);
   EXPECT_EQ(code({.eventNames = {"/none"}}), ExtractCode::kNoMessage);
   EXPECT_EQ(code({.inputFile = Path("there.bag")}), ExtractCode::kCannotOpen);
   EXPECT_THAT(folder_.Names(), ElementsAre("run.bag", "there.bag"));
+}
+
+TEST_F(BagRepairTest, WhatSomebodyElseWritesStays) {
+  MakeBag("run.bag.active", FileCompressionType::kLz4, /*isClosed=*/false);
+  const std::string bytes = folder_.Read("run.bag.active");
+  EXPECT_EQ(QorBagExtractor({.inputFile = Path("run.bag.active"), .outputFile = Path("run.bag")}).Extract(),
+            ExtractCode::kCannotCreate)
+      << "it would be made in the place of the input";
+  EXPECT_EQ(folder_.Read("run.bag.active"), bytes);
+  folder_.Write("run_repair.bag.active", "another repair");
+  Fix("run.bag.active", FixPrintType::kFailed);
+  EXPECT_EQ(folder_.Read("run_repair.bag.active"), "another repair");
+  std::filesystem::remove(Path("run_repair.bag.active"));
+
+  std::filesystem::create_directory(Path("run_repair.bag"));
+  Fix("run.bag.active", FixPrintType::kFailed);
+  EXPECT_TRUE(std::filesystem::is_directory(Path("run_repair.bag")));
+  EXPECT_THAT(folder_.Names(), ElementsAre("run.bag.active", "run_repair.bag")) << "what was begun is gone";
+}
+
+TEST_F(BagRepairTest, AnOlderRepairIsOnlyReplacedByOneThatHasSomething) {
+  MakeBag("run.bag.active", FileCompressionType::kZstd, /*isClosed=*/false, 30);
+  folder_.Write("run_repair.bag", "an older one");
+  Bytes bytes = Content("run.bag.active");
+  QorBagFile whole;
+  ASSERT_TRUE(whole.OpenReadActiveFile(Path("run.bag.active")));
+  for (const auto& chunk : whole.Content()->chunks) {
+    bytes[chunk.dataPos + 20] ^= 1U;
+  }
+  Write("run.bag.active", bytes);
+  EXPECT_THAT(Fix("run.bag.active", FixPrintType::kFailed).text, testing::HasSubstr("cannot read any of the"));
+  EXPECT_EQ(folder_.Read("run_repair.bag"), "an older one");
 }
 
 TEST_F(BagRepairTest, EveryChangeOfACompressedChunkIsFound) {

@@ -44,10 +44,6 @@ const char* CompressionName(qorbag::FileCompressionType type) {
   return "unknown";
 }
 
-std::string VersionText(std::uint32_t version) {
-  return std::to_string(version / 100) + "." + std::to_string(version % 100 / 10);
-}
-
 double Rate(const BagFileMessageInfo& message) {
   return message.msgCount > 1 && message.endTime > message.startTime
              ? static_cast<double>(message.msgCount - 1) * kMilli /
@@ -145,7 +141,7 @@ std::string InfoText(const BagFileHeadInfo& info, TableStyle style) {
   const Totals totals = TotalsOf(info);
   std::vector<std::pair<std::string, std::string>> lines{
       {"file", Printable(info.fileName)},
-      {"version", VersionText(info.version)},
+      {"version", qorbag::VersionText(info.version)},
       {"size", ByteText(info.fileSize) + " (" + CountText(info.fileSize, "byte") + ")"},
       {"closed", info.isClosed ? "yes" : "no: this is what its complete chunks hold; 'qorbag fix' makes a bag of them"},
       {"recorded", RecordedText(info)},
@@ -153,7 +149,7 @@ std::string InfoText(const BagFileHeadInfo& info, TableStyle style) {
       {"messages", CountText(totals.count, "message") + " of " + CountText(info.messages.size(), "event") + " in " +
                        CountText(info.chunkCount, "chunk")}};
   if (totals.count != 0) {
-    const double seconds = static_cast<double>(totals.end - totals.begin) / kMilli;
+    const double seconds = (static_cast<double>(totals.end) - static_cast<double>(totals.begin)) / kMilli;
     lines.emplace_back("time",
                        TimeText(totals.begin) + " to " + TimeText(totals.end) + " (" + FixedText(seconds, 3) + " s)");
   }
@@ -170,7 +166,7 @@ Json InfoJson(const BagFileHeadInfo& info) {
   const auto orNull = [](bool isKnown, auto value) { return isKnown ? Json(value) : Json(); };
   const bool hasAny = totals.count != 0;
   Json json{{"file", info.fileName},
-            {"version", VersionText(info.version)},
+            {"version", qorbag::VersionText(info.version)},
             {"size", info.fileSize},
             {"closed", info.isClosed},
             {"compression", CompressionName(info.compression)},

@@ -88,6 +88,14 @@ ExitCode ComplainNoMatch(const ExtractCommandOptions& options) {
   return bags.Open({options.input}) ? bags.Select(options.selection, view).value_or(kExitNoMatch) : kExitFailure;
 }
 
+/// With an unfinished file in the way, the output itself need not be there.
+std::string ReasonText(const qorbag::QorBagExtractor& extractor, ExtractCode code) {
+  const bool isInTheWay = code == ExtractCode::kCannotCreate && !common::IsPathExist(extractor.OutputFile()) &&
+                          common::IsPathExist(extractor.OutputFile() + ".active");
+  return isInTheWay ? "'" + Printable(extractor.OutputFile()) + ".active' is in the way: somebody writes it, or did"
+                    : extractor.Reason();
+}
+
 ExitCode Finish(const ExtractCommandOptions& options, const qorbag::QorBagExtractor& extractor, ExtractCode code) {
   const qorbag::CopyProgress& progress = extractor.GetExtractProgress();
   if (const std::string fault = UsageFault(code); !fault.empty()) {
@@ -116,7 +124,7 @@ ExitCode Finish(const ExtractCommandOptions& options, const qorbag::QorBagExtrac
       ComplainUnreadable(options.input);
       return kExitFailure;
     default:
-      Complain("'" + Printable(extractor.OutputFile()) + "' was not written");
+      Complain("'" + Printable(extractor.OutputFile()) + "' was not written: " + ReasonText(extractor, code));
       return kExitFailure;
   }
 }

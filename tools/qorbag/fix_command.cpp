@@ -18,6 +18,7 @@
 #include "tools/common/stop_signal.h"
 #include "tools/qorbag/bag_text.h"
 #include "tools/qorbag/commands.h"
+#include "tools/qorbag/opened_bags.h"
 #include "tools/qorbag/selection.h"
 
 namespace qor::tools {
@@ -32,7 +33,7 @@ constexpr char kExamples[] =
     "  qorbag fix *.bag.active -o /data/repaired\n"
     "The file that is repaired stays as it is. An older <name>_repair.bag is replaced. What cannot be read is left "
     "out\n"
-    "and counted; the rest is whole and in order.";
+    "and counted; the rest is whole and in order. Exit status 1 when messages of complete chunks are left out.";
 
 struct FixCommandOptions {
   OutputOptions output;
@@ -91,7 +92,10 @@ void PrintOutcome(const std::string& file, const FixOutcome& outcome, bool isJso
 ExitCode Finish(const std::string& file, const FixOutcome& outcome) {
   switch (outcome.type) {
     case FixPrintType::kDone:
-      return kExitDone;
+      return outcome.info.unreadableCount == 0 ? kExitDone : kExitFailure;
+    case FixPrintType::kNoInput:
+      ComplainUnreadable(file);
+      return kExitFailure;
     case FixPrintType::kStopped:
       Complain("interrupted: '" + Printable(outcome.info.outputFile) + "' has only the first " +
                std::to_string(outcome.info.writtenCount) + " of " + CountText(outcome.info.messageCount, "message"));
@@ -113,6 +117,11 @@ int RunFix(const FixCommandOptions& options) {
   for (const std::string& file : options.files) {
     const std::string folder =
         options.folder.empty() ? common::GetFolderPath(file) : common::GetCanonicalPath(options.folder);
+    if (folder.empty()) {
+      ComplainUnreadable(file);
+      code = kExitFailure;
+      continue;
+    }
     const FixOutcome outcome = Fix(file, folder, stop);
     PrintOutcome(file, outcome, options.output.isJson, out);
     const ExitCode one = Finish(file, outcome);

@@ -73,33 +73,42 @@ class MessagesRun {
 
   /// Makes a printer for each connection, or says how the run ends.
   std::optional<ExitCode> Prepare(const qorbag::QorView& view) {
-    qorbag::RecordedDefinitions definitions;
-    const auto rendering = layout_.Rendering();
-    for (const qorbag::Connection* connection : view.GetConnections()) {
-      if (!definitions.Add(*connection)) {
-        Complain("'" + Printable(connection->eventName) + "': " + Printable(definitions.Fault()));
-        return kExitFailure;
-      }
-    }
-    std::string fault;
     layout_.hasSeveralNames = HasSeveralNames(view);
+    rawLayout_ = layout_;
+    rawLayout_.isRaw = true;
+    const auto faults = Define(view);
+    std::string fault;
     for (const qorbag::Connection* connection : view.GetConnections()) {
-      qorbag::MessageRenderer renderer(*connection, rendering, definitions);
       const std::string& name = connection->eventName;
+      const auto undefined = faults.find(connection);
+      const SampleLayout& layout = undefined == faults.end() ? layout_ : rawLayout_;
+      qorbag::MessageRenderer renderer(*connection, layout.Rendering(), definitions_);
+      const std::string& why = undefined != faults.end() ? undefined->second : renderer.Fault();
       if (!layout_.fieldPath.empty() && !renderer.IsFieldKnown()) {
-        fault = "'" + Printable(name) + "': " + Printable(renderer.Fault());
+        fault = "'" + Printable(name) + "': " + Printable(why);
         continue;
       }
       if (!renderer.IsDescribed() && !layout_.isRaw && told_.insert(name).second) {
-        Complain("the messages of '" + Printable(name) + "' are printed as bytes: " + Printable(renderer.Fault()));
+        Complain("the messages of '" + Printable(name) + "' are printed as bytes: " + Printable(why));
       }
-      printers_.emplace(connection, Printer{std::move(renderer), SamplePrinter(layout_, name)});
+      printers_.emplace(connection, Printer{std::move(renderer), SamplePrinter(layout, name)});
     }
     if (printers_.empty()) {
       Complain(fault);
       return kExitUsage;
     }
     return std::nullopt;
+  }
+
+  /// Takes the definitions of all connections. Which ones cannot be used, and why: one type can have one definition.
+  std::map<const qorbag::Connection*, std::string> Define(const qorbag::QorView& view) {
+    std::map<const qorbag::Connection*, std::string> faults;
+    for (const qorbag::Connection* connection : view.GetConnections()) {
+      if (!layout_.isRaw && !definitions_.Add(*connection)) {
+        faults.emplace(connection, definitions_.Fault());
+      }
+    }
+    return faults;
   }
 
   static bool HasSeveralNames(const qorbag::QorView& view) {
@@ -113,6 +122,7 @@ class MessagesRun {
     StopSignal stop;
     qorbag::QorBuffer payload;
     std::uint64_t unreadable = 0;
+    std::uint64_t malformed = 0;
     std::uint64_t printed = 0;
     for (auto at = view.Begin(); !at.IsEnd() && printed < options_.count && !IsOver(stop); at.Increase()) {
       const qorbag::QorMsgEntity& message = at.Value();
@@ -120,9 +130,12 @@ class MessagesRun {
       if (printer == printers_.end()) {
         continue;
       }
-      if (message.WriteMsg(payload, 0) != qorbag::QorBagFile::kOk ||
-          !printer->second.renderer.Render(message.GetBagVersion(), message.GetTime(), payload.Bytes(), sample_)) {
+      if (message.WriteMsg(payload, 0) != qorbag::QorBagFile::kOk) {
         ++unreadable;
+        continue;
+      }
+      if (!printer->second.renderer.Render(message.GetBagVersion(), message.GetTime(), payload.Bytes(), sample_)) {
+        ++malformed;
         continue;
       }
       text_ += printer->second.printer.Print(sample_);
@@ -132,7 +145,10 @@ class MessagesRun {
     if (unreadable != 0) {
       Complain(CountText(unreadable, "message") + " cannot be read; 'qorbag check' tells where and what is wrong");
     }
-    return unreadable != 0 || out_.HasFailed() ? kExitFailure : kExitDone;
+    if (malformed != 0) {
+      Complain(CountText(malformed, "message") + " cannot be printed: the payload is none of the event");
+    }
+    return unreadable + malformed != 0 || out_.HasFailed() ? kExitFailure : kExitDone;
   }
 
   /// Writes what has gathered, and looks whether anybody still wants more.
@@ -148,8 +164,10 @@ class MessagesRun {
 
   const MessagesOptions& options_;
   SampleLayout layout_;
+  SampleLayout rawLayout_;  ///< of events whose definition cannot be used
   Output out_;
   OpenedBags bags_;
+  qorbag::RecordedDefinitions definitions_;
   std::map<const qorbag::Connection*, Printer> printers_;
   std::set<std::string> told_;  ///< events whose messages are printed as bytes
   qorevent::SampleInfo sample_;

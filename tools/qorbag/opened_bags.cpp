@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
+#include "src/common/checks.h"
 #include "src/common/files.h"
 #include "src/common/name_pattern.h"
 #include "src/qorbag/bag_format.h"
@@ -19,18 +21,30 @@
 namespace qor::tools {
 namespace {
 
+constexpr std::string_view kActive = ".active";
+
 std::string WhyUnreadable(const std::string& file) {
   if (common::IsDirectory(file)) {
     return ": it is a folder";
   }
+  if (!common::HasOnlySafeCharacters(file)) {
+    return ": its name has a character that is refused, such as a parenthesis or a quotation mark";
+  }
   qorbag::FileInput input(file);
+  if (!input.IsOpen()) {
+    return ": it is no file";
+  }
   if (input.Size() == 0) {
     return ": it is empty";
   }
   std::uint32_t version = 0;
   std::uint64_t headerPos = 0;
-  if (!qorbag::ReadVersion(input, version, headerPos) && version > qorbag::CURRENT_BAG_VERSION) {
-    return ": " + qorbag::TooNewText(version);
+  if (!qorbag::ReadVersion(input, version, headerPos)) {
+    return version > qorbag::CURRENT_BAG_VERSION ? ": " + qorbag::TooNewText(version)
+                                                 : "; 'qorbag check' tells where and what is wrong";
+  }
+  if (version < qorbag::kWithChunkEndInfo && file.ends_with(kActive)) {
+    return ": it is of version " + qorbag::VersionText(version) + ", of which only closed ones can be read";
   }
   return "; 'qorbag check' tells where and what is wrong";
 }
@@ -42,7 +56,7 @@ void ComplainUnreadable(const std::string& file) {
     Complain("'" + Printable(file) + "': " + std::strerror(errno));
     return;
   }
-  if (!common::IsDirectory(file) && qorbag::QorBagFile::IsNotClosed(file) && !file.ends_with(".active")) {
+  if (!file.ends_with(kActive) && qorbag::QorBagFile::CanBeFixed(file)) {
     Complain("'" + Printable(file) + "' was not closed. To make a bag of what is complete: rename it to '" +
              Printable(file) + ".active', then 'qorbag fix'");
     return;
@@ -69,10 +83,10 @@ std::optional<ExitCode> OpenedBags::Select(const Selection& selection, qorbag::Q
     all.AddQuery(bag, 0, UINT64_MAX);
   }
   const std::uint64_t begin = all.GetBeginTime();
-  const std::uint64_t end = selection.end > 0.0 ? begin + Milliseconds(selection.end) : UINT64_MAX;
+  const std::uint64_t end = selection.end > 0.0 ? qorbag::TimeAfter(begin, Milliseconds(selection.end)) : UINT64_MAX;
   const qorbag::QorEventQuery query(selection.events, {}, selection.domainId, selection.network);
   for (qorbag::QorBagFile& bag : bags_) {
-    view.AddQuery(bag, query, begin + Milliseconds(selection.start), end);
+    view.AddQuery(bag, query, qorbag::TimeAfter(begin, Milliseconds(selection.start)), end);
   }
   if (view.Size() != 0) {
     return std::nullopt;
