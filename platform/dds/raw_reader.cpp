@@ -47,7 +47,7 @@ bool RawReader::Open(const EndpointTransports& transports, const com::ReaderOpti
   fdds::DataReaderQos qos = MakeReaderQos(used_.dds, options.queueSize);
   ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
   const fdds::StatusMask mask = fdds::StatusMask::data_available()
-                                << fdds::StatusMask::sample_lost() << fdds::StatusMask::subscription_matched()
+                                << fdds::StatusMask::subscription_matched()
                                 << fdds::StatusMask::requested_incompatible_qos();
   reader_ = subscriber_->create_datareader(topic_.GetTopic(), qos, this, mask);
   return reader_ != nullptr;
@@ -78,6 +78,7 @@ void RawReader::on_data_available(fdds::DataReader* reader) {
 void RawReader::TakeAll(fdds::DataReader& reader) {
   fdds::SampleInfo info;
   while (!gate_.IsClosed() && reader.take_next_sample(&sample_, &info) == ReturnCode_t::RETCODE_OK) {
+    CountMissing(info);
     if (info.valid_data) {
       Deliver(info);
     }
@@ -106,14 +107,24 @@ void RawReader::Deliver(const fdds::SampleInfo& info) {
   handler_(buffer);
 }
 
+/// What a writer's history replaced before it was sent again is lost as well, and Fast DDS does not tell.
+void RawReader::CountMissing(const fdds::SampleInfo& info) {
+  constexpr std::size_t kMostWriters = 1024;
+  if (lastNumbers_.size() > kMostWriters) {
+    lastNumbers_.clear();  // of writers that are long gone
+  }
+  const std::uint64_t number = info.sample_identity.sequence_number().to64long();
+  const auto [last, isNew] = lastNumbers_.try_emplace(info.sample_identity.writer_guid(), number);
+  if (!isNew && number > last->second + 1) {
+    lost_.fetch_add(number - last->second - 1, std::memory_order_relaxed);
+  }
+  last->second = number;
+}
+
 void RawReader::CountUnusable(const char* reason) {
   lost_.fetch_add(1, std::memory_order_relaxed);
   kLog.Warn("RawReader_" + used_.dds.topicName, kLogIntervalMs)
       << "A sample of topic '" << used_.dds.topicName << "' was dropped: " << reason << ".";
-}
-
-void RawReader::on_sample_lost(fdds::DataReader* /*reader*/, const fdds::SampleLostStatus& status) {
-  lost_.fetch_add(static_cast<std::uint64_t>(std::max(0, status.total_count_change)), std::memory_order_relaxed);
 }
 
 void RawReader::on_subscription_matched(fdds::DataReader* /*reader*/, const fdds::SubscriptionMatchedStatus& status) {

@@ -44,10 +44,9 @@ class RawReader : public com::EventReader, private eprosima::fastdds::dds::DataR
   bool Open(const EndpointTransports& transports, const com::ReaderOptions& options);
   void TakeAll(eprosima::fastdds::dds::DataReader& reader);
   void Deliver(const eprosima::fastdds::dds::SampleInfo& info);
+  void CountMissing(const eprosima::fastdds::dds::SampleInfo& info);
   void CountUnusable(const char* reason);
   void on_data_available(eprosima::fastdds::dds::DataReader* reader) override;
-  void on_sample_lost(eprosima::fastdds::dds::DataReader* reader,
-                      const eprosima::fastdds::dds::SampleLostStatus& status) override;
   void on_subscription_matched(eprosima::fastdds::dds::DataReader* reader,
                                const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) override;
   void on_requested_incompatible_qos(eprosima::fastdds::dds::DataReader* reader,
@@ -65,6 +64,7 @@ class RawReader : public com::EventReader, private eprosima::fastdds::dds::DataR
   DeliveryGate gate_;
 
   // Touched only by the thread that the gate lets deliver.
+  std::map<eprosima::fastrtps::rtps::GUID_t, std::uint64_t> lastNumbers_;  ///< by writer
   IncomingSample sample_;
   dp::MbufSample mbuf_;
 };

@@ -327,7 +327,8 @@ bool BagFileWriter::UpdateFileHeader() {
 }
 
 std::uint64_t BagFileWriter::GetFileSize() const {
-  return isChunkOpen_ ? chunkPos_ + chunkHeaderSize_ + chunk_.ChunkSize() : output_->Position();
+  const bool isSizeKnown = isChunkOpen_ && compressor_ == nullptr;
+  return isSizeKnown ? chunkPos_ + chunkHeaderSize_ + chunk_.ChunkSize() : output_->Position();
 }
 
 bool BagFileWriter::Flush() { return output_->Flush(); }

@@ -60,7 +60,7 @@ class BagFileWriter {
   /// Messages that wait in the open chunk, and those of chunks that could not be written.
   std::uint64_t GetOpenMessages() const { return isChunkOpen_ ? chunk_.MessageCount() : 0; }
   std::uint64_t GetLostMessages() const { return lostMessages_; }
-  /// Bytes that the file would have now, with the open chunk.
+  /// Bytes that the file would have now, with the open chunk; when that is to be compressed, without it.
   std::uint64_t GetFileSize() const;
   /// Whether something was written since the last Sync.
   bool IsDirty() const { return isDirty_; }

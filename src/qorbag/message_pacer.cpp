@@ -104,13 +104,24 @@ bool MessagePacer::AwaitHorizon() {
     if (control_.IsStopped()) {
       return false;
     }
-    time_.SleepUntil(clock_.RunClock(now, kSlice));
+    const SteadyNs wake = clock_.RunClock(now, kSlice);
+    time_.SleepUntil(wake);
+    PassStandstill(time_.Now() - wake);
     if (++turns_ % kTurnsPerProgress == 0) {
       elapsed_ = SecondsOf(clock_.GetTime());
     }
   }
   clock_.JumpToHorizon();
   return !control_.IsStopped();
+}
+
+/// A program that was suspended goes on where it was: what was due meanwhile does not come all at once.
+void MessagePacer::PassStandstill(SteadyNs late) {
+  constexpr SteadyNs kStandstill = std::chrono::seconds(1);
+  if (late > kStandstill) {
+    translator_.Shift(late);
+    Aim();
+  }
 }
 
 void MessagePacer::FinishMessage() { elapsed_ = SecondsOf(bagTime_); }

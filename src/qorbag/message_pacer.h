@@ -48,6 +48,7 @@ class MessagePacer {
   void SkipSilence();
   bool AwaitFrequency();
   bool AwaitHorizon();
+  void PassStandstill(SteadyNs late);
   double SecondsOf(std::uint64_t bagTime) const;
 
   const PlayerOptions& options_;

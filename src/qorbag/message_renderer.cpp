@@ -21,11 +21,10 @@ datatype::QueryFunction QueryOf(const RecordedDefinitions& definitions) {
 }  // namespace
 
 MessageRenderer::MessageRenderer(const Connection& connection, const qorevent::EchoRendering& rendering,
-                                 const RecordedDefinitions& definitions)
+                                 const RecordedDefinitions& definitions, bool isFromDdsPublisher)
     : driver_(connection.driverType),
       isMbuf_(IsUsingRawData(connection)),
-      renderer_(connection.eventName, RegistrationOf(connection),
-                /*isFromDdsPublisher=*/connection.driverType == maintaind::DriverType::kDds, rendering,
+      renderer_(connection.eventName, RegistrationOf(connection), isFromDdsPublisher, rendering,
                 QueryOf(definitions)) {}
 
 bool MessageRenderer::Render(std::uint32_t bagVersion, std::uint64_t time, std::span<const std::uint8_t> payload,

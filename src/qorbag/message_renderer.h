@@ -16,9 +16,9 @@ namespace qor::qorbag {
 /// Used by one thread at a time.
 class MessageRenderer {
  public:
-  /// `definitions` must outlive the construction.
+  /// `definitions` must outlive the construction. `isFromDdsPublisher`: as of SampleRenderer.
   MessageRenderer(const Connection& connection, const qorevent::EchoRendering& rendering,
-                  const RecordedDefinitions& definitions);
+                  const RecordedDefinitions& definitions, bool isFromDdsPublisher);
 
   /// As of SampleRenderer.
   bool IsDescribed() const { return renderer_.IsDescribed(); }

@@ -4,9 +4,11 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <map>
 #include <new>
 #include <string_view>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 namespace qor::qorbag {
@@ -357,11 +359,22 @@ RecorderStatus QorRecorder::GetStatus() const {
   status.waiting = queue_.GetWaiting();
   status.counts = queue_.GetCounts();
   status.written = written_.load();
+  std::map<std::tuple<std::uint16_t, std::uint16_t, std::string>, std::uint64_t> lostOfServices;
   subscriptions_.VisitEvents([&](const RecordedEvent& event, std::uint64_t lost) {
     const bool isNext = !status.events.empty() && status.events.back().name == event.eventName;
     const std::uint32_t number = isNext ? status.events.back().number + 1 : 0;
     status.events.push_back({event.eventName, number, event.Driver(), queue_.GetCounts(event), event.Written(), lost});
+    if (event.Driver() == maintaind::DriverType::kSomeip) {
+      const auto& someip = event.Record().bindings.begin()->second.someip;
+      auto& ofService = lostOfServices[{someip.serviceId, someip.instanceId, someip.networkIp}];
+      ofService = std::max(ofService, lost);
+    } else {
+      status.lost += lost;
+    }
   });
+  for (const auto& [service, lost] : lostOfServices) {
+    status.lost += lost;
+  }
   return status;
 }
 

@@ -28,7 +28,8 @@ struct RecorderStatus {
     maintaind::DriverType driver = maintaind::DriverType::kDds;
     SampleCounts counts;
     std::uint64_t written = 0;
-    std::uint64_t lost = 0;  ///< before they were received, as far as the transport knows
+    /// Before they were received, as far as the transport knows; for SOME/IP of all events of the service together.
+    std::uint64_t lost = 0;
   };
 
   std::uint64_t elapsedMs = 0;
@@ -40,6 +41,7 @@ struct RecorderStatus {
   OutgoingQueue::Waiting waiting;
   SampleCounts counts;  ///< of all events
   std::uint64_t written = 0;
+  std::uint64_t lost = 0;     ///< of all events, those of a service once
   std::vector<Event> events;  ///< by name
 };
 

@@ -43,6 +43,18 @@ bool IsSameEvent(const EventInfoWithPubSub& one, const EventInfoWithPubSub& othe
   return isSame;
 }
 
+/// Whether a subscription that nobody publishes to should be made anew: the publisher is back with other settings of
+/// the wire. Those of the payload stay as the bag describes them.
+bool HasNewSettings(const EventInfoWithPubSub& known, const com::Subscriber& subscriber,
+                    const EventInfoWithPubSub& record) {
+  const auto& [driver, binding] = *known.bindings.begin();
+  const auto& now = record.bindings.begin()->second;
+  return driver == DriverType::kDds && !record.publisher.empty() && IsSameTopic(known, record) &&
+         (binding.dds.qos != now.dds.qos || binding.dds.transports != now.dds.transports ||
+          binding.dds.partition != now.dds.partition) &&
+         subscriber.GetPublisherCount() == 0;
+}
+
 void LogSubscribing(const EventInfoWithPubSub& record) {
   if (record.bindings.begin()->first == DriverType::kDds) {
     kLog.Info() << "Do subscribe event.[eventName=" << record.eventName << ", driverType=DDS]";
@@ -170,8 +182,11 @@ bool RecorderSubscriptions::IsRepeatedEvent(const EventInfoWithPubSub& record) c
   const std::lock_guard lock(mutex_);
   const auto [first, last] = subscriptions_.equal_range(record.eventName);
   const auto known = std::find_if(first, last, [&](const auto& one) {
-    const bool isReplaced = !one.second.subscriber && !record.publisher.empty();
-    return !isReplaced && IsSameEvent(one.second.event->Record(), record);
+    const Subscription& subscription = one.second;
+    const bool isReplaced = subscription.subscriber
+                                ? HasNewSettings(subscription.event->Record(), subscription.subscriber, record)
+                                : !record.publisher.empty();
+    return !isReplaced && IsSameEvent(subscription.event->Record(), record);
   });
   if (known == last) {
     return false;
@@ -187,7 +202,7 @@ bool RecorderSubscriptions::IsRepeatedEvent(const EventInfoWithPubSub& record) c
 }
 
 bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record, const Definitions& definitions) {
-  ReplaceIfUnpublished(record);
+  EndOutdated(record);
   const std::string name = record.eventName;
   if (options_.all) {
     kLog.Info() << "[Qorbag record event][eventName=" << name << "]";
@@ -215,14 +230,15 @@ bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record, co
   return true;
 }
 
-/// What was subscribed by what its subscribers said gives way to what its publisher says.
-void RecorderSubscriptions::ReplaceIfUnpublished(const EventInfoWithPubSub& record) {
+/// What was subscribed by what its subscribers said, or its publisher before, gives way to what its publisher says.
+void RecorderSubscriptions::EndOutdated(const EventInfoWithPubSub& record) {
   std::vector<com::Subscriber> ended;  // without the lock: it waits for the receive threads
   const std::lock_guard lock(mutex_);
   const auto [first, last] = subscriptions_.equal_range(record.eventName);
   for (auto one = first; one != last; ++one) {
     const EventInfoWithPubSub& known = one->second.event->Record();
-    if (known.publisher.empty() && !record.publisher.empty() && IsSameTopic(known, record)) {
+    const bool isUnpublished = known.publisher.empty() && !record.publisher.empty() && IsSameTopic(known, record);
+    if (isUnpublished || (one->second.subscriber && HasNewSettings(known, one->second.subscriber, record))) {
       ended.push_back(one->second.End());
     }
   }

@@ -460,6 +460,8 @@ TEST_F(BagPlayingTest, TheProgramTellsWhatItPlaysAndWhatPreventsIt) {
            {{Bag(), "-e", "/cli/evnt"}, 3, "Did you mean '/cli/event'?"},
            {{Bag(), "-x", "/cli/*"}, 3, "no message is of these events"},
            {{Bag(), "--remap", "/cli/evet:=/x"}, 3, "Did you mean"},
+           {{Bag(), "--remap", "/cli/event:=/x", "--remap", "/cli/event:=/y"}, 2, "is given two names"},
+           {{Bag(), "-x", "/cli/evet"}, 3, "Did you mean"},
            {{Bag(), "--start", "5"}, 3, "no message"},
            {{Bag(), "--rate", "0"}, 2, "rate"},
            {{Bag(), "--remap", "/a=/b"}, 2, "OLD:=NEW"},

@@ -390,6 +390,9 @@ TEST_F(QorbagRecordTest, WhatCannotBeRecordedIsToldWithItsStatus) {
   EXPECT_EQ(unknown.status, 3);
   EXPECT_THAT(unknown.err, HasSubstr("no event is named '/rec/dor'. Did you mean '/rec/door'?"));
   EXPECT_EQ(run({"/nothing/*"}).status, 3);
+  EXPECT_THAT(run({"/rec/*", "-x", "/rec/dor", "--min-space", "1000T"}).err,
+              HasSubstr("none is left out by it. Did you mean '/rec/door'?"));
+  std::filesystem::remove(folder_.File("x.bag"));
   EXPECT_EQ(run({}).status, 2);
   EXPECT_EQ(run({"-a", "--split"}).status, 2);
   EXPECT_THAT(run({"-a", "--max-size", "2X"}).err, HasSubstr("expected a size from"));

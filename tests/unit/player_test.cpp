@@ -52,6 +52,7 @@ class HandTime : public PlayerTime {
   void Wake() override { isWakened_ = true; }
   int SetRealTime(std::uint64_t /*milliseconds*/) override { return EPERM; }
 
+  void Jump(milliseconds time) { now_ += time; }
   void At(milliseconds moment, std::function<void()> action) { plans_.emplace(moment, std::move(action)); }
 
  private:
@@ -118,6 +119,11 @@ TEST_F(PacingTest, AnHourAtAnyRateEndsOnTime) {
     }
     EXPECT_LE(latest, HandTime::kLate) << "lateness adds up at rate " << rate;
   }
+}
+
+TEST_F(PacingTest, AStandstillOfTheProgramDelaysWhatFollowsIt) {
+  time_.At(milliseconds(150), [this] { time_.Jump(milliseconds(5000)); });
+  EXPECT_THAT(Play({0, 100, 200, 201, 300}), ElementsAre("0", "100", "5200", "5201", "5300"));
 }
 
 TEST_F(PacingTest, APauseDelaysWhatFollowsIt) {

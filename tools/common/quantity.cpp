@@ -76,7 +76,7 @@ std::uint64_t ParseSize(const std::string& text) {
   return rest.empty() && size >= 0 && size <= kLargest ? static_cast<std::uint64_t>(size) : 0;
 }
 
-double ParseDuration(const std::string& text) {
+std::optional<double> ParseDuration(const std::string& text) {
   std::string_view rest = text;
   double seconds = 0;
   double before = std::numeric_limits<double>::infinity();
@@ -85,7 +85,7 @@ double ParseDuration(const std::string& text) {
     const bool isPlain = rest.empty() && std::isinf(before);
     const double unit = isPlain ? 1 : rest.empty() ? 0 : SecondsOf(rest.front());
     if (number < 0 || unit <= 0 || unit >= before) {
-      return 0;
+      return std::nullopt;
     }
     rest.remove_prefix(isPlain ? 0 : 1);
     seconds += number * unit;
@@ -110,12 +110,12 @@ CLI::Option* AddSizeOption(CLI::App& command, const std::string& name, std::uint
 CLI::Option* AddDurationOption(CLI::App& command, const std::string& name, double& value, double least, double most,
                                const std::string& about) {
   const auto set = [&value, least, most](const std::string& text) {
-    const double seconds = ParseDuration(text);
-    if (seconds < least || seconds > most) {
-      throw CLI::ValidationError(Refusal(text, "a time from " + FixedText(least, least < 1 ? 3 : 0) + " to " +
+    const auto seconds = ParseDuration(text);
+    if (!seconds.has_value() || *seconds < least || *seconds > most) {
+      throw CLI::ValidationError(Refusal(text, "a time from " + FixedText(least, least > 0 && least < 1 ? 3 : 0) + " to " +
                                                    FixedText(most, 0) + " seconds, such as 90, 10m or 1h30m"));
     }
-    value = seconds;
+    value = *seconds;
   };
   return command.add_option_function<std::string>(name, set, about)->option_text("TIME");
 }

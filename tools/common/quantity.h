@@ -3,6 +3,7 @@
 #define QOR_TOOLS_COMMON_QUANTITY_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -12,8 +13,8 @@ namespace qor::tools {
 
 /// "500", "64K", "1.5G": bytes; K, M, G and T are powers of 1024, and "iB" or "B" may follow. 0 for what is none.
 std::uint64_t ParseSize(const std::string& text);
-/// "90", "0.5", "90s", "10m", "2h", "1h30m": seconds. 0 for what is none.
-double ParseDuration(const std::string& text);
+/// "90", "0.5", "90s", "10m", "2h", "1h30m": seconds. Nothing for what is none.
+std::optional<double> ParseDuration(const std::string& text);
 
 /// Options of these kinds; `value` must live as long as the command.
 CLI::Option* AddSizeOption(CLI::App& command, const std::string& name, std::uint64_t& value, std::uint64_t least,

@@ -82,7 +82,7 @@ class MessagesRun {
       const std::string& name = connection->eventName;
       const auto undefined = faults.find(connection);
       const SampleLayout& layout = undefined == faults.end() ? layout_ : rawLayout_;
-      qorbag::MessageRenderer renderer(*connection, layout.Rendering(), definitions_);
+      qorbag::MessageRenderer renderer(*connection, layout.Rendering(), definitions_, bags_.HasDdsEvent(name));
       const std::string& why = undefined != faults.end() ? undefined->second : renderer.Fault();
       if (!layout_.fieldPath.empty() && !renderer.IsFieldKnown()) {
         fault = "'" + Printable(name) + "': " + Printable(why);

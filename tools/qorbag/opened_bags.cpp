@@ -95,6 +95,14 @@ std::optional<ExitCode> OpenedBags::Select(const Selection& selection, qorbag::Q
   return kExitNoMatch;
 }
 
+bool OpenedBags::HasDdsEvent(const std::string& name) const {
+  return std::ranges::any_of(bags_, [&name](const qorbag::QorBagFile& bag) {
+    return std::ranges::any_of(bag.Content()->connections, [&name](const auto& one) {
+      return one.second.driverType == maintaind::DriverType::kDds && one.second.eventName == name;
+    });
+  });
+}
+
 std::optional<ExitCode> CheckEventNames(const std::vector<std::string>& names,
                                         const std::list<qorbag::QorBagFile>& bags) {
   std::vector<std::string> known;

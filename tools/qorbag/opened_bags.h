@@ -24,6 +24,9 @@ class OpenedBags {
   /// in no bag, or no message is wanted.
   std::optional<ExitCode> Select(const Selection& selection, qorbag::QorView& view);
 
+  /// Whether an event of that name was recorded over DDS, too.
+  bool HasDdsEvent(const std::string& name) const;
+
  private:
   std::list<qorbag::QorBagFile> bags_;
 };

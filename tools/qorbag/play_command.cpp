@@ -7,6 +7,7 @@
 
 #include "src/common/name_pattern.h"
 #include "tools/common/common_options.h"
+#include "tools/common/quantity.h"
 #include "tools/qorbag/commands.h"
 #include "tools/qorbag/play_run.h"
 #include "tools/qorbag/selection.h"
@@ -22,6 +23,7 @@ constexpr char kExamples[] =
     "  qorbag play run.bag -x '/camera/*'                   without the cameras\n"
     "  qorbag play run.bag --remap /speed:=/recorded/speed   beside the live one\n"
     "  qorbag play run.bag --pause                           begins paused\n"
+    "TIME is such as 90, 0.5, 10m or 1h30m; a number alone counts seconds.\n"
     "On a terminal: space pauses and goes on, s or the right arrow plays one message while paused, t turns --trace on\n"
     "and off, q quits. Events that are offered live are not played over: then nothing is played.";
 
@@ -53,7 +55,10 @@ void AddEventOptions(CLI::App& command, qorbag::PlayerOptions& player) {
           "--remap",
           [&player](const std::vector<std::string>& texts) {
             for (const std::string& text : texts) {
-              player.eventRenames.insert(SplitRemap(text).value());
+              const auto [oldName, newName] = SplitRemap(text).value();
+              if (!player.eventRenames.emplace(oldName, newName).second) {
+                throw CLI::ValidationError("--remap: '" + oldName + "' is given two names");
+              }
             }
           },
           "Play the event OLD under the name NEW; may be repeated")
@@ -69,19 +74,22 @@ void AddTimeOptions(CLI::App& command, qorbag::PlayerOptions& player) {
   const auto flag = [&](const char* name, bool& value, const char* text) {
     command.add_flag(name, value, text)->group("When");
   };
-  add("--start", player.startTime, "SECONDS", "From so many seconds after the first message")
-      ->check(CLI::Range(0.0, player.maxStartTime));
-  add("-d,--duration", player.duration, "SECONDS", "So many seconds of the bag")->check(Seconds());
+  const auto addTime = [&](const char* name, double& value, double least, double most, const char* text) {
+    AddDurationOption(command, name, value, least, most, text)->group("When");
+  };
+  constexpr double kLeast = 0.001;
+  constexpr double kMost = 1e9;
+  addTime("--start", player.startTime, 0, player.maxStartTime, "From so long after the first message");
+  addTime("-d,--duration", player.duration, kLeast, kMost, "So much of the bag");
   add("-r,--rate", player.rate, "FACTOR", "Speed: 2 is twice as fast")
       ->check(CLI::Range(player.minRate, player.maxRate));
   add("-f,--frequency", player.frequency, "HZ", "So many messages a second, whatever their times")
       ->check(CLI::Range(0.001, player.maxFrequency));
   flag("--immediate", player.immediate, "As fast as possible");
-  add("--skip-empty", player.skipEmpty, "SECONDS", "Leave out silences that are longer")->check(Seconds());
+  addTime("--skip-empty", player.skipEmpty, kLeast, kMost, "Leave out silences that are longer");
   player.delayTime = 1;
-  add("--delay", player.delayTime, "SECONDS",
-      "Wait before the first message, so that subscribers can come: 1 by default")
-      ->check(CLI::Range(0.0, player.maxDelayTime));
+  addTime("--delay", player.delayTime, 0, player.maxDelayTime,
+          "Wait before the first message, so that subscribers can come: 1 second by default");
   flag("-l,--loop", player.loop, "Begin again at the end");
   flag("-p,--pause", player.pause, "Begin paused");
   command.add_option("--trace", player.traceEvent, "Pause whenever it is the turn of this event")

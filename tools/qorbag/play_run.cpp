@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -15,6 +16,7 @@
 
 #include "platform/ipc/runtime_dir.h"
 #include "platform/ipc/unique_fd.h"
+#include "src/common/name_pattern.h"
 #include "src/qorbag/port_range.h"
 #include "tools/common/keyboard.h"
 #include "tools/common/log_setup.h"
@@ -44,7 +46,7 @@ void Watch(int epoll, int fd) {
   ::epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
 }
 
-/// All events that the command line names.
+/// All events that the command line names; patterns of events that are left out may match none.
 std::vector<std::string> NamedEvents(const qorbag::PlayerOptions& options) {
   std::vector<std::string> names = options.eventNames;
   for (const auto& [oldName, newName] : options.eventRenames) {
@@ -53,6 +55,7 @@ std::vector<std::string> NamedEvents(const qorbag::PlayerOptions& options) {
   if (!options.traceEvent.empty()) {
     names.push_back(options.traceEvent.substr(0, options.traceEvent.find('[')));
   }
+  std::ranges::remove_copy_if(options.excluded, std::back_inserter(names), common::IsNamePattern);
   return names;
 }
 
@@ -94,15 +97,8 @@ bool PlayRun::Open() {
 }
 
 void PlayRun::Play() {
-  player_.RegPrintCallback([this](PlayerPrintType type, const qorbag::PlayerEchoInfo& /*info*/) {
-    if (type == PlayerPrintType::kBeforeDelay) {
-      phase_ = Phase::kWaiting;
-    } else if (type == PlayerPrintType::kBegin) {
-      phase_ = Phase::kPlaying;
-    }
-  });
+  player_.RegPrintCallback([this](PlayerPrintType type, const qorbag::PlayerEchoInfo& /*info*/) { Follow(type); });
   const ipc::UniqueFd done(::eventfd(0, EFD_CLOEXEC));
-  const auto begin = std::chrono::steady_clock::now();
   std::thread worker([&] {
     const auto [start, end] = player_.CalculateTime();
     code_ = player_.Run(start, end);
@@ -111,7 +107,29 @@ void PlayRun::Play() {
   });
   Attend(done.Get());
   worker.join();
-  duration_ = std::chrono::steady_clock::now() - begin;
+}
+
+/// On the playing thread.
+void PlayRun::Follow(PlayerPrintType type) {
+  switch (type) {
+    case PlayerPrintType::kBeforeDelay:
+      phase_ = Phase::kWaiting;
+      break;
+    case PlayerPrintType::kBegin:
+      begin_ = std::chrono::steady_clock::now();
+      phase_ = Phase::kPlaying;
+      break;
+    case PlayerPrintType::kFinished:
+      end_ = std::chrono::steady_clock::now();
+      phase_ = Phase::kFinishing;
+      break;
+    case PlayerPrintType::kCannotDecompress:
+      isDamaged_ = true;
+      break;
+    case PlayerPrintType::kEmpty:
+    case PlayerPrintType::kMessage:
+      break;
+  }
 }
 
 void PlayRun::Attend(int doneFd) {
@@ -172,6 +190,10 @@ void PlayRun::TellProblems() {
     Complain(std::string("the clock was not set: ") + std::strerror(error) +
              (error == EPERM ? "; it needs root, or the capability CAP_SYS_TIME" : ""));
   }
+  if (isDamaged_ && !std::exchange(isDamageTold_, true)) {
+    line_.Clear();
+    Complain("a part of the bag cannot be decompressed: its messages are missing; 'qorbag check' tells where");
+  }
 }
 
 std::string PlayRun::ProgressText() const {
@@ -180,6 +202,8 @@ std::string PlayRun::ProgressText() const {
       return "Preparing to play";
     case Phase::kWaiting:
       return "Waiting before the first message";
+    case Phase::kFinishing:
+      return CountText(player_.Published(), "message") + " published; waiting until subscribers have them";
     case Phase::kPlaying:
       break;
   }
@@ -262,7 +286,7 @@ bool PlayRun::FailedPart() const {
 
 void PlayRun::WriteSummary() {
   constexpr int kDigits = 3;
-  const double seconds = std::chrono::duration<double>(duration_).count();
+  const double seconds = std::chrono::duration<double>(end_ - begin_).count();
   if (options_.output.isJson) {
     out_.WriteJson({{"messages", player_.Published()},
                     {"failed", player_.Failed()},

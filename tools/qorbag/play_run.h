@@ -29,7 +29,7 @@ class PlayRun {
   int Run();
 
  private:
-  enum class Phase { kPreparing, kWaiting, kPlaying };  // in this order
+  enum class Phase { kPreparing, kWaiting, kPlaying, kFinishing };  // in this order
 
   bool Open();
   void Play();
@@ -37,6 +37,7 @@ class PlayRun {
   void Attend(int doneFd);
   void Press(int key);
   void TellProblems();
+  void Follow(qorbag::PlayerPrintType type);
   std::string ProgressText() const;
 
   int Finish();
@@ -55,10 +56,13 @@ class PlayRun {
   StatusLine line_;
   std::atomic<Phase> phase_{Phase::kPreparing};
   std::atomic<bool> isDone_{false};
+  std::atomic<bool> isDamaged_{false};  ///< a message could not be decompressed
+  bool isDamageTold_ = false;
   bool isDaemonTold_ = false;
   bool isClockTold_ = false;
   qorbag::PlayCode code_ = qorbag::PlayCode::kDone;
-  std::chrono::steady_clock::duration duration_{};
+  std::chrono::steady_clock::time_point begin_;  ///< of the first message; the playing thread's
+  std::chrono::steady_clock::time_point end_;    ///< of the last one
 };
 
 }  // namespace qor::tools

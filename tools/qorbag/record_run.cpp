@@ -71,6 +71,7 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
     Known known;
     if (Look(known)) {
       ComplainMissing(known.answers.missing, "warning");
+      WarnOfExcluded(known);
       return std::nullopt;
     }
     if (Clock::now() >= deadline) {
@@ -78,6 +79,16 @@ std::optional<ExitCode> RecordRun::WaitForEvents() {
     }
     if (stop_.WaitFor(kPeriod) == StopSignal::Wake::kSignal) {
       return kExitInterrupted;
+    }
+  }
+}
+
+/// A name that is mistyped leaves nothing out.
+void RecordRun::WarnOfExcluded(const Known& known) const {
+  for (const std::string& name : options_.recorder.excluded) {
+    if (!common::IsNamePattern(name) && std::ranges::find(known.names, name) == known.names.end()) {
+      Complain("warning: no event is named '" + Printable(name) + "', so none is left out by it." +
+               DidYouMean(name, known.names));
     }
   }
 }

@@ -50,6 +50,7 @@ class RecordRun {
   std::optional<ExitCode> WaitForEvents();
   /// Whether one of the events is known.
   bool Look(Known& known) const;
+  void WarnOfExcluded(const Known& known) const;
   ExitCode EndUnknown(const Known& known) const;
 
   /// Ends the recording when its time is over.

@@ -32,24 +32,15 @@ std::string RateText(std::uint64_t now, std::uint64_t before, double seconds) {
   return seconds > 0 ? FixedText(static_cast<double>(now - before) / seconds, 0) : "-";
 }
 
-std::uint64_t LostCount(const RecorderStatus& status) {
-  std::uint64_t lost = 0;
-  for (const Event& event : status.events) {
-    lost += event.lost;
-  }
-  return lost;
-}
-
 }  // namespace
 
 std::string RecordTitle(const RecorderStatus& status, const RecorderStatus& before) {
   const double seconds = SecondsBetween(status, before);
   const double bytes = static_cast<double>(status.allSize - std::min(status.allSize, before.allSize));
-  return Printable(status.fileName) + "  " + FixedText(static_cast<double>(status.elapsedMs) / kMsPerSecond, 0) +
-         " s  " + ByteText(status.allSize) + "  " + ByteRateText(seconds > 0 ? bytes / seconds : 0) + "  " +
-         RateText(status.written, before.written, seconds) + " messages/s  queue " +
-         std::to_string(status.waiting.messages) + " (" + ByteText(status.waiting.bytes) + ")  dropped " +
-         std::to_string(status.counts.dropped);
+  return FixedText(static_cast<double>(status.elapsedMs) / kMsPerSecond, 0) + " s  dropped " +
+         std::to_string(status.counts.dropped) + "  queue " + ByteText(status.waiting.bytes) + "  " +
+         ByteText(status.allSize) + "  " + ByteRateText(seconds > 0 ? bytes / seconds : 0) + "  " +
+         RateText(status.written, before.written, seconds) + " messages/s  " + Printable(status.fileName);
 }
 
 Table RecordTable(const RecorderStatus& status, const RecorderStatus& before) {
@@ -96,6 +87,7 @@ Json RecordJson(const RecorderStatus& status, const char* type) {
           {"written", status.written},
           {"skipped", status.counts.skipped},
           {"dropped", status.counts.dropped},
+          {"lost", status.lost},
           {"events", std::move(events)}};
 }
 
@@ -113,8 +105,8 @@ std::string RecordSummary(const RecorderStatus& status) {
   if (status.counts.dropped != 0) {
     text += "Dropped, because writing was too slow or failed: " + CountText(status.counts.dropped, "sample") + "\n";
   }
-  if (const std::uint64_t lost = LostCount(status); lost != 0) {
-    text += "Lost before they arrived here: " + CountText(lost, "sample") + "\n";
+  if (status.lost != 0) {
+    text += "Lost before they arrived here: " + CountText(status.lost, "sample") + "\n";
   }
   return text;
 }

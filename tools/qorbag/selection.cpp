@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "tools/common/common_options.h"
+#include "tools/common/quantity.h"
 
 namespace qor::tools {
 namespace {
@@ -34,12 +35,10 @@ void AddEventOptions(CLI::App& command, Selection& selection) {
 }
 
 void AddTimeOptions(CLI::App& command, Selection& selection) {
-  command.add_option("--start", selection.start, "From so many seconds after the first message")
-      ->check(CLI::Range(0.0, kLatest))
-      ->option_text("SECONDS");
-  command.add_option("--end", selection.end, "Up to so many seconds after the first message")
-      ->check(Seconds())
-      ->option_text("SECONDS");
+  constexpr double kLeast = 0.001;
+  AddDurationOption(command, "--start", selection.start, 0, kLatest,
+                    "From so long after the first message: seconds, or such as 10m");
+  AddDurationOption(command, "--end", selection.end, kLeast, kLatest, "Up to so long after the first message");
 }
 
 std::uint64_t Milliseconds(double seconds) {
