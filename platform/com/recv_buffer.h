@@ -13,7 +13,8 @@
 
 namespace qor::com {
 
-/// One received sample. All views end with the handler call: keep the payload with KeepPayload, copy what else must stay.
+/// One received sample. All views end with the handler call: keep the payload with KeepPayload, copy what else must
+/// stay.
 struct RecvBuffer {
   /// Puts the payload into `buffer`, in place of what is there: without a copy where the transport can use the memory
   /// of `buffer` instead. Once; the views stay valid as long as `buffer` is not changed.

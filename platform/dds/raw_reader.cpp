@@ -46,9 +46,8 @@ bool RawReader::Open(const EndpointTransports& transports, const com::ReaderOpti
   }
   fdds::DataReaderQos qos = MakeReaderQos(used_.dds, options.queueSize);
   ConfineEndpoint(qos.endpoint(), transports, participant.ListeningLocators());
-  const fdds::StatusMask mask = fdds::StatusMask::data_available()
-                                << fdds::StatusMask::subscription_matched()
-                                << fdds::StatusMask::requested_incompatible_qos();
+  const fdds::StatusMask mask = fdds::StatusMask::data_available() << fdds::StatusMask::subscription_matched()
+                                                                   << fdds::StatusMask::requested_incompatible_qos();
   reader_ = subscriber_->create_datareader(topic_.GetTopic(), qos, this, mask);
   return reader_ != nullptr;
 }

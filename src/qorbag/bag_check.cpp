@@ -195,8 +195,8 @@ void BagCheck::CompareChunkInfos() {
     }
   }
   if (closingInfos_.size() < foundInfos_.size()) {
-    report_.faults.Add(header_.connectionPos, "the closing index names " + std::to_string(closingInfos_.size()) + " of the " +
-                                                  std::to_string(foundInfos_.size()) + " chunks");
+    report_.faults.Add(header_.connectionPos, "the closing index names " + std::to_string(closingInfos_.size()) +
+                                                  " of the " + std::to_string(foundInfos_.size()) + " chunks");
   }
 }
 

@@ -63,7 +63,8 @@ bool ChunkCheck::ReadData(const ChunkHeader& header, RecordSource& source) {
     return Fault(dataPos_, "the compressed block has another length than the header of its chunk says");
   }
   if (!source.ReadData(size, block_)) {
-    return Fault(dataPos_, "the data of the chunk, " + std::to_string(size) + " bytes, ends behind the end of the file");
+    return Fault(dataPos_,
+                 "the data of the chunk, " + std::to_string(size) + " bytes, ends behind the end of the file");
   }
   if (!isCompressed) {
     data_ = block_.Bytes();
@@ -98,8 +99,8 @@ bool ChunkCheck::WalkRecords(ChunkFacts& facts) {
     const std::size_t remaining = data_.size() - at;
     if (remaining < kMessagePayloadAt || !head.Decode(data_.data() + at) ||
         head.dataSize > remaining - kMessagePayloadAt) {
-      return Fault(dataPos_, "the data of the chunk is damaged: no message begins at its byte " + std::to_string(at) + " of " +
-                                 std::to_string(data_.size()));
+      return Fault(dataPos_, "the data of the chunk is damaged: no message begins at its byte " + std::to_string(at) +
+                                 " of " + std::to_string(data_.size()));
     }
     records_.push_back({begin + at, head.connectionId, head.timeStamp});
     at += kMessagePayloadAt + head.dataSize;
@@ -181,15 +182,18 @@ bool ChunkCheck::CheckEndInfo(const ChunkHeader& header, RecordSource& source, b
   std::uint32_t count = 0;
   if (header.chunkInfoRecordPos != position) {
     Fault(chunkPos_, "the header of the chunk says that its end information is at " +
-                         std::to_string(header.chunkInfoRecordPos) + ", and its indexes end at " + std::to_string(position));
+                         std::to_string(header.chunkInfoRecordPos) + ", and its indexes end at " +
+                         std::to_string(position));
   }
   if (!reader_.ReadChunkInfo(source, info) || !source.Read(count)) {
-    return Fault(position, "here should be the end information of the chunk that begins at " + std::to_string(chunkPos_));
+    return Fault(position,
+                 "here should be the end information of the chunk that begins at " + std::to_string(chunkPos_));
   }
   for (std::uint32_t i = 0; i < count; ++i) {
     const std::uint64_t begin = source.Position();
     if (!reader_.ReadConnection(source, facts.newConnections.emplace_back())) {
-      return Fault(begin, "here should be the record of an event that is new in the chunk at " + std::to_string(chunkPos_));
+      return Fault(begin,
+                   "here should be the record of an event that is new in the chunk at " + std::to_string(chunkPos_));
     }
   }
   if (areRecordsKnown && (info.startTime != facts.info.startTime || info.endTime != facts.info.endTime ||

@@ -24,8 +24,8 @@ MessageRenderer::MessageRenderer(const Connection& connection, const qorevent::E
                                  const RecordedDefinitions& definitions, bool isFromDdsPublisher)
     : driver_(connection.driverType),
       isMbuf_(IsUsingRawData(connection)),
-      renderer_(connection.eventName, RegistrationOf(connection), isFromDdsPublisher, rendering,
-                QueryOf(definitions)) {}
+      renderer_(connection.eventName, RegistrationOf(connection), isFromDdsPublisher, rendering, QueryOf(definitions)) {
+}
 
 bool MessageRenderer::Render(std::uint32_t bagVersion, std::uint64_t time, std::span<const std::uint8_t> payload,
                              qorevent::SampleInfo& info) {

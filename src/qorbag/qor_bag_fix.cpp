@@ -48,7 +48,8 @@ bool QorBagFix::SetNames() {
 }
 
 bool QorBagFix::OpenRead() {
-  return input_.OpenReadDamagedFile(options_.inputFile) || Fail("QorBagFix open .active file failed!", FixPrintType::kNoInput);
+  return input_.OpenReadDamagedFile(options_.inputFile) ||
+         Fail("QorBagFix open .active file failed!", FixPrintType::kNoInput);
 }
 
 bool QorBagFix::Run() {

@@ -45,7 +45,8 @@ struct FixEchoInfo {
 };
 
 /// Turns the file of a recording that was interrupted into a bag: "<name>.bag.active" into "<name>_repair.bag". The
-/// input stays as it is. An older output is replaced, but not when it was stopped, nor by one without messages. Fix is called once, by one thread; Stop and the progress are for any.
+/// input stays as it is. An older output is replaced, but not when it was stopped, nor by one without messages. Fix is
+/// called once, by one thread; Stop and the progress are for any.
 class QorBagFix {
  public:
   using PrintCallback = std::function<void(FixPrintType, const FixEchoInfo&)>;

@@ -6,7 +6,8 @@
 
 namespace qor::qorbag {
 
-/// Payloads and what bags are made of. The same as the platform's, so that what was received can be kept without a copy.
+/// Payloads and what bags are made of. The same as the platform's, so that what was received can be kept without a
+/// copy.
 using QorBuffer = com::ByteBuffer;
 
 }  // namespace qor::qorbag

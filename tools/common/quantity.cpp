@@ -112,8 +112,8 @@ CLI::Option* AddDurationOption(CLI::App& command, const std::string& name, doubl
   const auto set = [&value, least, most](const std::string& text) {
     const auto seconds = ParseDuration(text);
     if (!seconds.has_value() || *seconds < least || *seconds > most) {
-      throw CLI::ValidationError(Refusal(text, "a time from " + FixedText(least, least > 0 && least < 1 ? 3 : 0) + " to " +
-                                                   FixedText(most, 0) + " seconds, such as 90, 10m or 1h30m"));
+      throw CLI::ValidationError(Refusal(text, "a time from " + FixedText(least, least > 0 && least < 1 ? 3 : 0) +
+                                                   " to " + FixedText(most, 0) + " seconds, such as 90, 10m or 1h30m"));
     }
     value = *seconds;
   };
