@@ -106,18 +106,21 @@ void RawReader::Deliver(const fdds::SampleInfo& info) {
   handler_(buffer);
 }
 
-/// What a writer's history replaced before it was sent again is lost as well, and Fast DDS does not tell.
+/// What a writer's history replaced before it was sent again is lost as well, and Fast DDS does not tell. Samples of
+/// several instances may come out of order.
 void RawReader::CountMissing(const fdds::SampleInfo& info) {
   constexpr std::size_t kMostWriters = 1024;
-  if (lastNumbers_.size() > kMostWriters) {
-    lastNumbers_.clear();  // of writers that are long gone
+  if (numbers_.size() > kMostWriters) {
+    numbers_.clear();  // of writers that are long gone
   }
   const std::uint64_t number = info.sample_identity.sequence_number().to64long();
-  const auto [last, isNew] = lastNumbers_.try_emplace(info.sample_identity.writer_guid(), number);
-  if (!isNew && number > last->second + 1) {
-    lost_.fetch_add(number - last->second - 1, std::memory_order_relaxed);
+  Numbers& seen = numbers_.try_emplace(info.sample_identity.writer_guid(), Numbers{number, number}).first->second;
+  if (number > seen.last) {
+    lost_.fetch_add(number - seen.last - 1, std::memory_order_relaxed);
+    seen.last = number;
+  } else if (number > seen.first && number < seen.last) {
+    lost_.fetch_sub(1, std::memory_order_relaxed);
   }
-  last->second = number;
 }
 
 void RawReader::CountUnusable(const char* reason) {

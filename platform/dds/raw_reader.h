@@ -40,6 +40,12 @@ class RawReader : public com::EventReader, private eprosima::fastdds::dds::DataR
   const maintaind::EventInfo& Used() const override { return used_; }
 
  private:
+  /// The first and the largest sequence number of a writer.
+  struct Numbers {
+    std::uint64_t first;
+    std::uint64_t last;
+  };
+
   RawReader(Participant::TopicLease topic, maintaind::EventInfo used, com::RecvHandler handler);
   bool Open(const EndpointTransports& transports, const com::ReaderOptions& options);
   void TakeAll(eprosima::fastdds::dds::DataReader& reader);
@@ -64,7 +70,7 @@ class RawReader : public com::EventReader, private eprosima::fastdds::dds::DataR
   DeliveryGate gate_;
 
   // Touched only by the thread that the gate lets deliver.
-  std::map<eprosima::fastrtps::rtps::GUID_t, std::uint64_t> lastNumbers_;  ///< by writer
+  std::map<eprosima::fastrtps::rtps::GUID_t, Numbers> numbers_;  ///< by writer
   IncomingSample sample_;
   dp::MbufSample mbuf_;
 };

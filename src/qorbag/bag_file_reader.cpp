@@ -135,12 +135,22 @@ const BagFileReader::Chunk* BagFileReader::FindChunk(std::uint32_t number) {
 BagFileReader::Chunk& BagFileReader::RoomFor(std::uint32_t number) {
   constexpr std::size_t kMostChunks = 16;
   constexpr std::size_t kMostBytes = std::size_t{64} << 20U;
-  std::size_t bytes = content_->chunks[number].size;
-  for (const Chunk& chunk : chunks_) {
-    bytes += chunk.data.size();
+  const auto isMuch = [this, size = content_->chunks[number].size] {
+    std::size_t bytes = size;
+    for (const Chunk& chunk : chunks_) {
+      bytes += chunk.data.size();
+    }
+    return bytes > kMostBytes;
+  };
+  const bool isAgain = states_[number] == ChunkState::kRead && chunks_.size() < kMostChunks;
+  if (chunks_.empty() || (isAgain && !isMuch())) {
+    return chunks_.emplace_back();
   }
-  const bool isAgain = states_[number] == ChunkState::kRead && chunks_.size() < kMostChunks && bytes <= kMostBytes;
-  return chunks_.empty() || isAgain ? chunks_.emplace_back() : *std::ranges::min_element(chunks_, {}, &Chunk::usedAt);
+  const auto oldest = [this] { return std::ranges::min_element(chunks_, {}, &Chunk::usedAt); };
+  while (chunks_.size() > 1 && isMuch()) {
+    chunks_.erase(oldest());
+  }
+  return *oldest();
 }
 
 bool BagFileReader::DecompressChunkToStream(std::uint32_t number, Chunk& chunk) {

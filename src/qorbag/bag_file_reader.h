@@ -51,9 +51,6 @@ class BagFileReader {
                                              QorBuffer& out, std::uint32_t offset);
 
  private:
-  static bool Read(BagContentReader& reader, How how, std::uint32_t version);
-  bool SetUpDecompressor();
-  bool ReadPayload(const MessageIndex& index, const std::uint8_t* head, std::span<std::uint8_t> payload);
   /// One that was decompressed.
   struct Chunk {
     std::uint32_t number = 0;
@@ -63,6 +60,9 @@ class BagFileReader {
   };
   enum class ChunkState : std::uint8_t { kUnread, kRead, kDamaged };
 
+  static bool Read(BagContentReader& reader, How how, std::uint32_t version);
+  bool SetUpDecompressor();
+  bool ReadPayload(const MessageIndex& index, const std::uint8_t* head, std::span<std::uint8_t> payload);
   const Chunk* FindChunk(std::uint32_t number);
   Chunk& RoomFor(std::uint32_t number);
   bool DecompressChunkToStream(std::uint32_t number, Chunk& chunk);

@@ -2,6 +2,7 @@
 #include "src/qorbag/bag_file_writer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <string_view>
@@ -276,13 +277,17 @@ void BagFileWriter::SetEventSumInfo() {
 
 BagFileWriter::Result BagFileWriter::Close() {
   Result result = isChunkOpen_ ? StopChunkWriting() : Result::kOk;
-  if (!WriteClosingIndex() && result == Result::kOk) {
-    result = Result::kFailed;
-  }
-  if (!output_->Close() && result == Result::kOk) {
-    result = Result::kFailed;
-  }
+  int error = errno;
+  const auto note = [&](bool isDone) {
+    if (!isDone && result == Result::kOk) {
+      result = Result::kFailed;
+      error = errno;
+    }
+  };
+  note(WriteClosingIndex());
+  note(output_->Close());
   output_ = nullptr;
+  errno = error;
   return result;
 }
 

@@ -54,7 +54,8 @@ class BagFileWriter {
   /// in the log: the chunk that the message closed is not in the file, or only the message, when it is too long or its
   /// event cannot be described in this version.
   [[nodiscard]] Result Write(const EventMsg& msg, std::uint64_t time, std::span<const std::uint8_t> payload);
-  /// Writes the open chunk, the closing index and the file header, and closes the file, whatever fails before.
+  /// Writes the open chunk, the closing index and the file header, and closes the file, whatever fails before; errno
+  /// tells of the first failure.
   [[nodiscard]] Result Close();
 
   /// Messages that wait in the open chunk, and those of chunks that could not be written.

@@ -46,7 +46,6 @@ class ChunkCheck {
   bool Check(std::uint64_t position, ChunkFacts& facts);
 
  private:
-  bool CheckAt(RecordSource& source, ChunkFacts& facts);
   /// A message record as it stands in the data.
   struct Record {
     std::uint64_t offset = 0;
@@ -55,6 +54,7 @@ class ChunkCheck {
     bool isIndexed = false;
   };
 
+  bool CheckAt(RecordSource& source, ChunkFacts& facts);
   bool ReadData(const ChunkHeader& header, RecordSource& source);
   bool Decompress(std::uint32_t chunkSize);
   bool WalkRecords(ChunkFacts& facts);

@@ -30,6 +30,11 @@ std::string FolderOf(const std::string& file) {
   return folder.empty() ? "." : folder;
 }
 
+/// Of a failure of QorBagFile, by errno.
+std::string ReasonOf(int code) {
+  return code == QorBagFile::kCompressionFailed ? "it cannot be compressed" : std::strerror(errno);
+}
+
 }  // namespace
 
 ExtractCode QorBagExtractor::Extract() {
@@ -188,9 +193,10 @@ ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
     default:
       return CannotCreate(writeName, errno);
   }
-  const bool isWritten = CopyMessages(view, output, progress_, stop_) == QorBagFile::kOk;
+  const int code = CopyMessages(view, output, progress_, stop_);
+  const bool isWritten = code == QorBagFile::kOk;
   if (!isWritten) {
-    reason_ = std::strerror(errno);
+    reason_ = ReasonOf(code);
     log_.Error() << "An error occured while writing bag file";
   } else if (stop_) {
     log_.Info() << "Stop extracting";
@@ -200,21 +206,23 @@ ExtractCode QorBagExtractor::WriteViewToFile(const QorView& view) {
 
 ExtractCode QorBagExtractor::Finish(QorBagFile& output, const std::string& writeName, bool isWritten) {
   log_.Info() << "Wrote " << progress_.written.load() << " message(s)";
-  const bool isClosed = output.CloseWrite() == QorBagFile::kOk;
+  const int closed = output.CloseWrite();
+  reason_ = isWritten && closed != QorBagFile::kOk ? ReasonOf(closed) : reason_;
   if (stop_ && progress_.written == 0) {
     std::remove(writeName.c_str());
     return ExtractCode::kStopped;
   }
-  if (isWritten && isClosed && common::RenameToFreeName(writeName, options_.outputFile)) {
-    log_.Info() << "Done";
-    return stop_ ? ExtractCode::kStopped : ExtractCode::kOk;
+  if (isWritten && closed == QorBagFile::kOk) {
+    if (common::RenameToFreeName(writeName, options_.outputFile)) {
+      log_.Info() << "Done";
+      return stop_ ? ExtractCode::kStopped : ExtractCode::kOk;
+    }
+    reason_ = std::strerror(errno);
   }
-  const int error = errno;
   std::remove(writeName.c_str());
   if (!isWritten) {
     return ExtractCode::kWriteFailed;
   }
-  reason_ = std::strerror(error);
   log_.Error() << "Cannot close output file '" << options_.outputFile << "': " << reason_;
   return ExtractCode::kCannotClose;
 }

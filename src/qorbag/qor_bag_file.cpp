@@ -86,14 +86,17 @@ QorBagFile::~QorBagFile() {
 int QorBagFile::OpenWrite(const std::string& fileName, const std::string& filePath, const std::string& file) {
   if (fileName.empty()) {
     Failed("OpenWrite: Bagfile name is NULL!");
+    errno = EINVAL;
     return kFailed;
   }
   if (!common::CheckPathForSecurity(filePath) || !common::CheckPathForSecurity(fileName)) {
     Failed("OpenWrite: The path is insecure[path=" + filePath + "].");
+    errno = EINVAL;
     return kFailed;
   }
   if (!OpenNames::Process().Add(fileName)) {
     Failed("Error: recording the same file name, please check the file name.");
+    errno = EEXIST;
     return kFailed;
   }
   auto output = std::make_unique<FileOutput>(fileName);

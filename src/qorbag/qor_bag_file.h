@@ -121,7 +121,7 @@ class QorBagFile {
 
   /// What the file is called in the end, or was opened as.
   const std::string& GetFileName() const { return file_; }
-  /// Bytes, with the chunk that is open.
+  /// Of the file that is written; see BagFileWriter.
   std::uint64_t GetFileSize() const { return writer_.IsOpen() ? writer_.GetFileSize() : 0; }
   /// Messages that wait in the open chunk, and those of chunks that could not be written.
   std::uint64_t GetOpenMessages() const { return writer_.GetOpenMessages(); }

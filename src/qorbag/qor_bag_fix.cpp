@@ -109,10 +109,11 @@ bool QorBagFix::DoRun(const QorView& view) {
   const int code = CopyMessages(view, output_, progress_, stop_);
   log_.Info() << "Fix " << progress_.written.load() << " message(s)";
   if (stop_ && progress_.written == 0) {
-    return Fail("QorBagFix was stopped before the first message");
+    return Fail("QorBagFix was stopped before the first message", FixPrintType::kGivenUp);
   }
-  if (stop_ && common::IsPathExist(outputName_)) {
-    return Fail("QorBagFix was stopped; the older '" + outputName_ + "' stays as it was");
+  const bool isPart = progress_.written + progress_.unreadable < progress_.total;
+  if (stop_ && isPart && common::IsPathExist(outputName_)) {
+    return Fail("QorBagFix was stopped; the older '" + outputName_ + "' stays as it was", FixPrintType::kGivenUp);
   }
   if (code == QorBagFile::kOk && progress_.written == 0) {
     return Fail("QorBagFix cannot read any of the " + std::to_string(progress_.total) + " messages");
@@ -136,13 +137,14 @@ bool QorBagFix::CloseOutput() {
                                                      : "QorBagFix cannot close '" + writeName_ + "'");
 }
 
+/// An older output is there until the new one is.
 bool QorBagFix::HandleAcitveFile() {
-  if (::unlink(outputName_.c_str()) != 0 && errno != ENOENT) {
-    return Fail("Failed to delete old file '" + outputName_ + "': " + std::strerror(errno));
-  }
   log_.Info() << "Renaming '" << writeName_ << "' to '" << outputName_ << "'";
   if (std::rename(writeName_.c_str(), outputName_.c_str()) != 0) {
-    return Fail("Failed to rename '" + writeName_ + "' to '" + outputName_ + "': " + std::strerror(errno));
+    const std::string reason = std::strerror(errno);
+    return Fail((common::IsPathExist(outputName_) ? "Failed to delete old file '" + outputName_
+                                                  : "Failed to rename '" + writeName_ + "' to '" + outputName_) +
+                "': " + reason);
   }
   Print(stop_ ? FixPrintType::kStopped : FixPrintType::kDone);
   return true;

@@ -28,6 +28,7 @@ enum class FixPrintType : std::uint8_t {
   kNoInput,  ///< the input is no bag, or none that can be repaired; nothing follows
   kNothing,  ///< no message can be read; nothing follows
   kStopped,  ///< by Stop: the output holds the first of the messages
+  kGivenUp,  ///< by Stop: the text says why there is no output; nothing follows
   kDone,
 };
 

@@ -43,16 +43,25 @@ bool IsSameEvent(const EventInfoWithPubSub& one, const EventInfoWithPubSub& othe
   return isSame;
 }
 
-/// Whether a subscription that nobody publishes to should be made anew: the publisher is back with other settings of
-/// the wire. Those of the payload stay as the bag describes them.
-bool HasNewSettings(const EventInfoWithPubSub& known, const com::Subscriber& subscriber,
-                    const EventInfoWithPubSub& record) {
-  const auto& [driver, binding] = *known.bindings.begin();
-  const auto& now = record.bindings.begin()->second;
-  return driver == DriverType::kDds && !record.publisher.empty() && IsSameTopic(known, record) &&
-         (binding.dds.qos != now.dds.qos || binding.dds.transports != now.dds.transports ||
-          binding.dds.partition != now.dds.partition) &&
-         subscriber.GetPublisherCount() == 0;
+/// Of the wire; those of the payload stay as the bag describes them.
+bool HasSameSettings(const EventInfoWithPubSub& one, const EventInfoWithPubSub& other) {
+  const maintaind::DDSEventInfo& dds = one.bindings.begin()->second.dds;
+  const maintaind::DDSEventInfo& otherDds = other.bindings.begin()->second.dds;
+  return dds.qos == otherDds.qos && dds.transports == otherDds.transports && dds.partition == otherDds.partition;
+}
+
+/// Whether the event is published, and nowhere with the settings that are known.
+bool IsPublishedOtherwise(const EventInfoWithPubSub& known, const EventSelection::Records& records) {
+  bool isPublished = false;
+  for (const EventInfoWithPubSub& record : records) {
+    if (record.isPublisherOnline && IsSameEvent(known, record)) {
+      isPublished = true;
+      if (HasSameSettings(known, record)) {
+        return false;
+      }
+    }
+  }
+  return isPublished;
 }
 
 void LogSubscribing(const EventInfoWithPubSub& record) {
@@ -99,6 +108,7 @@ bool RecorderSubscriptions::Subscribe(const std::function<bool()>& isWanted) {
     failed_.clear();
   }
   const EventSelection::Records records = GetEventList();
+  EndOutdated(records);
   for (const EventInfoWithPubSub& record : records) {
     QuotaOf(record.eventName);  // all of them before the first message: the last quota to be used up ends it all
   }
@@ -182,11 +192,8 @@ bool RecorderSubscriptions::IsRepeatedEvent(const EventInfoWithPubSub& record) c
   const std::lock_guard lock(mutex_);
   const auto [first, last] = subscriptions_.equal_range(record.eventName);
   const auto known = std::find_if(first, last, [&](const auto& one) {
-    const Subscription& subscription = one.second;
-    const bool isReplaced = subscription.subscriber
-                                ? HasNewSettings(subscription.event->Record(), subscription.subscriber, record)
-                                : !record.publisher.empty();
-    return !isReplaced && IsSameEvent(subscription.event->Record(), record);
+    const bool isReplaced = !one.second.subscriber && !record.publisher.empty();
+    return !isReplaced && IsSameEvent(one.second.event->Record(), record);
   });
   if (known == last) {
     return false;
@@ -202,7 +209,7 @@ bool RecorderSubscriptions::IsRepeatedEvent(const EventInfoWithPubSub& record) c
 }
 
 bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record, const Definitions& definitions) {
-  EndOutdated(record);
+  ReplaceIfUnpublished(record);
   const std::string name = record.eventName;
   if (options_.all) {
     kLog.Info() << "[Qorbag record event][eventName=" << name << "]";
@@ -230,15 +237,27 @@ bool RecorderSubscriptions::SubscribeEvent(const EventInfoWithPubSub& record, co
   return true;
 }
 
-/// What was subscribed by what its subscribers said, or its publisher before, gives way to what its publisher says.
-void RecorderSubscriptions::EndOutdated(const EventInfoWithPubSub& record) {
+/// Those of DDS whose publisher is back with other settings, which they may not match.
+void RecorderSubscriptions::EndOutdated(const EventSelection::Records& records) {
+  std::vector<com::Subscriber> ended;  // as below
+  const std::lock_guard lock(mutex_);
+  for (auto& [name, subscription] : subscriptions_) {
+    if (subscription.subscriber && subscription.event->Driver() == DriverType::kDds &&
+        subscription.subscriber.GetPublisherCount() == 0 &&
+        IsPublishedOtherwise(subscription.event->Record(), records)) {
+      ended.push_back(subscription.End());
+    }
+  }
+}
+
+/// What was subscribed by what its subscribers said gives way to what its publisher says.
+void RecorderSubscriptions::ReplaceIfUnpublished(const EventInfoWithPubSub& record) {
   std::vector<com::Subscriber> ended;  // without the lock: it waits for the receive threads
   const std::lock_guard lock(mutex_);
   const auto [first, last] = subscriptions_.equal_range(record.eventName);
   for (auto one = first; one != last; ++one) {
     const EventInfoWithPubSub& known = one->second.event->Record();
-    const bool isUnpublished = known.publisher.empty() && !record.publisher.empty() && IsSameTopic(known, record);
-    if (isUnpublished || (one->second.subscriber && HasNewSettings(known, one->second.subscriber, record))) {
+    if (known.publisher.empty() && !record.publisher.empty() && IsSameTopic(known, record)) {
       ended.push_back(one->second.End());
     }
   }

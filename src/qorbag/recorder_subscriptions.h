@@ -75,7 +75,8 @@ class RecorderSubscriptions {
   bool ShouldSubscribe(const maintaind::EventInfoWithPubSub& record);
   bool IsRepeatedEvent(const maintaind::EventInfoWithPubSub& record) const;
   bool SubscribeEvent(const maintaind::EventInfoWithPubSub& record, const Definitions& definitions);
-  void EndOutdated(const maintaind::EventInfoWithPubSub& record);
+  void ReplaceIfUnpublished(const maintaind::EventInfoWithPubSub& record);
+  void EndOutdated(const EventSelection::Records& records);
   static Definitions AskForDefinitions();
   void InsertMsgDefs();
   void InsertMsgDef(RecordedEvent& event, const datatype::DefinitionTexts& definitions);

@@ -201,6 +201,24 @@ TEST_F(BagRecordingTest, ItEndsWhenEveryEventHasItsMessages) {
   EXPECT_EQ(log_.CountContaining("Recorder no subscirber."), 1U);
 }
 
+TEST_F(BagRecordingTest, APublisherThatComesBackWithAnotherQosIsRecordedOn) {
+  Advertise("/rec/a", "shm");
+  QorRecorder recorder(options_);
+  std::thread run([&] { recorder.Run(); });
+  WaitForRecorder();
+  Publish(20);
+  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == 20; }));
+  sources_["/rec/a"].publisher = com::Publisher();
+  topics_.at("/rec/a").dds.qos.reliability = maintaind::ReliabilityKind::kBestEffort;
+  Advertise("/rec/a", "shm");
+  WaitForRecorder();
+  Publish(20);
+  EXPECT_TRUE(Eventually([&] { return recorder.GetStatus().written == 40; }));
+  recorder.Stop();
+  run.join();
+  EXPECT_EQ(Recorded("run.bag")["/rec/a"], sources_["/rec/a"].published);
+}
+
 /// There may never be a second sample at which the recorder could look again.
 TEST_F(BagRecordingTest, AValueThatComesOnceHasItsDefinition) {
   const std::string definition = R"({"ShortName":"Mode","Type":"ARRAY","template":"uint8","length":"20"})";

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <future>
 #include <memory>
 #include <thread>
 #include <tuple>
@@ -122,6 +123,32 @@ TEST_F(DdsTransportTest, KeyedTopicsMatchKeyedReadersAndLoseNothing) {
   unkeyed.dds.topicName = test::UniqueName("topic");
   ExpectRefusal(subscribing_.CreateReader(unkeyed, {}, received_.Handler()), TransportError::kBadConfig,
                 event.dds.typeName);
+}
+
+TEST_F(DdsTransportTest, WhatTheHistoryOfAWriterReplacesIsLost) {
+  EventInfo event = DdsEvent({TransportQos::kUdp});
+  writer_ = Writer(event);
+  std::promise<void> go;
+  std::shared_future<void> isFree(go.get_future());
+  std::atomic<std::uint64_t> received{0};
+  std::atomic<std::uint64_t> last{0};
+  reader_ = Reader(event, [&](const com::RecvBuffer& sample) {
+    if (received++ != 0) {
+      isFree.wait();
+    }
+    last = sample.sequenceNumber;
+  });
+  ASSERT_TRUE(Eventually([&] { return writer_->MatchedReaders() == 1 && reader_->MatchedWriters() == 1; }));
+  Send(*writer_, Pattern(1));
+  ASSERT_TRUE(Eventually([&] { return received == 1; }));
+  constexpr std::uint64_t kSent = 1000;
+  for (std::uint64_t i = 1; i < kSent; ++i) {
+    ASSERT_TRUE(writer_->Write(Pattern(40'000)));  // more than the socket takes
+  }
+  go.set_value();
+  ASSERT_TRUE(Eventually([&] { return last == kSent; }));
+  EXPECT_GT(reader_->LostSamples(), 0U);
+  EXPECT_EQ(received + reader_->LostSamples(), kSent);
 }
 
 TEST_F(DdsTransportTest, ATypeCanChangeWhenNobodyUsesItAnyMore) {

@@ -77,10 +77,10 @@ class QorbagTest : public ::testing::Test {
     QorBagFile bag;
     bag.SetMaxChunkSize(isClosed ? 1024 : 1);
     ASSERT_EQ(bag.OpenWrite(folder_.File(name), folder_.Path(), folder_.File(name)), QorBagFile::kOk);
-    for (std::uint8_t i = 0; i < (isClosed ? 5 : 50); ++i) {
-      const std::uint8_t payload[] = {i, 1};
-      ASSERT_EQ(bag.Write(speed, kBegin + i * 100U, payload, 2), QorBagFile::kOk);
-      ASSERT_EQ(bag.Write(bytes, kBegin + i * 100U + 50, payload, 2), QorBagFile::kOk);
+    for (std::uint64_t i = 0; i < (isClosed ? 5U : 50U); ++i) {
+      const std::uint8_t payload[] = {static_cast<std::uint8_t>(i), 1};
+      ASSERT_EQ(bag.Write(speed, kBegin + i * 100, payload, 2), QorBagFile::kOk);
+      ASSERT_EQ(bag.Write(bytes, kBegin + i * 100 + 50, payload, 2), QorBagFile::kOk);
     }
     if (isClosed) {
       ASSERT_EQ(bag.CloseWrite(), QorBagFile::kOk);

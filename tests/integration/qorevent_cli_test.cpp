@@ -350,7 +350,7 @@ TEST_F(QoreventSpeedTest, OnATerminalThereAreHeadingsAndHzDrawsInPlace) {
   const std::string list = Run("list", ChildProcess::Stdout::kTerminal).out;
   EXPECT_THAT(list, AllOf(StartsWith("\033[1mEVENT"), HasSubstr("SUBS")));
   ChildProcess hz(Command("hz /car/speed"), ChildProcess::Stdout::kTerminal);
-  EXPECT_TRUE(hz.WaitForOut("\033[2A")) << "two lines up: the heading and one event";
+  EXPECT_TRUE(hz.WaitForOut("\033[J\033[2A")) << "two lines up: the heading and one event";
   hz.Signal(SIGTERM);
   EXPECT_EQ(hz.Wait(), 0);
   EXPECT_THAT(hz.Out(), HasSubstr("MEAN RATE Hz"));

@@ -305,6 +305,22 @@ TEST_F(BagRepairTest, AnOlderRepairIsOnlyReplacedByOneThatHasSomething) {
   EXPECT_EQ(folder_.Read("run_repair.bag"), "an older one");
 }
 
+TEST_F(BagRepairTest, AClosingIndexThatNoReaderTakesIsNotSound) {
+  MakeBag("run.bag", FileCompressionType::kNone, /*isClosed=*/true);
+  Bytes bytes = Content("run.bag");
+  const std::string text(bytes.begin(), bytes.end());
+  const std::size_t last = text.rfind("chunkPos=");
+  const std::size_t before = text.rfind("chunkPos=", last - 1);
+  constexpr std::size_t kNameAndNumber = 9 + 8;
+  std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(before), kNameAndNumber,
+              bytes.begin() + static_cast<std::ptrdiff_t>(last));
+  const auto faults = Check(bytes).faults.First();
+  EXPECT_TRUE(
+      std::ranges::any_of(faults, [](const BagFault& fault) { return fault.text.ends_with("no reader takes that"); }));
+  Write("run.bag", bytes);
+  EXPECT_FALSE(QorBagFile().OpenRead(Path("run.bag")));
+}
+
 TEST_F(BagRepairTest, EveryChangeOfACompressedChunkIsFound) {
   MakeBag("run.bag", FileCompressionType::kZstd, /*isClosed=*/true, 60);
   const Bytes bytes = Content("run.bag");

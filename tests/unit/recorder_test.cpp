@@ -343,6 +343,19 @@ TEST_F(RecordingFilesTest, SplitsBySizeWithoutLosingAMessageAndKeepsTheNewest) {
   }
 }
 
+TEST_F(RecordingFilesTest, TheSizeOfACompressedFileIsThatOfTheFile) {
+  options_.split = true;
+  options_.maxSize = 100'000;
+  options_.compressionType = 2;
+  options_.chunkSize = 1024;
+  RecordingFiles files(options_, report_);
+  ASSERT_TRUE(files.StartWriting());
+  EXPECT_TRUE(Write(files, 0, 50000));
+  files.StopWriting();
+  EXPECT_EQ(files.GetSplitIndex(), 0U) << "what is gathered is three times as much";
+  EXPECT_EQ(Times().size(), 5000U);
+}
+
 TEST_F(RecordingFilesTest, SplitsByDurationOnAFixedGrid) {
   options_.split = true;
   options_.maxDuration = 1;

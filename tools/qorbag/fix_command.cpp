@@ -100,6 +100,9 @@ ExitCode Finish(const std::string& file, const FixOutcome& outcome) {
       Complain("interrupted: '" + Printable(outcome.info.outputFile) + "' has only the first " +
                std::to_string(outcome.info.writtenCount) + " of " + CountText(outcome.info.messageCount, "message"));
       return kExitInterrupted;
+    case FixPrintType::kGivenUp:
+      Complain("interrupted: '" + Printable(file) + "' was not repaired: " + Printable(outcome.info.text));
+      return kExitInterrupted;
     case FixPrintType::kNothing:
       Complain("'" + Printable(file) + "': there is no complete chunk in it" + LeftText(outcome.info));
       return kExitFailure;
@@ -117,12 +120,7 @@ int RunFix(const FixCommandOptions& options) {
   for (const std::string& file : options.files) {
     const std::string folder =
         options.folder.empty() ? common::GetFolderPath(file) : common::GetCanonicalPath(options.folder);
-    if (folder.empty()) {
-      ComplainUnreadable(file);
-      code = kExitFailure;
-      continue;
-    }
-    const FixOutcome outcome = Fix(file, folder, stop);
+    const FixOutcome outcome = folder.empty() ? FixOutcome{FixPrintType::kNoInput, {}} : Fix(file, folder, stop);
     PrintOutcome(file, outcome, options.output.isJson, out);
     const ExitCode one = Finish(file, outcome);
     code = one != kExitDone ? one : code;

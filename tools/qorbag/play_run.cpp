@@ -113,6 +113,7 @@ void PlayRun::Play() {
 void PlayRun::Follow(PlayerPrintType type) {
   switch (type) {
     case PlayerPrintType::kBeforeDelay:
+      begin_ = std::chrono::steady_clock::now();  // it may be stopped before it begins
       phase_ = Phase::kWaiting;
       break;
     case PlayerPrintType::kBegin:
