@@ -159,6 +159,15 @@ TEST_F(QorbagTest, ADefinitionThatCannotBeUsedIsToldAndNotGuessed) {
   EXPECT_THAT(Run({"messages", "new.bag", "--raw"}).err, IsEmpty());
 }
 
+TEST_F(QorbagTest, AFileThatMayNotGrowIsToldWithTheReason) {
+  MakeBag("run.bag");
+  const Finished run = test::RunProgram({"/bin/sh", "-c", "ulimit -f 1; exec \"$@\"", "sh", QOR_QORBAG, "extract",
+                                         folder_.File("run.bag"), folder_.File("out.bag")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("out.bag' was not written: File too large"));
+  EXPECT_THAT(folder_.Names(), testing::ElementsAre("run.bag"));
+}
+
 TEST_F(QorbagTest, ACheckTellsWhereWhatIsWrong) {
   MakeBag("run.bag");
   EXPECT_EQ(Run({"check", "run.bag"}).out, folder_.File("run.bag") + ": 1 chunk, 2 events, 10 messages: sound\n");

@@ -2,6 +2,7 @@
 #include "tools/common/tool_main.h"
 
 #include <algorithm>
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -44,6 +45,7 @@ bool IsVerb(const CLI::App& app, const std::string& text) {
 
 int RunTool(const Tool& tool, int argc, char** argv) {
   OpenStandardStreams();
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error with a reason
   SetToolName(tool.name);
   Task task;
   CLI::App app(tool.about);
