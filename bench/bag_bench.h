@@ -72,6 +72,34 @@ inline std::vector<qorbag::EventMsg> Events(std::size_t count) {
   return events;
 }
 
+/// Takes everything and keeps nothing, through the system as a file does.
+class NullDevice : public qorbag::BagOutput {
+ public:
+  NullDevice() { std::setvbuf(file_, nullptr, _IONBF, 0); }
+  ~NullDevice() override { std::fclose(file_); }
+  NullDevice(const NullDevice&) = delete;
+  NullDevice& operator=(const NullDevice&) = delete;
+
+  bool Write(std::span<const std::uint8_t> bytes) override {
+    position_ += bytes.size();
+    return std::fwrite(bytes.data(), 1, bytes.size(), file_) == bytes.size();
+  }
+  bool Seek(std::uint64_t position) override {
+    position_ = position;
+    return true;
+  }
+  bool SeekEnd() override { return true; }
+  bool Truncate(std::uint64_t /*position*/) override { return true; }
+  std::uint64_t Position() const override { return position_; }
+  bool Flush() override { return true; }
+  bool Sync() override { return true; }
+  bool Close() override { return true; }
+
+ private:
+  std::FILE* const file_ = std::fopen("/dev/null", "w");
+  std::uint64_t position_ = 0;
+};
+
 /// Seconds of writing `bytes` bytes in blocks of 1 MiB.
 inline double WritePlain(const std::string& name, std::uint64_t bytes) {
   static const std::vector<char> block(kBlock, 'x');

@@ -26,6 +26,7 @@ namespace {
 
 using namespace qor::bench;
 using qor::qorbag::BagFileWriter;
+using qor::qorbag::BagOutput;
 using qor::qorbag::EventMsg;
 using qor::qorbag::FileOutput;
 
@@ -37,12 +38,12 @@ struct Case {
   double needed;
 };
 
-/// Seconds of writing the messages into a file; `bytes` is the size of the bag.
-double WriteBag(const std::string& name, const Case& one, const std::vector<EventMsg>& events,
+/// Seconds of writing the messages; `bytes` is the size of the bag.
+double WriteBag(std::unique_ptr<BagOutput> output, const Case& one, const std::vector<EventMsg>& events,
                 const std::vector<std::uint8_t>& payload, std::uint64_t& bytes) {
   const auto begin = Clock::now();
   BagFileWriter writer;
-  Check(writer.Open(std::make_unique<FileOutput>(name), name) == BagFileWriter::Result::kOk, "writing a bag");
+  Check(writer.Open(std::move(output), "bench") == BagFileWriter::Result::kOk, "writing a bag");
   for (std::size_t i = 0; i < one.messages; ++i) {
     Check(writer.Write(events[i % events.size()], i / 8, payload) == BagFileWriter::Result::kOk, "writing a bag");
   }
@@ -60,13 +61,13 @@ void Measure(const std::string& folder, const Case& one) {
   const auto [share, rate, processor, nowhere, processorNowhere] = Medians([&] {
     ::unlink(name.c_str());
     const double before = CpuSeconds(RUSAGE_SELF);
-    const double bag = WriteBag(name, one, events, payload, bytes);
+    const double bag = WriteBag(std::make_unique<FileOutput>(name), one, events, payload, bytes);
     const double used = CpuSeconds(RUSAGE_SELF) - before;
     ::unlink(name.c_str());
     const double plain = WritePlain(name, bytes);
     ::unlink(name.c_str());
     const double beforeNone = CpuSeconds(RUSAGE_SELF);
-    const double none = WriteBag("/dev/null", one, events, payload, bytes);
+    const double none = WriteBag(std::make_unique<NullDevice>(), one, events, payload, bytes);
     const double usedNone = CpuSeconds(RUSAGE_SELF) - beforeNone;
     return std::array{plain / bag, count / bag, used / count * 1e9, count / none, usedNone / count * 1e9};
   });
@@ -98,7 +99,7 @@ double PeakOfWriting(std::size_t size, std::uint64_t total, std::size_t eventCou
       const auto events = Events(eventCount);
       const std::vector<std::uint8_t> payload(size, 0x5A);
       std::uint64_t bytes = 0;
-      WriteBag("/dev/null", {messages, size, 0}, events, payload, bytes);
+      WriteBag(std::make_unique<NullDevice>(), {messages, size, 0}, events, payload, bytes);
     });
   };
   return write(total / size) - write(0);
